@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Installs the dependencies and configures the build tree in build/.
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+"$root/scripts/setup.sh"
+cmake -S "$root" -B "$root/build" -G Ninja \
+  -DCMAKE_BUILD_TYPE="${CMAKE_BUILD_TYPE:-RelWithDebInfo}" \
+  -DTERVIKROM_WERROR="${TERVIKROM_WERROR:-OFF}" >/dev/null

@@ -1,0 +1,110 @@
+#include "api/factory.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include <tervik/rom/configuration.hpp>
+
+#include "api/frame.hpp"
+#include "common/file_extensions.hpp"
+#include "snapshot/point.hpp"
+
+namespace Tervik::Rom::Api {
+
+namespace {
+
+[[noreturn]] void NotAvailable(const char* operation) {
+    throw Common::RomException(std::string("IFactory::") + operation + " is not available in this version of the library.");
+}
+
+}  // namespace
+
+Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { NotAvailable("CreateSetupCfg"); }
+
+Mesh::IMesh* CFactory::CreateAndInitMesh(const std::string&) { NotAvailable("CreateAndInitMesh"); }
+
+Mesh::IMeshData* CFactory::CreateAndInitMeshData(const std::string&) { NotAvailable("CreateAndInitMeshData"); }
+
+Mesh::IMeshData* CFactory::CreateMeshData() { NotAvailable("CreateMeshData"); }
+
+Configuration::IMeshDataCfg* CFactory::CreateMeshDataCfg() { NotAvailable("CreateMeshDataCfg"); }
+
+Project::IProject* CFactory::CreateAndResumeProject(const std::string&) { NotAvailable("CreateAndResumeProject"); }
+
+Project::IProject* CFactory::CreateProject() { NotAvailable("CreateProject"); }
+
+Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&) { NotAvailable("CreateAndInitSnapshot"); }
+
+Snapshot::ISnapshot* CFactory::CreateSnapshot() { NotAvailable("CreateSnapshot"); }
+
+Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&, bool) { NotAvailable("CreateAndInitSnapshot"); }
+
+Configuration::ISnapshotCfg* CFactory::CreateSnapshotCfg() { NotAvailable("CreateSnapshotCfg"); }
+
+Snapshot::ISnapshotCache* CFactory::CreateSnapshotCache() { NotAvailable("CreateSnapshotCache"); }
+
+Snapshot::IUserPoint* CFactory::CreateUserPoint() { return new Snapshot::CPoint(); }
+
+const std::string& CFactory::GetConfigurationFileExtension() const { return Common::FileExtension::Configuration(); }
+
+const std::string& CFactory::GetMeshFileExtension() const { return Common::FileExtension::Mesh(); }
+
+const std::string& CFactory::GetProjectFileExtension() const { return Common::FileExtension::Project(); }
+
+const std::string& CFactory::GetRomFileExtension() const { return Common::FileExtension::Rom(); }
+
+const std::string& CFactory::GetSnapshotFileExtension() const { return Common::FileExtension::Snapshot(); }
+
+const std::string& CFactory::GetSnapshotCacheFileExtension() const { return Common::FileExtension::SnapshotCache(); }
+
+namespace Frame {
+
+namespace {
+
+char outOfMemoryText[] = "std::bad_alloc";
+RomExceptionRecord outOfMemory{outOfMemoryText};
+
+}  // namespace
+
+RomExceptionHandle MakeException(const char* text) noexcept {
+    auto* record = new (std::nothrow) RomExceptionRecord{nullptr};
+    if (record == nullptr) return &outOfMemory;
+    const std::size_t size = std::strlen(text) + 1;
+    record->text = static_cast<char*>(std::malloc(size));
+    if (record->text == nullptr) {
+        delete record;
+        return &outOfMemory;
+    }
+    std::memcpy(record->text, text, size);
+    return record;
+}
+
+std::string Str(const char* text) {
+    if (text == nullptr) throw Common::RomException("Invalid string argument: null.");
+    return text;
+}
+
+}  // namespace Frame
+
+}  // namespace Tervik::Rom::Api
+
+Tervik::Rom::Api::IFactory& GetFactory() {
+    static Tervik::Rom::Api::CFactory factory;
+    return factory;
+}
+
+extern "C" {
+
+const char* RomGetExceptionDescription(RomExceptionHandle exception) {
+    return exception == nullptr ? "" : exception->text;
+}
+
+void RomReleaseException(RomExceptionHandle exception) {
+    if (exception == nullptr || exception == &Tervik::Rom::Api::Frame::outOfMemory) return;
+    std::free(exception->text);
+    delete exception;
+}
+
+}

@@ -1,0 +1,131 @@
+// The call frame shared by every exported function.
+//
+// An export is one call: Frame::Run(ROM_CALL(...)) for an operation without a
+// result, or Frame::Run(out, ROM_CALL(...)) for one that returns a value through an
+// out-pointer. The body casts its handles with As<I>() and copies its strings with
+// Str(); any exception becomes an exception handle, and *out is written only on
+// success.
+#ifndef TERVIK_ROM_SRC_API_FRAME_HPP
+#define TERVIK_ROM_SRC_API_FRAME_HPP
+
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <type_traits>
+
+#include <tervik/rom/common.hpp>
+#include <tervik/rom/project.hpp>
+#include <tervik/rom/rom.h>
+#include <tervik/rom/snapshot.hpp>
+
+// The block an exception handle points to: one malloc'ed, NUL-terminated text.
+struct RomExceptionRecord {
+    char* text;
+};
+
+// The body of an export: an expression evaluated inside the frame. References it
+// returns stay references, so strings and objects are handed out where they live.
+#define ROM_CALL(...) [&]() -> decltype(auto) { return __VA_ARGS__; }
+
+namespace Tervik::Rom::Api::Frame {
+
+// A new exception handle holding a copy of text. Never null: when memory runs out it
+// returns a static handle whose release does nothing.
+RomExceptionHandle MakeException(const char* text) noexcept;
+
+// The name used in handle errors ("expected IPoint.").
+template <class I>
+constexpr const char* kInterfaceName = nullptr;
+#define TERVIK_ROM_INTERFACE(Namespace, Interface) \
+    template <>                                    \
+    inline constexpr const char* kInterfaceName<Namespace::Interface> = #Interface
+TERVIK_ROM_INTERFACE(Common, IRomObject);
+TERVIK_ROM_INTERFACE(Common, IContainerBase);
+TERVIK_ROM_INTERFACE(Common, IIdentifiableBySolver);
+TERVIK_ROM_INTERFACE(Common, ISolverIdentifier);
+TERVIK_ROM_INTERFACE(Common, IPersistable);
+TERVIK_ROM_INTERFACE(Snapshot, IPoint);
+TERVIK_ROM_INTERFACE(Snapshot, IUserPoint);
+TERVIK_ROM_INTERFACE(Snapshot, ISnapshotCache);
+TERVIK_ROM_INTERFACE(Snapshot, ISnapshotCacheEntry);
+TERVIK_ROM_INTERFACE(Project, IProject);
+#undef TERVIK_ROM_INTERFACE
+
+// The handle's object as interface I; a null handle or one of another kind throws.
+template <class I>
+I& As(RomObject* handle) {
+    static_assert(kInterfaceName<I> != nullptr, "name the interface in frame.hpp");
+    if (handle == nullptr) throw Common::RomException("Invalid object handle: null.");
+    I* object = dynamic_cast<I*>(handle);
+    if (object == nullptr)
+        throw Common::RomException(std::string("Invalid object handle: expected ") + kInterfaceName<I> + ".");
+    return *object;
+}
+
+// A copy of a string argument; null throws.
+std::string Str(const char* text);
+
+// What an out-pointer of type Out receives from a body's result.
+template <class Out, class Result>
+Out ToOut(Result&& result) {
+    using R = std::remove_cv_t<std::remove_reference_t<Result>>;
+    if constexpr (std::is_same_v<Out, RomObject*>) {
+        if constexpr (std::is_pointer_v<R>) {
+            if (result == nullptr) return nullptr;
+            return static_cast<Common::IRomObject*>(result);
+        } else {
+            return static_cast<Common::IRomObject*>(&result);
+        }
+    } else if constexpr (std::is_same_v<Out, const char*>) {
+        static_assert(std::is_lvalue_reference_v<Result>, "a returned string must live in its object");
+        return result.c_str();
+    } else if constexpr (std::is_same_v<R, bool>) {
+        return result ? 1u : 0u;
+    } else {
+        return result;
+    }
+}
+
+template <class Body>
+RomExceptionHandle Run(Body&& body) noexcept {
+    try {
+        body();
+        return nullptr;
+    } catch (const std::exception& e) {
+        return MakeException(e.what());
+    } catch (...) {
+        return MakeException("Unknown error.");
+    }
+}
+
+template <class Out, class Body>
+RomExceptionHandle Run(Out* out, Body&& body) noexcept {
+    return Run([&] {
+        if (out == nullptr) throw Common::RomException("Invalid output argument: null.");
+        *out = ToOut<Out>(body());
+    });
+}
+
+// For the exports that return a string: "" when anything goes wrong.
+template <class Body>
+const char* RunString(Body&& body) noexcept {
+    try {
+        return body().c_str();
+    } catch (...) {
+        return "";
+    }
+}
+
+// For the exports that return a found flag: 0 when anything goes wrong.
+template <class Body>
+std::uint32_t RunFound(Body&& body) noexcept {
+    try {
+        return body() ? 1u : 0u;
+    } catch (...) {
+        return 0u;
+    }
+}
+
+}  // namespace Tervik::Rom::Api::Frame
+
+#endif

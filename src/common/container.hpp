@@ -1,0 +1,144 @@
+// The container template behind every collection a client can walk.
+#ifndef TERVIK_ROM_SRC_COMMON_CONTAINER_HPP
+#define TERVIK_ROM_SRC_COMMON_CONTAINER_HPP
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include <tervik/rom/common.hpp>
+
+#include "common/identifiable.hpp"
+#include "common/json.hpp"
+
+namespace Tervik::Rom::Common {
+
+enum class Ownership { Owning, Referencing };
+
+// Members in insertion order, each with a unique non-empty internal id. An owning
+// container deletes its members; a referencing one lists members owned elsewhere.
+// Ids and identities are indexed, so Add and IndexOf take constant expected time;
+// a member's internal id must not change while it is in a container.
+template <class C, class I>
+class CContainer : public IContainer<I>, public CIdentifiable {
+public:
+    explicit CContainer(Ownership ownership = Ownership::Owning) : ownership_(ownership) {}
+    CContainer(const CContainer&) = delete;
+    CContainer& operator=(const CContainer&) = delete;
+    ~CContainer() override { Clear(); }
+
+    IRomObject* GetObject(std::uint32_t index) const override { return At(index); }
+
+    std::uint32_t IndexOf(const IRomObject* object) const override {
+        const auto found = positions_.find(object);
+        return found == positions_.end() ? IContainerBase::kNotFound : found->second;
+    }
+
+    std::uint32_t GetCount() const override { return static_cast<std::uint32_t>(members_.size()); }
+
+    I* Get(std::uint32_t index) const override { return At(index); }
+
+    virtual C* GetMutable(std::uint32_t index) const { return At(index); }
+
+    // Appends a member and takes ownership of it (owning containers only). On failure
+    // the member is deleted.
+    C& Add(std::unique_ptr<C> member) {
+        Insert(member.get());
+        return *member.release();
+    }
+
+    // Appends a member owned elsewhere (referencing containers only).
+    void AddReference(C& member) { Insert(&member); }
+
+    void Clear() {
+        if (ownership_ == Ownership::Owning) {
+            for (C* member : members_) delete member;
+        }
+        members_.clear();
+        ids_.clear();
+        positions_.clear();
+    }
+
+    const std::vector<C*>& Members() const { return members_; }
+
+private:
+    C* At(std::uint32_t index) const {
+        if (index >= members_.size()) throw std::out_of_range("invalid vector<T> subscript");
+        return members_[index];
+    }
+
+    void Insert(C* member) {
+        const std::string& id = member->GetInternalId();
+        if (id.empty()) throw RomException("Object that is requested to be added has empty id !");
+        if (ids_.count(id) != 0) throw RomException("Object with id " + id + " already exists in container !");
+        const auto position = static_cast<std::uint32_t>(members_.size());
+        members_.push_back(member);
+        try {
+            ids_.insert(id);
+            positions_.emplace(static_cast<const IRomObject*>(member), position);
+        } catch (...) {
+            members_.pop_back();
+            ids_.erase(id);
+            throw;
+        }
+    }
+
+    Ownership ownership_;
+    std::vector<C*> members_;
+    std::unordered_set<std::string> ids_;
+    std::unordered_map<const IRomObject*, std::uint32_t> positions_;
+};
+
+// A container that is written as a JSON array and read back from one.
+template <class C, class I>
+class CContainerWithJsonService : public CContainer<C, I> {
+public:
+    using CContainer<C, I>::CContainer;
+
+    void ToJson(Json::Value& array) const {
+        array = Json::Value(Json::arrayValue);
+        for (const C* member : this->Members()) {
+            Json::Value item;
+            member->ToJson(item);
+            array.append(std::move(item));
+        }
+    }
+
+    // Replaces the members by those of the array, in array order. Two elements with
+    // equal content, or equal internal ids, are refused; members read before the
+    // faulty one stay.
+    void FromJson(const Json::Value& array, std::uint32_t version) {
+        this->Clear();
+        if (array.isNull()) return;
+        std::vector<Json::Value> contents;
+        std::unordered_multimap<std::size_t, std::size_t> byHash;
+        for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
+            auto member = std::make_unique<C>();
+            member->FromJson(array[i], version);
+            Json::Value content;
+            member->ToJson(content);
+            const std::size_t hash = HashJson(content);
+            const auto range = byHash.equal_range(hash);
+            for (auto it = range.first; it != range.second; ++it) {
+                if (contents[it->second] == content) {
+                    throw RomException(
+                        "During deserialization, CContainerWithJsonService found 2 objects with the same "
+                        "content !\nobject content is : \n" +
+                        StyledJsonText(content) + "\n");
+                }
+            }
+            this->Add(std::move(member));
+            byHash.emplace(hash, contents.size());
+            contents.push_back(std::move(content));
+        }
+    }
+};
+
+}  // namespace Tervik::Rom::Common
+
+#endif

@@ -1,0 +1,64 @@
+#include <utility>
+
+#include <boost/uuid/random_generator.hpp>
+#include <boost/uuid/uuid_io.hpp>
+
+#include "common/identifiable.hpp"
+
+namespace Tervik::Rom::Common {
+
+IRomObject::~IRomObject() = default;
+
+bool IRomObject::Equals(const IRomObject&) const {
+    throw RomException(
+        "Work in progress! Equals method must be used only with objects that override the method!");
+}
+
+RomException::RomException(std::string message) : message_(std::move(message)) {}
+
+RomException::~RomException() = default;
+
+const char* RomException::what() const noexcept { return message_.c_str(); }
+
+std::string NewUuid() {
+    // One generator per thread, seeded once from the system's entropy source.
+    thread_local boost::uuids::random_generator_mt19937 generator;
+    return boost::uuids::to_string(generator());
+}
+
+CIdentifiable::CIdentifiable() : id_(NewUuid()) {}
+
+const std::string& CIdentifiable::GetInternalId() const { return id_; }
+
+void CIdentifiable::SetInternalId(const std::string& id) { id_ = id; }
+
+void CIdentifiable::InternalIdToJson(Json::Value& value) const { value["internalId"] = id_; }
+
+void CIdentifiable::InternalIdFromJson(const Json::Value& value) {
+    if (value.isMember("internalId")) id_ = value["internalId"].asString();
+}
+
+const std::string& CIdentifiableBySolver::GetSolverId() const { return solverId_; }
+
+void CIdentifiableBySolver::SetSolverId(const std::string& solverId) { solverId_ = solverId; }
+
+void CIdentifiableBySolver::SolverIdToJson(Json::Value& value) const { value["solverId"] = solverId_; }
+
+void CIdentifiableBySolver::SolverIdFromJson(const Json::Value& value) {
+    if (value.isMember("solverId")) solverId_ = value["solverId"].asString();
+}
+
+CSolverIdentifier::CSolverIdentifier(std::string id) : id_(std::move(id)) {}
+
+const std::string& CSolverIdentifier::GetId() const { return id_; }
+
+bool CSolverIdentifier::Equals(const IRomObject& other) const {
+    const auto* that = dynamic_cast<const ISolverIdentifier*>(&other);
+    return that != nullptr && that->GetId() == id_;
+}
+
+void CSolverIdentifier::ToJson(Json::Value& value) const { value = id_; }
+
+void CSolverIdentifier::FromJson(const Json::Value& value, std::uint32_t) { id_ = value.asString(); }
+
+}  // namespace Tervik::Rom::Common

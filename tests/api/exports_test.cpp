@@ -1,0 +1,103 @@
+// The exported functions as a client sees them, through the shared library.
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tervik/rom/api.hpp>
+#include <tervik/rom/rom.h>
+#include <tervik/rom/snapshot.hpp>
+
+namespace {
+
+std::string TextOf(RomExceptionHandle error) {
+    std::string text = error == nullptr ? "<success>" : RomGetExceptionDescription(error);
+    RomReleaseException(error);
+    return text;
+}
+
+RomObject* NewPoint() {
+    RomObject* point = nullptr;
+    EXPECT_EQ(TextOf(RomFactoryCreateUserPoint(&point)), "<success>");
+    EXPECT_NE(point, nullptr);
+    return point;
+}
+
+}  // namespace
+
+TEST(Exports, FileExtensions) {
+    EXPECT_STREQ(RomGetConfigurationFileExtension(), "romcfg");
+    EXPECT_STREQ(RomGetMeshFileExtension(), "rommsh");
+    EXPECT_STREQ(RomGetProjectFileExtension(), "rompjt");
+    EXPECT_STREQ(RomGetRomFileExtension(), "romdat");
+    EXPECT_STREQ(RomGetSnapshotFileExtension(), "romsnp");
+    EXPECT_STREQ(RomGetSnapshotCacheFileExtension(), "romcch");
+    EXPECT_EQ(RomGetMeshFileExtension(), GetFactory().GetMeshFileExtension().c_str());
+    EXPECT_EQ(&GetFactory(), &GetFactory());
+}
+
+TEST(Exports, ReleaseAcceptsNull) { EXPECT_EQ(RomFactoryRelease(nullptr), nullptr); }
+
+TEST(Exports, PointsThroughTheBoundary) {
+    RomObject* a = NewPoint();
+    RomObject* b = NewPoint();
+    EXPECT_EQ(TextOf(RomPointSetValue(a, "x", 1.0)), "<success>");
+    EXPECT_EQ(TextOf(RomPointSetValue(b, "x", 1.0)), "<success>");
+    EXPECT_EQ(TextOf(RomPointSetValue(b, "y", 2.0)), "<success>");
+
+    std::uint32_t flag = 9;
+    EXPECT_EQ(TextOf(RomPointEquals(a, b, &flag)), "<success>");
+    EXPECT_EQ(flag, 1u);
+    EXPECT_EQ(TextOf(RomPointEquals(b, a, &flag)), "<success>");
+    EXPECT_EQ(flag, 0u);
+    EXPECT_EQ(TextOf(RomPointHasValue(a, "y", &flag)), "<success>");
+    EXPECT_EQ(flag, 0u);
+
+    EXPECT_EQ(TextOf(RomPointCopyTo(b, a)), "<success>");
+    double value = 0;
+    EXPECT_EQ(RomPointTryGetValue(a, "y", &value), 1u);
+    EXPECT_EQ(value, 2.0);
+
+    EXPECT_EQ(TextOf(RomPointClear(a)), "<success>");
+    value = 5;
+    EXPECT_EQ(TextOf(RomPointGetValue(a, "x", &value)), "The point does not contains the parameter x.");
+    EXPECT_EQ(value, 5) << "out-parameter written on failure";
+    EXPECT_EQ(RomPointTryGetValue(a, "x", &value), 0u);
+    EXPECT_EQ(value, 5);
+
+    EXPECT_EQ(TextOf(RomFactoryRelease(a)), "<success>");
+    EXPECT_EQ(TextOf(RomFactoryRelease(b)), "<success>");
+}
+
+TEST(Exports, BadArgumentsBecomeExceptionHandles) {
+    RomObject* point = NewPoint();
+    double value = 3;
+    std::uint32_t flag = 3;
+    EXPECT_EQ(TextOf(RomPointSetValue(nullptr, "x", 1)), "Invalid object handle: null.");
+    EXPECT_EQ(TextOf(RomPointSetValue(point, nullptr, 1)), "Invalid string argument: null.");
+    EXPECT_EQ(TextOf(RomPointGetValue(point, "x", nullptr)), "Invalid output argument: null.");
+    EXPECT_EQ(TextOf(RomContainerGetCount(point, &flag)), "Invalid object handle: expected IContainerBase.");
+    EXPECT_EQ(TextOf(RomSnapshotCacheClear(point)), "Invalid object handle: expected ISnapshotCache.");
+    EXPECT_EQ(TextOf(RomSetSolverId(point, "id")), "Invalid object handle: expected IIdentifiableBySolver.");
+    EXPECT_EQ(TextOf(RomPersistableSave(point, "a.romcch")), "Invalid object handle: expected IPersistable.");
+    EXPECT_EQ(flag, 3u);
+
+    EXPECT_STREQ(RomGetSolverId(point), "");
+    EXPECT_STREQ(RomGetSolverId(nullptr), "");
+    EXPECT_STREQ(RomSolverIdentifierGetId(nullptr), "");
+    EXPECT_EQ(RomPointTryGetValue(nullptr, "x", &value), 0u);
+    EXPECT_EQ(RomPointTryGetValue(point, nullptr, &value), 0u);
+    EXPECT_EQ(RomPointTryGetValue(point, "x", nullptr), 0u);
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ(TextOf(RomFactoryRelease(point)), "<success>");
+}
+
+TEST(Exports, FactoryForCppClients) {
+    Tervik::Rom::Snapshot::IUserPoint* point = GetFactory().CreateUserPoint();
+    point->SetValue("x", 4);
+    RomObject* handle = point;
+    double value = 0;
+    EXPECT_EQ(TextOf(RomPointGetValue(handle, "x", &value)), "<success>");
+    EXPECT_EQ(value, 4);
+    EXPECT_EQ(TextOf(RomFactoryRelease(handle)), "<success>");
+}

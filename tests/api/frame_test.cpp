@@ -1,0 +1,80 @@
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "api/frame.hpp"
+#include "snapshot/point.hpp"
+
+using namespace Tervik::Rom;
+using Api::Frame::As;
+namespace Frame = Api::Frame;
+
+namespace {
+
+std::string TextOf(RomExceptionHandle error) {
+    std::string text = error == nullptr ? "<success>" : RomGetExceptionDescription(error);
+    RomReleaseException(error);
+    return text;
+}
+
+}  // namespace
+
+TEST(Frame, TurnsExceptionsIntoHandles) {
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(void()))), "<success>");
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw Common::RomException("library text")))), "library text");
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw std::length_error("string too long")))), "string too long");
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw 42))), "Unknown error.");
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw "a bare string"))), "Unknown error.");
+}
+
+TEST(Frame, WritesOutParametersOnlyOnSuccess) {
+    double out = -1;
+    EXPECT_EQ(TextOf(Frame::Run(&out, [&]() -> double { throw Common::RomException("no"); })), "no");
+    EXPECT_EQ(out, -1);
+    EXPECT_EQ(TextOf(Frame::Run(&out, ROM_CALL(2.5))), "<success>");
+    EXPECT_EQ(out, 2.5);
+
+    bool ran = false;
+    double* none = nullptr;
+    EXPECT_EQ(TextOf(Frame::Run(none, [&] { ran = true; return 1.0; })), "Invalid output argument: null.");
+    EXPECT_FALSE(ran) << "the body must not run when its result has nowhere to go";
+
+    std::uint32_t flag = 7;
+    EXPECT_EQ(TextOf(Frame::Run(&flag, ROM_CALL(true))), "<success>");
+    EXPECT_EQ(flag, 1u);
+}
+
+TEST(Frame, HandsOutObjectsAsTheirRootAndStringsWhereTheyLive) {
+    Snapshot::CPoint point;
+    RomObject* handle = nullptr;
+    EXPECT_EQ(TextOf(Frame::Run(&handle, [&]() -> Snapshot::IPoint& { return point; })), "<success>");
+    EXPECT_EQ(handle, static_cast<Common::IRomObject*>(&point));
+    EXPECT_EQ(TextOf(Frame::Run(&handle, ROM_CALL(static_cast<Snapshot::IPoint*>(nullptr)))), "<success>");
+    EXPECT_EQ(handle, nullptr);
+
+    const std::string text = "kept";
+    const char* out = nullptr;
+    EXPECT_EQ(TextOf(Frame::Run(&out, ROM_CALL(text))), "<success>");
+    EXPECT_EQ(out, text.c_str());
+}
+
+TEST(Frame, ChecksHandles) {
+    Snapshot::CPoint point;
+    RomObject* handle = &point;
+    EXPECT_EQ(&As<Snapshot::IPoint>(handle), &point);
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(As<Snapshot::IPoint>(nullptr)))), "Invalid object handle: null.");
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(As<Snapshot::ISnapshotCache>(handle)))),
+              "Invalid object handle: expected ISnapshotCache.");
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(Api::Frame::Str(nullptr)))), "Invalid string argument: null.");
+}
+
+TEST(Frame, ExceptionHandleIsNeverNull) {
+    RomExceptionHandle error = Api::Frame::MakeException("");
+    ASSERT_NE(error, nullptr);
+    EXPECT_STREQ(RomGetExceptionDescription(error), "");
+    RomReleaseException(error);
+    RomReleaseException(nullptr);
+}

@@ -1,0 +1,44 @@
+// Different objects used from different threads at the same time.
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <tervik/rom/rom.h>
+
+TEST(Threads, EightThreadsWithTheirOwnObjects) {
+    constexpr int threads = 8;
+    constexpr int rounds = 2000;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([t, &failures] {
+            const std::string name = "p" + std::to_string(t);
+            for (int i = 0; i < rounds; ++i) {
+                RomObject* a = nullptr;
+                RomObject* b = nullptr;
+                if (RomFactoryCreateUserPoint(&a) != nullptr || RomFactoryCreateUserPoint(&b) != nullptr) {
+                    ++failures;
+                    return;
+                }
+                RomPointSetValue(a, name.c_str(), i);
+                RomPointCopyTo(a, b);
+                std::uint32_t equal = 0;
+                double value = -1;
+                if (RomPointEquals(b, a, &equal) != nullptr || equal != 1) ++failures;
+                if (RomPointTryGetValue(b, name.c_str(), &value) != 1 || value != i) ++failures;
+                RomExceptionHandle error = RomPointGetValue(a, "absent", &value);
+                if (error == nullptr ||
+                    std::string(RomGetExceptionDescription(error)) != "The point does not contains the parameter absent.")
+                    ++failures;
+                RomReleaseException(error);
+                RomFactoryRelease(a);
+                RomFactoryRelease(b);
+            }
+        });
+    }
+    for (auto& worker : workers) worker.join();
+    EXPECT_EQ(failures.load(), 0);
+}

@@ -1,0 +1,129 @@
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "snapshot/point.hpp"
+
+using namespace Tervik::Rom::Snapshot;
+using Tervik::Rom::Common::RomException;
+
+namespace {
+
+CPoint Point(std::initializer_list<std::pair<const char*, double>> values) {
+    CPoint point;
+    for (const auto& [name, value] : values) point.SetValue(name, value);
+    return point;
+}
+
+}  // namespace
+
+TEST(Point, SetOverwritesAndGetReportsAbsentNames) {
+    CPoint point;
+    point.SetValue("x", 1);
+    point.SetValue("x", 2);
+    EXPECT_EQ(point.GetValue("x"), 2);
+    EXPECT_TRUE(point.HasValue("x"));
+    EXPECT_FALSE(point.HasValue("X"));
+    try {
+        point.GetValue("y");
+        FAIL();
+    } catch (const RomException& e) {
+        EXPECT_STREQ(e.what(), "The point does not contains the parameter y.");
+    }
+    double untouched = 42;
+    EXPECT_FALSE(point.TryGetValue("y", untouched));
+    EXPECT_EQ(untouched, 42);
+}
+
+TEST(Point, CopyToReplacesEverything) {
+    const CPoint source = Point({{"a", 1}, {"b", 2}});
+    CPoint target = Point({{"c", 3}});
+    source.CopyTo(target);
+    EXPECT_FALSE(target.HasValue("c"));
+    EXPECT_EQ(target.GetValue("a"), 1);
+    EXPECT_EQ(target.GetValue("b"), 2);
+    target.CopyTo(target);
+    EXPECT_EQ(target.GetValue("b"), 2);
+}
+
+TEST(PointEquality, IsOneSided) {
+    const CPoint small = Point({{"x", 1}});
+    const CPoint large = Point({{"x", 1}, {"y", 2}});
+    EXPECT_TRUE(small.Equals(large));
+    EXPECT_FALSE(large.Equals(small));
+    EXPECT_TRUE(CPoint().Equals(large));
+    EXPECT_FALSE(large.Equals(CPoint()));
+}
+
+TEST(PointEquality, EdgesOfTheDigitAndRelativeTests) {
+    const double eps = std::numeric_limits<double>::epsilon();
+    const double tiny = std::numeric_limits<double>::denorm_min();
+    EXPECT_TRUE(PointValuesMatch(1.0, 1.0 + eps));
+    EXPECT_TRUE(PointValuesMatch(1.0 + eps, 1.0));
+    EXPECT_FALSE(PointValuesMatch(1.0, 1.0000000000001));
+    EXPECT_FALSE(PointValuesMatch(1.0, 1.0 + 4 * eps));
+    EXPECT_TRUE(PointValuesMatch(0.0, -0.0));
+    EXPECT_FALSE(PointValuesMatch(0.0, 1e-300));
+    EXPECT_FALSE(PointValuesMatch(1e-300, 0.0));
+    EXPECT_FALSE(PointValuesMatch(tiny, 0.0));  // the subnormal is not below itself
+    EXPECT_TRUE(PointValuesMatch(-3.5e200, -3.5e200));
+    EXPECT_FALSE(PointValuesMatch(2.0, -2.0));
+    EXPECT_FALSE(PointValuesMatch(std::nan(""), std::nan("")));
+    EXPECT_FALSE(Point({{"p", 1.0}}).Equals(Point({{"p", 1.0000000000001}})));
+    EXPECT_TRUE(Point({{"p", 1.0}}).Equals(Point({{"p", 1.0 + eps}})));
+}
+
+TEST(PointJson, SortedArrayOfIdsAndValues) {
+    CPoint point;
+    point.SetValue("b", 2.5);
+    point.SetValue("a", -1);
+    point.SetValue("B", 0.1);
+    Json::Value value;
+    point.ToJson(value);
+    ASSERT_TRUE(value.isArray());
+    ASSERT_EQ(value.size(), 3u);
+    EXPECT_EQ(value[0]["id"].asString(), "B");
+    EXPECT_EQ(value[1]["id"].asString(), "a");
+    EXPECT_EQ(value[2]["id"].asString(), "b");
+    EXPECT_EQ(value[2]["value"].asDouble(), 2.5);
+
+    CPoint read = Point({{"old", 1}});
+    read.FromJson(value);
+    EXPECT_FALSE(read.HasValue("old"));
+    EXPECT_TRUE(read.Equals(point));
+    EXPECT_TRUE(point.Equals(read));
+
+    CPoint().ToJson(value);
+    EXPECT_TRUE(value.isNull());
+    read.FromJson(value);
+    EXPECT_FALSE(read.HasValue("a"));
+}
+
+TEST(PointJson, RefusesDimensionsWithoutIdOrValue) {
+    Json::Value value(Json::arrayValue);
+    Json::Value good;
+    good["id"] = "x";
+    good["value"] = 1.0;
+    value.append(good);
+    Json::Value noId;
+    noId["value"] = 2.0;
+    value.append(noId);
+    CPoint point;
+    try {
+        point.FromJson(value);
+        FAIL();
+    } catch (const RomException& e) {
+        EXPECT_STREQ(e.what(), "The point is invalid, it contains a dimension without any identifier.");
+    }
+    EXPECT_EQ(point.GetValue("x"), 1.0);  // read before the faulty element
+
+    value[1]["id"] = "y";
+    value[1].removeMember("value");
+    try {
+        point.FromJson(value);
+        FAIL();
+    } catch (const RomException& e) {
+        EXPECT_STREQ(e.what(), "The point is invalid, it contains a dimension without any value.");
+    }
+}
