@@ -115,26 +115,29 @@ public:
     void FromJson(const Json::Value& array, std::uint32_t version) {
         this->Clear();
         if (array.isNull()) return;
-        std::vector<Json::Value> contents;
-        std::unordered_multimap<std::size_t, std::size_t> byHash;
-        for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
+        if (!array.isArray()) throw RomException("A JSON array is expected.");
+        // Members by the hash of their content; an earlier member is rendered again
+        // only when its hash matches.
+        std::unordered_multimap<std::size_t, const C*> byHash;
+        byHash.reserve(array.size());
+        for (const Json::Value& item : array) {
             auto member = std::make_unique<C>();
-            member->FromJson(array[i], version);
+            member->FromJson(item, version);
             Json::Value content;
             member->ToJson(content);
             const std::size_t hash = HashJson(content);
             const auto range = byHash.equal_range(hash);
             for (auto it = range.first; it != range.second; ++it) {
-                if (contents[it->second] == content) {
+                Json::Value earlier;
+                it->second->ToJson(earlier);
+                if (earlier == content) {
                     throw RomException(
                         "During deserialization, CContainerWithJsonService found 2 objects with the same "
                         "content !\nobject content is : \n" +
                         StyledJsonText(content) + "\n");
                 }
             }
-            this->Add(std::move(member));
-            byHash.emplace(hash, contents.size());
-            contents.push_back(std::move(content));
+            byHash.emplace(hash, &this->Add(std::move(member)));
         }
     }
 };
