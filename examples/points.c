@@ -1,5 +1,6 @@
-/* Creates two parameter points, compares them both ways, and shows the text of an
- * error provoked on purpose. */
+/* Creates two parameter points, compares them both ways, shows the text of an error
+ * provoked on purpose, then records a run in a snapshot cache, saves the cache and
+ * finds the run again in the reloaded copy. */
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -42,6 +43,29 @@ int main(void) {
 
     printf("snapshot files end in .%s, caches in .%s\n", RomGetSnapshotFileExtension(),
            RomGetSnapshotCacheFileExtension());
+
+    {
+        RomObject* cache = NULL;
+        RomObject* reloaded = NULL;
+        RomObject* entry = NULL;
+        const char* file = NULL;
+        uint32_t added = 0;
+        const char* path = "example.romcch";
+
+        check(RomFactoryCreateSnapshotCache(&cache), "RomFactoryCreateSnapshotCache");
+        check(RomSnapshotCachePush(cache, run, query, "run-001.romsnp", &added), "RomSnapshotCachePush");
+        check(RomPersistableSave(cache, path), "RomPersistableSave");
+        check(RomFactoryCreateSnapshotCache(&reloaded), "RomFactoryCreateSnapshotCache");
+        check(RomPersistableResume(reloaded, path), "RomPersistableResume");
+        check(RomSnapshotCachePull(reloaded, run, &entry), "RomSnapshotCachePull");
+        if (entry != NULL) {
+            check(RomSnasphotCacheEntryGetSnapshotFile(entry, &file), "RomSnasphotCacheEntryGetSnapshotFile");
+            printf("cache %s: the run is in %s\n", path, file);
+        }
+        remove(path);
+        check(RomFactoryRelease(cache), "RomFactoryRelease");
+        check(RomFactoryRelease(reloaded), "RomFactoryRelease");
+    }
 
     check(RomFactoryRelease(query), "RomFactoryRelease");
     check(RomFactoryRelease(run), "RomFactoryRelease");

@@ -9,7 +9,9 @@
 
 #include "api/frame.hpp"
 #include "common/file_extensions.hpp"
+#include "project/project.hpp"
 #include "snapshot/point.hpp"
+#include "snapshot/snapshot_cache.hpp"
 
 namespace Tervik::Rom::Api {
 
@@ -31,9 +33,13 @@ Mesh::IMeshData* CFactory::CreateMeshData() { NotAvailable("CreateMeshData"); }
 
 Configuration::IMeshDataCfg* CFactory::CreateMeshDataCfg() { NotAvailable("CreateMeshDataCfg"); }
 
-Project::IProject* CFactory::CreateAndResumeProject(const std::string&) { NotAvailable("CreateAndResumeProject"); }
+Project::IProject* CFactory::CreateAndResumeProject(const std::string& projectFile) {
+    auto project = std::make_unique<Project::CProject>();
+    project->Resume(projectFile);
+    return project.release();
+}
 
-Project::IProject* CFactory::CreateProject() { NotAvailable("CreateProject"); }
+Project::IProject* CFactory::CreateProject() { return new Project::CProject(); }
 
 Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&) { NotAvailable("CreateAndInitSnapshot"); }
 
@@ -43,7 +49,7 @@ Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&, bool) {
 
 Configuration::ISnapshotCfg* CFactory::CreateSnapshotCfg() { NotAvailable("CreateSnapshotCfg"); }
 
-Snapshot::ISnapshotCache* CFactory::CreateSnapshotCache() { NotAvailable("CreateSnapshotCache"); }
+Snapshot::ISnapshotCache* CFactory::CreateSnapshotCache() { return new Snapshot::CSnapshotCache(); }
 
 Snapshot::IUserPoint* CFactory::CreateUserPoint() { return new Snapshot::CPoint(); }
 

@@ -1,4 +1,5 @@
 // The exported functions as a client sees them, through the shared library.
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -100,4 +101,73 @@ TEST(Exports, FactoryForCppClients) {
     EXPECT_EQ(TextOf(RomPointGetValue(handle, "x", &value)), "<success>");
     EXPECT_EQ(value, 4);
     EXPECT_EQ(TextOf(RomFactoryRelease(handle)), "<success>");
+}
+
+TEST(Exports, SnapshotCacheThroughTheBoundary) {
+    RomObject* cache = nullptr;
+    ASSERT_EQ(TextOf(RomFactoryCreateSnapshotCache(&cache)), "<success>");
+    RomObject* input = NewPoint();
+    RomObject* output = NewPoint();
+    RomPointSetValue(input, "x", 1);
+    RomPointSetValue(output, "lift", 0.5);
+
+    std::uint32_t added = 9;
+    EXPECT_EQ(TextOf(RomSnapshotCachePush(cache, input, output, "run.romsnp", &added)), "<success>");
+    EXPECT_EQ(added, 1u);
+    EXPECT_EQ(TextOf(RomSnapshotCachePush(cache, input, output, "again.romsnp", &added)), "<success>");
+    EXPECT_EQ(added, 0u);
+
+    RomObject* entry = nullptr;
+    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache, input, &entry)), "<success>");
+    ASSERT_NE(entry, nullptr);
+    const char* file = nullptr;
+    EXPECT_EQ(TextOf(RomSnasphotCacheEntryGetSnapshotFile(entry, &file)), "<success>");
+    EXPECT_STREQ(file, "run.romsnp");
+    RomObject* point = nullptr;
+    EXPECT_EQ(TextOf(RomSnapshotCacheEntryGetOutputPoint(entry, &point)), "<success>");
+    double lift = 0;
+    EXPECT_EQ(TextOf(RomPointGetValue(point, "lift", &lift)), "<success>");
+    EXPECT_EQ(lift, 0.5);
+    EXPECT_EQ(TextOf(RomSnapshotCacheEntryGetInputPoint(entry, &point)), "<success>");
+    EXPECT_EQ(TextOf(RomPointSetValue(point, "x", 2)), "<success>") << "entry points are writable";
+
+    EXPECT_EQ(TextOf(RomPersistableSave(cache, "/nonexistent-folder/c.romcch")),
+              "Could not open the file /nonexistent-folder/c.romcch.");
+    EXPECT_EQ(TextOf(RomPersistableResume(cache, "/nonexistent-folder/c.romcch")),
+              "JsonSerializationFile does not exist!\nProvided complete path to file is :\n/nonexistent-folder/c.romcch");
+
+    EXPECT_EQ(TextOf(RomSnapshotCacheClear(cache)), "<success>");
+    entry = input;
+    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache, input, &entry)), "<success>");
+    EXPECT_EQ(entry, nullptr);
+    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache, cache, &entry)), "Invalid object handle: expected IPoint.");
+
+    for (RomObject* object : {cache, input, output}) EXPECT_EQ(TextOf(RomFactoryRelease(object)), "<success>");
+}
+
+TEST(Exports, ProjectsThroughTheBoundary) {
+    RomObject* a = nullptr;
+    RomObject* b = nullptr;
+    ASSERT_EQ(TextOf(RomFactoryCreateProject(&a)), "<success>");
+    ASSERT_EQ(TextOf(RomFactoryCreateProject(&b)), "<success>");
+    std::uint32_t same = 7;
+    EXPECT_EQ(TextOf(RomProjectComparison(a, a, &same)), "<success>");
+    EXPECT_EQ(same, 1u);
+    EXPECT_EQ(TextOf(RomProjectComparison(a, b, &same)), "<success>");
+    EXPECT_EQ(same, 0u);
+    RomObject* point = NewPoint();
+    EXPECT_EQ(TextOf(RomProjectComparison(a, point, &same)), "<success>") << "another kind compares unequal";
+    EXPECT_EQ(same, 0u);
+    EXPECT_EQ(TextOf(RomProjectComparison(point, a, &same)), "Invalid object handle: expected IProject.");
+
+    const std::string path = testing::TempDir() + "exports_project.rompjt";
+    EXPECT_EQ(TextOf(RomPersistableSave(a, path.c_str())), "<success>");
+    EXPECT_EQ(TextOf(RomPersistableResume(b, path.c_str())), "<success>");
+    EXPECT_EQ(TextOf(RomProjectComparison(b, a, &same)), "<success>");
+    EXPECT_EQ(same, 1u);
+    EXPECT_EQ(TextOf(RomPersistableResume(b, (path + ".bak").c_str())),
+              "The file " + path + ".bak do not have the expected extension rompjt.");
+    std::remove(path.c_str());
+
+    for (RomObject* object : {a, b, point}) EXPECT_EQ(TextOf(RomFactoryRelease(object)), "<success>");
 }

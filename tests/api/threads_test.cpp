@@ -34,8 +34,16 @@ TEST(Threads, EightThreadsWithTheirOwnObjects) {
                     std::string(RomGetExceptionDescription(error)) != "The point does not contains the parameter absent.")
                     ++failures;
                 RomReleaseException(error);
-                RomFactoryRelease(a);
-                RomFactoryRelease(b);
+
+                RomObject* cache = nullptr;
+                RomObject* project = nullptr;
+                std::uint32_t added = 0;
+                std::uint32_t same = 1;
+                if (RomFactoryCreateSnapshotCache(&cache) != nullptr || RomFactoryCreateProject(&project) != nullptr ||
+                    RomSnapshotCachePush(cache, a, b, name.c_str(), &added) != nullptr || added != 1 ||
+                    RomProjectComparison(project, cache, &same) != nullptr || same != 0)
+                    ++failures;
+                for (RomObject* object : {a, b, cache, project}) RomFactoryRelease(object);
             }
         });
     }

@@ -1,0 +1,81 @@
+#include "common/json_file.hpp"
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include <tervik/rom/common.hpp>
+
+#include "common/json.hpp"
+#include "common/persistence.hpp"
+#include "common/replacing_file.hpp"
+
+namespace Tervik::Rom::Common {
+
+namespace {
+
+// The whole content of a file; false when it cannot be opened or read.
+bool ReadWholeFile(const std::string& fileName, std::string& content) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(fileName.c_str(), "rb"), &std::fclose);
+    if (file == nullptr) return false;
+    char buffer[1 << 16];
+    std::size_t read = 0;
+    while ((read = std::fread(buffer, 1, sizeof buffer, file.get())) != 0) content.append(buffer, read);
+    return std::ferror(file.get()) == 0;
+}
+
+}  // namespace
+
+void JsonSerializationFile::SetFileName(const std::string& fileName) {
+    if (fileName.empty())
+        throw RomException("Trying to set an empty file path to the JsonSerializationFile is not supported!");
+    fileName_ = fileName;
+}
+
+void JsonSerializationFile::Write(const std::string& key, const Json::Value& value) {
+    if (key.empty()) throw RomException("Provided key is empty! JsonSerializationFile cannot write...");
+    if (fileName_.empty())
+        throw RomException("JsonSerializationFile cannot be open for writing since no fileName has been setup !");
+    Json::Value root(Json::objectValue);
+    root["version"] = kFileVersion;
+    root["loomsteadVersion"][0] = kProductVersion.major;
+    root["loomsteadVersion"][1] = kProductVersion.minor;
+    root[key] = value;
+    const std::string text = StyledJsonText(root);
+
+    CReplacingFile file(fileName_);
+    file.Write(text.data(), text.size());
+    file.Commit();
+    version_ = kFileVersion;
+    productVersion_ = kProductVersion;
+}
+
+void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
+    if (key.empty()) throw RomException("Provided key is empty! JsonSerializationFile cannot read...");
+    if (fileName_.empty())
+        throw RomException("JsonSerializationFile cannot be open for reading since no fileName has been setup !");
+    std::error_code error;
+    if (!std::filesystem::exists(fileName_, error))
+        throw RomException("JsonSerializationFile does not exist!\nProvided complete path to file is :\n" + fileName_);
+    std::string text;
+    if (!ReadWholeFile(fileName_, text)) throw RomException("Could not open the file " + fileName_ + ".");
+
+    // Text that does not parse holds no key.
+    Json::Value root;
+    if (!ParseJson(text.data(), text.data() + text.size(), root) || !root.isObject()) root = Json::Value();
+    if (root.isMember("version")) {
+        const Json::Value& version = root["version"];
+        version_ = version.isInt() ? static_cast<std::uint32_t>(version.asInt()) : version.asUInt();
+    }
+    if (root.isMember("loomsteadVersion")) {
+        const Json::Value& product = root["loomsteadVersion"];
+        productVersion_.major = product[0].asInt();
+        productVersion_.minor = product[1].asInt();
+    }
+    if (!root.isMember(key))
+        throw RomException("JsonSerializationFile cannot find any key named " + key + "\nin the file\n" + fileName_);
+    value = root[key];
+}
+
+}  // namespace Tervik::Rom::Common

@@ -1,0 +1,38 @@
+// JSON document files: one stored value under a key, beside the file and product versions.
+#ifndef TERVIK_ROM_SRC_COMMON_JSON_FILE_HPP
+#define TERVIK_ROM_SRC_COMMON_JSON_FILE_HPP
+
+#include <cstdint>
+#include <string>
+
+#include <json/value.h>
+
+namespace Tervik::Rom::Common {
+
+struct ProductVersion {
+    std::int32_t major = 0;
+    std::int32_t minor = 0;
+};
+
+class JsonSerializationFile {
+public:
+    void SetFileName(const std::string& fileName);
+    // Reads the file and copies the value stored under key.
+    void Read(const std::string& key, Json::Value& value);
+    // Replaces the file by a document holding value under key. The old file stays as it
+    // was when anything fails.
+    void Write(const std::string& key, const Json::Value& value);
+    // The "version" of the last read or write; 0 before any.
+    std::uint32_t GetVersion() const { return version_; }
+    // The "loomsteadVersion" of the last read or write; 0.0 before any.
+    ProductVersion GetProductVersion() const { return productVersion_; }
+
+private:
+    std::string fileName_;
+    std::uint32_t version_ = 0;
+    ProductVersion productVersion_;
+};
+
+}  // namespace Tervik::Rom::Common
+
+#endif

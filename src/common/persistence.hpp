@@ -1,0 +1,107 @@
+// Saving objects to files and resuming them: JSON documents and binary object frames.
+#ifndef TERVIK_ROM_SRC_COMMON_PERSISTENCE_HPP
+#define TERVIK_ROM_SRC_COMMON_PERSISTENCE_HPP
+
+#include <cstdint>
+#include <string>
+
+#include <tervik/rom/common.hpp>
+
+#include "common/json.hpp"
+#include "common/json_file.hpp"
+#include "common/serialization_file.hpp"
+
+namespace Tervik::Rom::Common {
+
+// The version written into every binary object and JSON document file.
+inline constexpr ProductVersion kProductVersion{18, 2};
+// The current version of files, object frames and JSON envelopes.
+inline constexpr std::uint32_t kFileVersion = 1;
+
+// Throws head + fileName + " do not have the expected extension " + extension + "."
+// unless fileName ends with "." + extension (case-sensitive).
+void CheckFileExtension(const std::string& fileName, const std::string& extension, const char* head);
+
+// The JSON envelope of binary files: {"data": the object's JSON, "version": 1}.
+Json::Value ToEnvelope(const JsonService& object);
+void FromEnvelope(const Json::Value& envelope, JsonService& object);
+
+// An object stored under one key of a JSON document file.
+class CPersistableJson : public virtual IPersistable, public JsonService {
+public:
+    void Resume(const std::string& fileName) override;
+    void Save(const std::string& fileName) override;
+
+protected:
+    // Called first by Save.
+    virtual void PrepareSave(const std::string& fileName);
+    // Called last by Resume with the file's version.
+    virtual void SetResumedVersion(std::uint32_t version);
+    virtual std::string GetKey() const = 0;
+};
+
+// Writes and restores the objects of one binary type, known by its serialization UUID.
+class ISerializationFactory {
+public:
+    virtual ~ISerializationFactory() = default;
+    // Product version, then the content.
+    virtual void Serialize(ISerializationFile& file, const ISerializable& object) const = 0;
+    // Reads the product version, then restores the content into an existing object.
+    virtual void Deserialize(ISerializationFile& file, ISerializable& object, std::int32_t version) const = 0;
+    virtual std::int32_t GetVersion() const = 0;
+    virtual const char* GetUuid() const = 0;
+    virtual void SerializeContent(ISerializationFile& file, const ISerializable& object) const = 0;
+    virtual void DeserializeContent(ISerializationFile& file, ISerializable& object, std::int32_t version) const = 0;
+};
+
+class CPersistableSerializationFactory : public ISerializationFactory {
+public:
+    void Serialize(ISerializationFile& file, const ISerializable& object) const override;
+    void Deserialize(ISerializationFile& file, ISerializable& object, std::int32_t version) const override;
+};
+
+// A factory for objects of class T: the content operations receive a T.
+template <class T>
+class CSerializationFactory : public CPersistableSerializationFactory {
+public:
+    void SerializeContent(ISerializationFile& file, const ISerializable& object) const final {
+        Write(*file.GetStreamAdapter(), Cast<const T>(object));
+    }
+    void DeserializeContent(ISerializationFile& file, ISerializable& object, std::int32_t version) const final {
+        Read(*file.GetStreamAdapter(), Cast<T>(object), version);
+    }
+
+protected:
+    virtual void Write(IStreamAdapter& stream, const T& object) const = 0;
+    virtual void Read(IStreamAdapter& stream, T& object, std::int32_t version) const = 0;
+
+private:
+    template <class U, class S>
+    U& Cast(S& object) const {
+        auto* typed = dynamic_cast<U*>(&object);
+        if (typed == nullptr)
+            throw RomException(std::string("Internal error: The SerializationFactory for the type ") + GetUuid() +
+                               " cannot handle this object.");
+        return *typed;
+    }
+};
+
+// The registered factory for a UUID text; throws when there is none.
+const ISerializationFactory& FindSerializationFactory(const std::string& uuid);
+
+// Writes an object frame (a nested-object record inside another object's content);
+// null writes the null flag alone.
+void WriteObject(ISerializationFile& file, const ISerializable* object);
+// Reads an object frame into an existing object.
+void ReadObject(ISerializationFile& file, ISerializable& object);
+
+// An object saved as a binary file through its serialization factory.
+class CPersistableBinary : public virtual IPersistable, public virtual ISerializable {
+public:
+    void Resume(const std::string& fileName) override;
+    void Save(const std::string& fileName) override;
+};
+
+}  // namespace Tervik::Rom::Common
+
+#endif

@@ -1,0 +1,78 @@
+#include "common/replacing_file.hpp"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <tervik/rom/common.hpp>
+
+#include "common/identifiable.hpp"
+
+namespace Tervik::Rom::Common {
+
+namespace {
+
+[[noreturn]] void ThrowWriteError() { throw RomException("System error while trying to write to a file."); }
+
+// Saving through a symbolic link replaces the file it points to, not the link.
+std::string ResolveLink(const std::string& target) {
+    std::error_code error;
+    if (!std::filesystem::is_symlink(target, error)) return target;
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(target, error);
+    return error ? target : resolved.string();
+}
+
+}  // namespace
+
+CReplacingFile::CReplacingFile(const std::string& target) : destination_(ResolveLink(target)) {
+    const std::filesystem::path path(destination_);
+    for (int attempt = 0; attempt < 8 && stream_ == nullptr; ++attempt) {
+        std::filesystem::path name = path;
+        name.replace_filename("." + path.filename().string() + ".tmp-" + NewUuid().substr(0, 8));
+        temporary_ = name.string();
+        const int descriptor = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor < 0) {
+            if (errno == EEXIST) continue;
+            break;
+        }
+        // A replaced file keeps its permissions.
+        struct stat existing {};
+        if (::stat(destination_.c_str(), &existing) == 0 && S_ISREG(existing.st_mode))
+            (void)::fchmod(descriptor, existing.st_mode & 07777);
+        stream_ = ::fdopen(descriptor, "wb");
+        if (stream_ == nullptr) {
+            ::close(descriptor);
+            ::unlink(temporary_.c_str());
+        }
+    }
+    if (stream_ == nullptr) throw RomException("Could not open the file " + target + ".");
+}
+
+CReplacingFile::~CReplacingFile() {
+    if (stream_ != nullptr) {
+        std::fclose(stream_);
+        ::unlink(temporary_.c_str());
+    }
+}
+
+void CReplacingFile::Write(const void* data, std::size_t size) {
+    if (size != 0 && std::fwrite(data, 1, size, stream_) != size) ThrowWriteError();
+}
+
+void CReplacingFile::Commit() {
+    if (stream_ == nullptr) ThrowWriteError();
+    bool written = std::fflush(stream_) == 0 && std::ferror(stream_) == 0;
+    written = std::fclose(stream_) == 0 && written;
+    stream_ = nullptr;
+    if (written) written = std::rename(temporary_.c_str(), destination_.c_str()) == 0;
+    if (!written) {
+        ::unlink(temporary_.c_str());
+        ThrowWriteError();
+    }
+}
+
+}  // namespace Tervik::Rom::Common

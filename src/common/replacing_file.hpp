@@ -1,0 +1,36 @@
+// Writing a file without ever losing the one it replaces.
+#ifndef TERVIK_ROM_SRC_COMMON_REPLACING_FILE_HPP
+#define TERVIK_ROM_SRC_COMMON_REPLACING_FILE_HPP
+
+#include <cstdio>
+#include <string>
+
+namespace Tervik::Rom::Common {
+
+// A new file written under a temporary name in the target's folder and renamed over
+// the target by Commit, once everything was written, flushed and closed. Until then
+// the target keeps its old content; a file that is never committed is removed.
+class CReplacingFile {
+public:
+    // Throws "Could not open the file <target>." when the temporary file cannot be made.
+    explicit CReplacingFile(const std::string& target);
+    CReplacingFile(const CReplacingFile&) = delete;
+    CReplacingFile& operator=(const CReplacingFile&) = delete;
+    ~CReplacingFile();
+
+    std::FILE* Stream() const { return stream_; }
+    // Writes size bytes; a short write throws the write error.
+    void Write(const void* data, std::size_t size);
+    // Flushes, closes and renames over the target; any failure throws
+    // "System error while trying to write to a file." and leaves the target as it was.
+    void Commit();
+
+private:
+    std::string destination_;
+    std::string temporary_;
+    std::FILE* stream_ = nullptr;
+};
+
+}  // namespace Tervik::Rom::Common
+
+#endif

@@ -1,0 +1,49 @@
+#include "project/project.hpp"
+
+#include "common/file_extensions.hpp"
+
+namespace Tervik::Rom::Project {
+
+namespace {
+
+class CProjectFactory final : public Common::CSerializationFactory<CProject> {
+public:
+    std::int32_t GetVersion() const override { return 1; }
+    const char* GetUuid() const override { return "FB0C4231-34CF-4942-8D1A-1D93C99E02D7"; }
+
+protected:
+    void Write(Common::IStreamAdapter& stream, const CProject& project) const override {
+        stream.Write(project.GetInternalId());
+    }
+    void Read(Common::IStreamAdapter& stream, CProject& project, std::int32_t version) const override {
+        if (version != GetVersion())
+            throw Common::RomException("The project has been saved using the unsupported version " +
+                                       std::to_string(version) + ". (Current supported version: " +
+                                       std::to_string(GetVersion()) + ")");
+        std::string id;
+        stream.Read(id);
+        project.SetInternalId(id);
+    }
+};
+
+}  // namespace
+
+const Common::ISerializationFactory& ProjectSerializationFactory() {
+    static const CProjectFactory factory;
+    return factory;
+}
+
+bool CProject::Compare(const Common::IRomObject* other) const {
+    const auto* project = dynamic_cast<const CProject*>(other);
+    return project != nullptr && project->GetInternalId() == GetInternalId();
+}
+
+const std::string& CProject::GetFileExtension() const { return Common::FileExtension::Project(); }
+
+const char* CProject::GetSerializationUuid() const { return ProjectSerializationFactory().GetUuid(); }
+
+void CProject::ToJson(Json::Value& value) const { InternalIdToJson(value); }
+
+void CProject::FromJson(const Json::Value& value, std::uint32_t) { InternalIdFromJson(value); }
+
+}  // namespace Tervik::Rom::Project

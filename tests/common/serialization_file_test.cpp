@@ -1,0 +1,213 @@
+#include <cstring>
+#include <limits>
+
+#include "common/serialization_file.hpp"
+#include "support/temp_dir.hpp"
+
+using namespace Tervik::Rom::Common;
+
+namespace {
+
+class SerializationFileTest : public TempDirTest {
+protected:
+    // Writes through a fresh file and returns the bytes it left.
+    template <class Writer>
+    std::string Written(Writer&& writer) {
+        const std::string path = Path("out.bin");
+        CSerializationFile file;
+        file.OpenForSerializing(path);
+        writer(*file.GetStreamAdapter());
+        file.Close();
+        return ReadBytes(path);
+    }
+
+    std::unique_ptr<CSerializationFile> Reading(const std::string& bytes) {
+        const std::string path = Path("in.bin");
+        WriteBytes(path, bytes);
+        auto file = std::make_unique<CSerializationFile>();
+        file->OpenForDeserializing(path);
+        return file;
+    }
+};
+
+const std::string kReadError = "System error while trying to read from a file.";
+
+}  // namespace
+
+TEST_F(SerializationFileTest, PrimitivesAreLittleEndianWithoutPadding) {
+    const std::string bytes = Written([](IStreamAdapter& s) {
+        s.Write(std::int32_t{-2});
+        s.Write(std::uint32_t{0x01020304});
+        s.Write(std::int16_t{0x0506});
+        s.Write(true);
+        s.Write('z');
+        s.Write(std::int64_t{1} << 40);
+        s.Write(1.5);
+        s.Write(0.25f);
+        s.Write("ab");
+        s.Write(std::string());
+    });
+    std::string expected("\xfe\xff\xff\xff\x04\x03\x02\x01\x06\x05\x01z", 12);
+    expected += std::string("\0\0\0\0\0\x01\0\0", 8);
+    double d = 1.5;
+    float f = 0.25f;
+    expected.append(reinterpret_cast<const char*>(&d), 8);
+    expected.append(reinterpret_cast<const char*>(&f), 4);
+    expected += std::string("\x02\0\0\0ab", 6);
+    expected += std::string(4, '\0');
+    EXPECT_EQ(bytes, expected);
+}
+
+TEST_F(SerializationFileTest, EverythingRoundTrips) {
+    const double doubles[3] = {1.0, -0.0, std::numeric_limits<double>::denorm_min()};
+    const std::int32_t ints[2] = {-7, 9};
+    const std::string path = Path("round.bin");
+    Json::Value json;
+    json["a"].append("x");
+    json["b"] = 0.1;
+    {
+        CSerializationFile file;
+        file.OpenForSerializing(path);
+        IStreamAdapter& s = *file.GetStreamAdapter();
+        s.Write(doubles, 3);
+        s.Write(ints, 2);
+        s.Write(json);
+        s.Write(std::string("caf\xc3\xa9"));
+        s.Write(static_cast<const double*>(nullptr), 0);
+        file.Close();
+    }
+    CSerializationFile file;
+    file.OpenForDeserializing(path);
+    IStreamAdapter& s = *file.GetStreamAdapter();
+    double d[3];
+    std::int32_t i[2];
+    Json::Value j;
+    char* text = nullptr;
+    s.Read(d, 3);
+    s.Read(i, 2);
+    s.Read(j);
+    s.Read(&text);
+    EXPECT_EQ(std::memcmp(d, doubles, sizeof d), 0);
+    EXPECT_EQ(i[1], 9);
+    EXPECT_EQ(j, json);
+    EXPECT_STREQ(text, "caf\xc3\xa9");
+    delete[] text;
+    EXPECT_EQ(s.GetRemainingBytes(), 0u);
+}
+
+TEST_F(SerializationFileTest, NullBuffersAreRefusedUnlessEmpty) {
+    CSerializationFile file;
+    file.OpenForSerializing(Path("x.bin"));
+    IStreamAdapter& s = *file.GetStreamAdapter();
+    s.Write(static_cast<const std::int32_t*>(nullptr), 0);
+    EXPECT_EQ(MessageOf([&] { s.Write(static_cast<const double*>(nullptr), 1); }), "Tried to write to an uninitialized file.");
+    file.Close();
+    EXPECT_EQ(ReadBytes(Path("x.bin")), "");
+
+    auto in = Reading("abcd");
+    EXPECT_EQ(MessageOf([&] { in->GetStreamAdapter()->Read(static_cast<std::int32_t*>(nullptr), 1); }),
+              "Tried to read from an uninitialized file.");
+}
+
+TEST_F(SerializationFileTest, ReadingPastTheEndFailsAndTheLastBytesSucceed) {
+    auto file = Reading(std::string("\x01\0\0\0\x02\0", 6));
+    IStreamAdapter& s = *file->GetStreamAdapter();
+    std::int32_t value = 0;
+    s.Read(&value, 1);
+    EXPECT_EQ(value, 1);
+    EXPECT_EQ(MessageOf([&] { s.Read(&value, 1); }), kReadError);
+    std::int16_t last = 0;
+    s.Read(&last, 1);
+    EXPECT_EQ(last, 2);
+}
+
+TEST_F(SerializationFileTest, StringCountsAreCheckedBeforeAllocating) {
+    // Counts that the file cannot hold, negative ones included.
+    for (const std::string& bytes : {std::string("\xff\xff\xff\x7f", 4) + "abc", std::string("\x05\0\0\0abcd", 8),
+                                     std::string("\xfe\xff\xff\xff", 4)}) {
+        auto file = Reading(bytes);
+        std::string text;
+        EXPECT_EQ(MessageOf([&] { file->GetStreamAdapter()->Read(text); }), kReadError);
+    }
+    auto file = Reading(std::string("\x02\0\0\0{}", 6));
+    Json::Value json;
+    file->GetStreamAdapter()->Read(json);
+    EXPECT_TRUE(json.isObject());
+}
+
+TEST_F(SerializationFileTest, OpeningErrors) {
+    CSerializationFile file;
+    EXPECT_EQ(MessageOf([&] { file.OpenForDeserializing(""); }),
+              "CSerializationFile cannot be open for deserializing since provided fileName is empty !");
+    EXPECT_EQ(MessageOf([&] { file.OpenForSerializing(""); }),
+              "CSerializationFile cannot be open for serializing since provided fileName is empty !");
+    const std::string missing = Path("missing.bin");
+    EXPECT_EQ(MessageOf([&] { file.OpenForDeserializing(missing); }), "Could not open the file " + missing + ".");
+    EXPECT_EQ(MessageOf([&] { file.OpenForDeserializing(dir_.string()); }), "Could not open the file " + dir_.string() + ".");
+    const std::string nowhere = Path("no/such/folder/x.bin");
+    EXPECT_EQ(MessageOf([&] { file.OpenForSerializing(nowhere); }), "Could not open the file " + nowhere + ".");
+    EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(SerializationFileTest, OpeningASecondFileClosesTheFirst) {
+    CSerializationFile file;
+    file.OpenForSerializing(Path("first.bin"));
+    file.GetStreamAdapter()->Write(std::int32_t{7});
+    file.OpenForSerializing(Path("second.bin"));
+    EXPECT_EQ(file.GetFileName(), Path("second.bin"));
+    EXPECT_EQ(ReadBytes(Path("first.bin")), std::string("\x07\0\0\0", 4));
+    file.Close();
+    EXPECT_EQ(ReadBytes(Path("second.bin")), "");
+}
+
+TEST_F(SerializationFileTest, NonAsciiNamesAreUtf8) {
+    const std::string name = Path("r\xc3\xa9sultat \xe6\xb5\x8b\xe8\xaf\x95.bin");
+    CSerializationFile file;
+    file.OpenForSerializing(name);
+    file.GetStreamAdapter()->Write("x");
+    file.Close();
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::u8path(name)));
+    file.OpenForDeserializing(name);
+    std::string text;
+    file.GetStreamAdapter()->Read(text);
+    EXPECT_EQ(text, "x");
+}
+
+TEST_F(SerializationFileTest, AnUnclosedOutputLeavesTheOldFileAsItWas) {
+    const std::string path = Path("keep.bin");
+    WriteBytes(path, "old content");
+    {
+        CSerializationFile file;
+        file.OpenForSerializing(path);
+        file.GetStreamAdapter()->Write("half of a new content");
+        // Destroyed without Close, as when a writer throws.
+    }
+    EXPECT_EQ(ReadBytes(path), "old content");
+    EXPECT_EQ(Files(), std::vector<std::string>{"keep.bin"});
+}
+
+TEST_F(SerializationFileTest, RenameFailureIsAWriteError) {
+    // The target is a non-empty folder: the new file cannot replace it.
+    std::filesystem::create_directories(dir_ / "taken" / "inside");
+    CSerializationFile file;
+    file.OpenForSerializing(Path("taken"));
+    file.GetStreamAdapter()->Write(1.0);
+    EXPECT_EQ(MessageOf([&] { file.Close(); }), "System error while trying to write to a file.");
+    EXPECT_TRUE(std::filesystem::is_directory(dir_ / "taken" / "inside"));
+    EXPECT_EQ(Files(), std::vector<std::string>{"taken"});
+}
+
+TEST_F(SerializationFileTest, ReplacingKeepsPermissionsAndFollowsLinks) {
+    const std::string target = Path("target.bin");
+    WriteBytes(target, "old");
+    std::filesystem::permissions(target, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    std::filesystem::create_symlink(target, dir_ / "link.bin");
+    CSerializationFile file;
+    file.OpenForSerializing(Path("link.bin"));
+    file.GetStreamAdapter()->Write("new");
+    file.Close();
+    EXPECT_TRUE(std::filesystem::is_symlink(dir_ / "link.bin"));
+    EXPECT_EQ(ReadBytes(target), std::string("\x03\0\0\0new", 7));
+    EXPECT_EQ(std::filesystem::status(target).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
