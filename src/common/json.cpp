@@ -27,7 +27,11 @@ bool ParseJson(const char* begin, const char* end, Json::Value& value) {
     builder["collectComments"] = true;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     std::string errors;
-    return reader->parse(begin, end, &value, &errors);
+    try {
+        return reader->parse(begin, end, &value, &errors);
+    } catch (const std::exception&) {
+        return false;  // nested deeper than the reader's stack limit
+    }
 }
 
 namespace {

@@ -89,3 +89,13 @@ TEST_F(JsonFileTest, UnwritableTargetIsReportedAndTheOldFileKept) {
     EXPECT_EQ(MessageOf([&] { file.Write("k", Json::Value(1)); }), "System error while trying to write to a file.");
     EXPECT_EQ(Files(), std::vector<std::string>{"folder"});
 }
+
+TEST_F(JsonFileTest, DeeplyNestedTextHoldsNoKey) {
+    const std::string path = Path("deep.romcfg");
+    WriteBytes(path, "{\"setup\": " + std::string(100000, '[') + std::string(100000, ']') + "}");
+    JsonSerializationFile file;
+    file.SetFileName(path);
+    Json::Value value;
+    EXPECT_EQ(MessageOf([&] { file.Read("setup", value); }),
+              "JsonSerializationFile cannot find any key named setup\nin the file\n" + path);
+}
