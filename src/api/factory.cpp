@@ -1,13 +1,9 @@
 #include "api/factory.hpp"
 
-#include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <new>
 
 #include <tervik/rom/configuration.hpp>
 
-#include "api/frame.hpp"
 #include "common/file_extensions.hpp"
 #include "project/project.hpp"
 #include "snapshot/point.hpp"
@@ -65,52 +61,9 @@ const std::string& CFactory::GetSnapshotFileExtension() const { return Common::F
 
 const std::string& CFactory::GetSnapshotCacheFileExtension() const { return Common::FileExtension::SnapshotCache(); }
 
-namespace Frame {
-
-namespace {
-
-char outOfMemoryText[] = "std::bad_alloc";
-RomExceptionRecord outOfMemory{outOfMemoryText};
-
-}  // namespace
-
-RomExceptionHandle MakeException(const char* text) noexcept {
-    auto* record = new (std::nothrow) RomExceptionRecord{nullptr};
-    if (record == nullptr) return &outOfMemory;
-    const std::size_t size = std::strlen(text) + 1;
-    record->text = static_cast<char*>(std::malloc(size));
-    if (record->text == nullptr) {
-        delete record;
-        return &outOfMemory;
-    }
-    std::memcpy(record->text, text, size);
-    return record;
-}
-
-std::string Str(const char* text) {
-    if (text == nullptr) throw Common::RomException("Invalid string argument: null.");
-    return text;
-}
-
-}  // namespace Frame
-
 }  // namespace Tervik::Rom::Api
 
 Tervik::Rom::Api::IFactory& GetFactory() {
     static Tervik::Rom::Api::CFactory factory;
     return factory;
-}
-
-extern "C" {
-
-const char* RomGetExceptionDescription(RomExceptionHandle exception) {
-    return exception == nullptr ? "" : exception->text;
-}
-
-void RomReleaseException(RomExceptionHandle exception) {
-    if (exception == nullptr || exception == &Tervik::Rom::Api::Frame::outOfMemory) return;
-    std::free(exception->text);
-    delete exception;
-}
-
 }
