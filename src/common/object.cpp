@@ -7,19 +7,6 @@
 
 namespace Tervik::Rom::Common {
 
-IRomObject::~IRomObject() = default;
-
-bool IRomObject::Equals(const IRomObject&) const {
-    throw RomException(
-        "Work in progress! Equals method must be used only with objects that override the method!");
-}
-
-RomException::RomException(std::string message) : message_(std::move(message)) {}
-
-RomException::~RomException() = default;
-
-const char* RomException::what() const noexcept { return message_.c_str(); }
-
 std::string NewUuid() {
     // One generator per thread, seeded once from the system's entropy source.
     thread_local boost::uuids::random_generator_mt19937 generator;

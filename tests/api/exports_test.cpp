@@ -1,12 +1,14 @@
 // The exported functions as a client sees them, through the shared library.
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <tervik/rom/api.hpp>
 #include <tervik/rom/rom.h>
+#include <tervik/rom/project.hpp>
 #include <tervik/rom/snapshot.hpp>
 
 namespace {
@@ -170,4 +172,19 @@ TEST(Exports, ProjectsThroughTheBoundary) {
     std::remove(path.c_str());
 
     for (RomObject* object : {a, b, point}) EXPECT_EQ(TextOf(RomFactoryRelease(object)), "<success>");
+}
+
+TEST(Exports, CppClientsCastAndCatchTheLibrarysTypes) {
+    using namespace Tervik::Rom;
+    const std::unique_ptr<Snapshot::IUserPoint> point(GetFactory().CreateUserPoint());
+    Common::IRomObject* handle = point.get();
+    EXPECT_EQ(dynamic_cast<Snapshot::IPoint*>(handle), point.get());
+    EXPECT_EQ(dynamic_cast<Project::IProject*>(handle), nullptr);
+    try {
+        point->GetValue("x");
+        FAIL() << "no exception";
+    } catch (const Common::RomException& e) {
+        EXPECT_STREQ(e.what(), "The point does not contains the parameter x.");
+    }
+    EXPECT_THROW(GetFactory().CreateAndResumeProject("missing.rompjt"), Common::RomException);
 }

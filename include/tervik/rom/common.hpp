@@ -5,13 +5,16 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace Tervik::Rom::Common {
 
 // Base of every object handed across the call boundary; always inherited virtually.
+// Defined entirely here, like every class of these headers, so that a C++ client
+// has its type information without the library exporting any.
 class IRomObject {
 public:
-    virtual ~IRomObject();
+    virtual ~IRomObject() = default;
     // Compares two objects; classes that do not override it throw.
     virtual bool Equals(const IRomObject& other) const;
 
@@ -24,13 +27,17 @@ protected:
 // The one exception type of the library; its message is the text a client receives.
 class RomException : public std::exception {
 public:
-    explicit RomException(std::string message);
-    ~RomException() override;
-    const char* what() const noexcept override;
+    explicit RomException(std::string message) : message_(std::move(message)) {}
+    const char* what() const noexcept override { return message_.c_str(); }
 
 private:
     std::string message_;
 };
+
+inline bool IRomObject::Equals(const IRomObject&) const {
+    throw RomException(
+        "Work in progress! Equals method must be used only with objects that override the method!");
+}
 
 // An object with a generated internal id (a random UUID text).
 class IIdentifiable : public virtual IRomObject {
