@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
-# Builds and runs every benchmark; each figure is printed beside its reference.
+# Builds and runs every benchmark in an optimised build (build-release/); each figure
+# is printed beside its reference. The argument names the folder for the test files.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-CMAKE_BUILD_TYPE=Release "$root/scripts/configure.sh"
-cmake --build "$root/build" -j 2 --target stream_bench container_bench
-"$root/build/bench/stream_bench" "${1:-${TMPDIR:-/tmp}}"
-"$root/build/bench/container_bench"
+export CMAKE_BUILD_TYPE=Release
+export TERVIKROM_BUILD_DIR="${TERVIKROM_BUILD_DIR:-$root/build-release}"
+"$root/scripts/configure.sh"
+cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench
+"$TERVIKROM_BUILD_DIR/bench/stream_bench" "${1:-${TMPDIR:-/tmp}}"
+"$TERVIKROM_BUILD_DIR/bench/container_bench"
