@@ -34,6 +34,7 @@ public:
 
     IRomObject* GetObject(std::uint32_t index) const override { return At(index); }
 
+    // Compares addresses only: a handle that is no longer a member is never touched.
     std::uint32_t IndexOf(const IRomObject* object) const override {
         const auto found = positions_.find(object);
         return found == positions_.end() ? IContainerBase::kNotFound : found->second;
