@@ -8,7 +8,6 @@
 #include <tervik/rom/common.hpp>
 
 #include "common/json.hpp"
-#include "common/persistence.hpp"
 #include "common/replacing_file.hpp"
 
 namespace Tervik::Rom::Common {

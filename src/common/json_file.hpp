@@ -7,12 +7,9 @@
 
 #include <json/value.h>
 
-namespace Tervik::Rom::Common {
+#include "common/version.hpp"
 
-struct ProductVersion {
-    std::int32_t major = 0;
-    std::int32_t minor = 0;
-};
+namespace Tervik::Rom::Common {
 
 class JsonSerializationFile {
 public:

@@ -10,13 +10,9 @@
 #include "common/json.hpp"
 #include "common/json_file.hpp"
 #include "common/serialization_file.hpp"
+#include "common/version.hpp"
 
 namespace Tervik::Rom::Common {
-
-// The version written into every binary object and JSON document file.
-inline constexpr ProductVersion kProductVersion{18, 2};
-// The current version of files, object frames and JSON envelopes.
-inline constexpr std::uint32_t kFileVersion = 1;
 
 // Throws head + fileName + " do not have the expected extension " + extension + "."
 // unless fileName ends with "." + extension (case-sensitive).
