@@ -1,6 +1,7 @@
 // Exports not tied to one object family: factory, extensions, solver ids,
 // containers and persistence.
 #include <tervik/rom/api.hpp>
+#include <tervik/rom/configuration.hpp>
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/snapshot.hpp>
 
@@ -14,6 +15,9 @@ using Api::Frame::Str;
 
 extern "C" {
 
+RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshDataCfg())); }
+RomExceptionHandle RomFactoryCreateSetupCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSetupCfg())); }
+RomExceptionHandle RomFactoryCreateSnapshotCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSnapshotCfg())); }
 RomExceptionHandle RomFactoryCreateProject(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateProject())); }
 RomExceptionHandle RomFactoryCreateSnapshotCache(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSnapshotCache())); }
 RomExceptionHandle RomFactoryCreateUserPoint(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateUserPoint())); }

@@ -5,6 +5,8 @@
 #include <tervik/rom/configuration.hpp>
 
 #include "common/file_extensions.hpp"
+#include "configuration/setup_cfg.hpp"
+#include "configuration/snapshot_cfg.hpp"
 #include "project/project.hpp"
 #include "snapshot/point.hpp"
 #include "snapshot/snapshot_cache.hpp"
@@ -19,7 +21,7 @@ namespace {
 
 }  // namespace
 
-Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { NotAvailable("CreateSetupCfg"); }
+Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { return new Configuration::CRomSetupCfg(); }
 
 Mesh::IMesh* CFactory::CreateAndInitMesh(const std::string&) { NotAvailable("CreateAndInitMesh"); }
 
@@ -27,7 +29,7 @@ Mesh::IMeshData* CFactory::CreateAndInitMeshData(const std::string&) { NotAvaila
 
 Mesh::IMeshData* CFactory::CreateMeshData() { NotAvailable("CreateMeshData"); }
 
-Configuration::IMeshDataCfg* CFactory::CreateMeshDataCfg() { NotAvailable("CreateMeshDataCfg"); }
+Configuration::IMeshDataCfg* CFactory::CreateMeshDataCfg() { return new Configuration::CMeshDataCfg(); }
 
 Project::IProject* CFactory::CreateAndResumeProject(const std::string& projectFile) {
     auto project = std::make_unique<Project::CProject>();
@@ -43,7 +45,7 @@ Snapshot::ISnapshot* CFactory::CreateSnapshot() { NotAvailable("CreateSnapshot")
 
 Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&, bool) { NotAvailable("CreateAndInitSnapshot"); }
 
-Configuration::ISnapshotCfg* CFactory::CreateSnapshotCfg() { NotAvailable("CreateSnapshotCfg"); }
+Configuration::ISnapshotCfg* CFactory::CreateSnapshotCfg() { return new Configuration::CSnapshotCfg(); }
 
 Snapshot::ISnapshotCache* CFactory::CreateSnapshotCache() { return new Snapshot::CSnapshotCache(); }
 

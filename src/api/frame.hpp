@@ -14,6 +14,7 @@
 #include <type_traits>
 
 #include <tervik/rom/common.hpp>
+#include <tervik/rom/configuration.hpp>
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/rom.h>
 #include <tervik/rom/snapshot.hpp>
@@ -44,6 +45,20 @@ TERVIK_ROM_INTERFACE(Common, IContainerBase);
 TERVIK_ROM_INTERFACE(Common, IIdentifiableBySolver);
 TERVIK_ROM_INTERFACE(Common, ISolverIdentifier);
 TERVIK_ROM_INTERFACE(Common, IPersistable);
+TERVIK_ROM_INTERFACE(Configuration, IConfiguration);
+TERVIK_ROM_INTERFACE(Configuration, INodeDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, IStdElementDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, IPolygonDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, IPolyhedronDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, IElementDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, IUserElementDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, ISupportCfg);
+TERVIK_ROM_INTERFACE(Configuration, IRegionCfg);
+TERVIK_ROM_INTERFACE(Configuration, IMeshDataCfg);
+TERVIK_ROM_INTERFACE(Configuration, IComponentCfg);
+TERVIK_ROM_INTERFACE(Configuration, IFieldCfg);
+TERVIK_ROM_INTERFACE(Configuration, IRomSetupCfg);
+TERVIK_ROM_INTERFACE(Configuration, ISnapshotCfg);
 TERVIK_ROM_INTERFACE(Snapshot, IPoint);
 TERVIK_ROM_INTERFACE(Snapshot, IUserPoint);
 TERVIK_ROM_INTERFACE(Snapshot, ISnapshotCache);
@@ -70,11 +85,12 @@ template <class Out, class Result>
 Out ToOut(Result&& result) {
     using R = std::remove_cv_t<std::remove_reference_t<Result>>;
     if constexpr (std::is_same_v<Out, RomObject*>) {
+        // Objects reached through a read-only getter are handed out like the others.
         if constexpr (std::is_pointer_v<R>) {
             if (result == nullptr) return nullptr;
-            return static_cast<Common::IRomObject*>(result);
+            return const_cast<Common::IRomObject*>(static_cast<const Common::IRomObject*>(result));
         } else {
-            return static_cast<Common::IRomObject*>(&result);
+            return const_cast<Common::IRomObject*>(static_cast<const Common::IRomObject*>(&result));
         }
     } else if constexpr (std::is_same_v<Out, const char*>) {
         static_assert(std::is_lvalue_reference_v<Result>, "a returned string must live in its object");
@@ -123,6 +139,22 @@ std::uint32_t RunFound(Body&& body) noexcept {
         return body() ? 1u : 0u;
     } catch (...) {
         return 0u;
+    }
+}
+
+// For the TryGet exports: returns whether the part exists and writes its handle, or
+// null, to *out; false and null when anything goes wrong.
+template <class Part, class Body>
+bool RunTryGet(RomObject** out, Body&& body) noexcept {
+    if (out == nullptr) return false;
+    *out = nullptr;
+    try {
+        const Part* part = nullptr;
+        if (!body(part)) return false;
+        *out = ToOut<RomObject*>(part);
+        return true;
+    } catch (...) {
+        return false;
     }
 }
 

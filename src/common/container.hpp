@@ -6,8 +6,8 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -19,6 +19,13 @@
 namespace Tervik::Rom::Common {
 
 enum class Ownership { Owning, Referencing };
+
+// Members whose JSON always holds their internal id declare
+// `static constexpr bool kWritesInternalId = true;`.
+template <class C, class = void>
+struct WritesInternalId : std::false_type {};
+template <class C>
+struct WritesInternalId<C, std::void_t<decltype(C::kWritesInternalId)>> : std::bool_constant<C::kWritesInternalId> {};
 
 // Members in insertion order, each with a unique non-empty internal id. An owning
 // container deletes its members; a referencing one lists members owned elsewhere.
@@ -41,6 +48,16 @@ public:
     }
 
     std::uint32_t GetCount() const override { return static_cast<std::uint32_t>(members_.size()); }
+
+    // Equal when the other is a container of the same interface whose members equal
+    // these, index by index.
+    bool Equals(const IRomObject& other) const override {
+        const auto* that = dynamic_cast<const IContainer<I>*>(&other);
+        if (that == nullptr || that->GetCount() != GetCount()) return false;
+        for (std::uint32_t i = 0; i < GetCount(); ++i)
+            if (!members_[i]->Equals(*that->Get(i))) return false;
+        return true;
+    }
 
     I* Get(std::uint32_t index) const override { return At(index); }
 
@@ -67,6 +84,12 @@ public:
 
     const std::vector<C*>& Members() const { return members_; }
 
+    // The member with this internal id, or null.
+    C* FindById(const std::string& id) const {
+        const auto found = ids_.find(id);
+        return found == ids_.end() ? nullptr : members_[found->second];
+    }
+
 private:
     C* At(std::uint32_t index) const {
         if (index >= members_.size()) throw std::out_of_range("invalid vector<T> subscript");
@@ -80,7 +103,7 @@ private:
         const auto position = static_cast<std::uint32_t>(members_.size());
         members_.push_back(member);
         try {
-            ids_.insert(id);
+            ids_.emplace(id, position);
             positions_.emplace(static_cast<const IRomObject*>(member), position);
         } catch (...) {
             members_.pop_back();
@@ -91,7 +114,7 @@ private:
 
     Ownership ownership_;
     std::vector<C*> members_;
-    std::unordered_set<std::string> ids_;
+    std::unordered_map<std::string, std::uint32_t> ids_;
     std::unordered_map<const IRomObject*, std::uint32_t> positions_;
 };
 
@@ -117,6 +140,17 @@ public:
         this->Clear();
         if (array.isNull()) return;
         if (!array.isArray()) throw RomException("A JSON array is expected.");
+        if constexpr (WritesInternalId<C>::value) {
+            // The rendered content holds the internal id, so only a member whose id is
+            // taken already can render like an earlier one.
+            for (const Json::Value& item : array) {
+                auto member = std::make_unique<C>();
+                member->FromJson(item, version);
+                if (const C* earlier = this->FindById(member->GetInternalId())) ThrowIfSameContent(*earlier, *member);
+                this->Add(std::move(member));
+            }
+            return;
+        }
         // Members by the hash of their content; an earlier member is rendered again
         // only when its hash matches.
         std::unordered_multimap<std::size_t, const C*> byHash;
@@ -128,18 +162,25 @@ public:
             member->ToJson(content);
             const std::size_t hash = HashJson(content);
             const auto range = byHash.equal_range(hash);
-            for (auto it = range.first; it != range.second; ++it) {
-                Json::Value earlier;
-                it->second->ToJson(earlier);
-                if (earlier == content) {
-                    throw RomException(
-                        "During deserialization, CContainerWithJsonService found 2 objects with the same "
-                        "content !\nobject content is : \n" +
-                        StyledJsonText(content) + "\n");
-                }
-            }
+            for (auto it = range.first; it != range.second; ++it) ThrowIfSameContent(*it->second, content);
             byHash.emplace(hash, &this->Add(std::move(member)));
         }
+    }
+
+private:
+    static void ThrowIfSameContent(const C& earlier, const C& member) {
+        Json::Value content;
+        member.ToJson(content);
+        ThrowIfSameContent(earlier, content);
+    }
+    static void ThrowIfSameContent(const C& earlier, const Json::Value& content) {
+        Json::Value rendered;
+        earlier.ToJson(rendered);
+        if (rendered == content)
+            throw RomException(
+                "During deserialization, CContainerWithJsonService found 2 objects with the same content !\n"
+                "object content is : \n" +
+                StyledJsonText(content) + "\n");
     }
 };
 

@@ -2,7 +2,11 @@
 #ifndef TERVIK_ROM_SRC_COMMON_IDENTIFIABLE_HPP
 #define TERVIK_ROM_SRC_COMMON_IDENTIFIABLE_HPP
 
+#include <atomic>
+#include <cstdint>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include <tervik/rom/common.hpp>
 
@@ -41,6 +45,40 @@ protected:
 
 private:
     std::string solverId_;
+};
+
+// Counts every change of a solver id in the process, so that look-up tables keyed by
+// solver id know when to rebuild.
+std::atomic<std::uint64_t>& SolverIdGeneration();
+
+// The first member, in index order, with a given solver id. Built on first use and
+// rebuilt after any solver id changed or the caller invalidated it, so a series of
+// look-ups takes linear time in all.
+template <class C>
+class CSolverIdIndex {
+public:
+    static constexpr std::uint32_t kNotFound = 0xFFFFFFFFu;
+
+    // Call whenever the member list changes.
+    void Invalidate() { built_ = false; }
+
+    std::uint32_t Find(const std::vector<C*>& members, const std::string& solverId) {
+        const std::uint64_t generation = SolverIdGeneration().load(std::memory_order_relaxed);
+        if (!built_ || generation != generation_) {
+            first_.clear();
+            first_.reserve(members.size());
+            for (std::uint32_t i = 0; i < members.size(); ++i) first_.emplace(members[i]->GetSolverId(), i);
+            built_ = true;
+            generation_ = generation;
+        }
+        const auto found = first_.find(solverId);
+        return found == first_.end() ? kNotFound : found->second;
+    }
+
+private:
+    std::unordered_map<std::string, std::uint32_t> first_;
+    std::uint64_t generation_ = 0;
+    bool built_ = false;
 };
 
 // A solver id held as a value; in JSON a plain string.

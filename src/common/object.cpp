@@ -27,12 +27,20 @@ void CIdentifiable::InternalIdFromJson(const Json::Value& value) {
 
 const std::string& CIdentifiableBySolver::GetSolverId() const { return solverId_; }
 
-void CIdentifiableBySolver::SetSolverId(const std::string& solverId) { solverId_ = solverId; }
+std::atomic<std::uint64_t>& SolverIdGeneration() {
+    static std::atomic<std::uint64_t> generation{0};
+    return generation;
+}
+
+void CIdentifiableBySolver::SetSolverId(const std::string& solverId) {
+    solverId_ = solverId;
+    SolverIdGeneration().fetch_add(1, std::memory_order_relaxed);
+}
 
 void CIdentifiableBySolver::SolverIdToJson(Json::Value& value) const { value["solverId"] = solverId_; }
 
 void CIdentifiableBySolver::SolverIdFromJson(const Json::Value& value) {
-    if (value.isMember("solverId")) solverId_ = value["solverId"].asString();
+    if (value.isMember("solverId")) SetSolverId(value["solverId"].asString());
 }
 
 CSolverIdentifier::CSolverIdentifier(std::string id) : id_(std::move(id)) {}

@@ -9,6 +9,7 @@
 #ifndef TERVIK_ROM_ROM_H
 #define TERVIK_ROM_ROM_H
 
+#include <stdbool.h>
 #include <stdint.h>
 
 #if defined(__GNUC__)
@@ -32,8 +33,11 @@ TERVIK_ROM_API const char* RomGetExceptionDescription(RomExceptionHandle excepti
 TERVIK_ROM_API void RomReleaseException(RomExceptionHandle exception);
 
 /* Factory */
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateProject(RomObject** out);
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSetupCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSnapshotCache(RomObject** out);
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSnapshotCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateUserPoint(RomObject** out);
 /* Releases an object created by a RomFactoryCreate function; null is accepted. */
 TERVIK_ROM_API RomExceptionHandle RomFactoryRelease(RomObject* object);
@@ -61,6 +65,114 @@ TERVIK_ROM_API RomExceptionHandle RomContainerIndexOf(RomObject* container, RomO
 /* Persistence */
 TERVIK_ROM_API RomExceptionHandle RomPersistableResume(RomObject* object, const char* file);
 TERVIK_ROM_API RomExceptionHandle RomPersistableSave(RomObject* object, const char* file);
+
+/*
+ * Configurations. Handles reached through a configuration belong to it. String getters
+ * write a pointer into the object, valid until it changes or is released. The TryGet
+ * functions return whether the part exists and write its handle, or null.
+ */
+/* Null when the configuration is consistent, otherwise its first inconsistency. */
+TERVIK_ROM_API RomExceptionHandle RomConfigurationCheck(RomObject* configuration);
+
+/* Supports */
+TERVIK_ROM_API RomExceptionHandle RomSupportCfgGetEntityCount(RomObject* support, uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomSupportCfgSetEntityCount(RomObject* support, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomSupportCfgGetEntitiesType(RomObject* support, int32_t* type);
+TERVIK_ROM_API RomExceptionHandle RomSupportCfgSetEntitiesType(RomObject* support, int32_t type);
+
+/* Regions */
+TERVIK_ROM_API RomExceptionHandle RomRegionCfgAddSupport(RomObject* region, RomObject** support);
+TERVIK_ROM_API RomExceptionHandle RomRegionCfgGetCaption(RomObject* region, const char** caption);
+TERVIK_ROM_API RomExceptionHandle RomRegionCfgSetCaption(RomObject* region, const char* caption);
+TERVIK_ROM_API RomExceptionHandle RomRegionCfgGetParentRegion(RomObject* region, const char** parent);
+TERVIK_ROM_API RomExceptionHandle RomRegionCfgSetParentRegion(RomObject* region, const char* parent);
+TERVIK_ROM_API RomExceptionHandle RomRegionCfgGetSupportCfgs(RomObject* region, RomObject** supports);
+
+/* Mesh data configuration */
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgAddRegion(RomObject* meshData, RomObject** region);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgConfigureNodeData(RomObject* meshData, RomObject** nodeData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgConfigureElementData(RomObject* meshData,
+                                                                     RomObject** elementData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetNodeDataCfg(RomObject* meshData, RomObject** nodeData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetElementDataCfg(RomObject* meshData, RomObject** elementData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetRegionCfgs(RomObject* meshData, RomObject** regions);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetSupportCfg(RomObject* meshData, const char* solverId,
+                                                              RomObject** support);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetSupportCfgs(RomObject* meshData, RomObject** supports);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetUnit(RomObject* meshData, const char** unit);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgSetUnit(RomObject* meshData, const char* unit);
+
+/* Node data configuration */
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCfgGetCount(RomObject* nodeData, uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCfgSetCount(RomObject* nodeData, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCfgGetDimension(RomObject* nodeData, int32_t* dimension);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCfgSetDimension(RomObject* nodeData, int32_t dimension);
+/* count x dimension, modulo 2^32 */
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCfgGetCoordinateTableSize(RomObject* nodeData, uint32_t* size);
+
+/* Standard element, polygon and polyhedron data configurations */
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCfgGetCount(RomObject* cfg, uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCfgSetCount(RomObject* cfg, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCfgGetConnectivityTableSize(RomObject* cfg, uint32_t* size);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCfgSetConnectivityTableSize(RomObject* cfg, uint32_t size);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataCfgGetCount(RomObject* cfg, uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataCfgSetCount(RomObject* cfg, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataCfgGetConnectivityTableSize(RomObject* cfg, uint32_t* size);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataCfgSetConnectivityTableSize(RomObject* cfg, uint32_t size);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCfgGetCount(RomObject* cfg, uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCfgSetCount(RomObject* cfg, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCfgGetConnectivityTableSize(RomObject* cfg, uint32_t* size);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCfgSetConnectivityTableSize(RomObject* cfg, uint32_t size);
+
+/* Element data and user element data configurations */
+TERVIK_ROM_API RomExceptionHandle RomElementDataCfgConfigureStdElementData(RomObject* elementData,
+                                                                           RomObject** cfg);
+TERVIK_ROM_API RomExceptionHandle RomElementDataCfgConfigureUserElementData(RomObject* elementData,
+                                                                            RomObject** cfg);
+TERVIK_ROM_API bool RomElementDataCfgTryGetStdElementDataCfg(RomObject* elementData, RomObject** cfg);
+TERVIK_ROM_API bool RomElementDataCfgTryGetUserElementDataCfg(RomObject* elementData, RomObject** cfg);
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataCfgConfigurePolygonData(RomObject* userElementData,
+                                                                            RomObject** cfg);
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataCfgConfigurePolyhedronData(RomObject* userElementData,
+                                                                               RomObject** cfg);
+TERVIK_ROM_API bool RomUserElementDataCfgTryGetPolygonDataCfg(RomObject* userElementData, RomObject** cfg);
+TERVIK_ROM_API bool RomUserElementDataCfgTryGetPolyhedronDataCfg(RomObject* userElementData, RomObject** cfg);
+
+/* Setup configuration */
+TERVIK_ROM_API RomExceptionHandle RomSetupCfgAddField(RomObject* setup, RomObject** field);
+TERVIK_ROM_API RomExceptionHandle RomSetupCfgConfigureMeshData(RomObject* setup, RomObject** meshData);
+TERVIK_ROM_API RomExceptionHandle RomSetupCfgGetFields(RomObject* setup, RomObject** fields);
+TERVIK_ROM_API RomExceptionHandle RomSetupCfgGetMeshData(RomObject* setup, RomObject** meshData);
+TERVIK_ROM_API RomExceptionHandle RomSetupCfgSaveSnapshotConfiguration(RomObject* setup, const char* path);
+TERVIK_ROM_API RomExceptionHandle RomSetupCfgSaveMeshConfiguration(RomObject* setup, const char* path);
+
+/* Fields */
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgAddComponent(RomObject* field, RomObject** component);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgAddSupport(RomObject* field, const char* solverId);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgGetCaption(RomObject* field, const char** caption);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgGetComponentCfgs(RomObject* field, RomObject** components);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgGetEntitiesType(RomObject* field, int32_t* type);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgGetQuantity(RomObject* field, const char** quantity);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgGetSupportCfgIds(RomObject* field, RomObject** supportIds);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgGetUnit(RomObject* field, const char** unit);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgSetCaption(RomObject* field, const char* caption);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgSetEntitiesType(RomObject* field, int32_t type);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgSetQuantity(RomObject* field, const char* quantity);
+TERVIK_ROM_API RomExceptionHandle RomFieldCfgSetUnit(RomObject* field, const char* unit);
+
+/* Components */
+TERVIK_ROM_API RomExceptionHandle RomComponentCfgGetCaption(RomObject* component, const char** caption);
+TERVIK_ROM_API RomExceptionHandle RomComponentCfgSetCaption(RomObject* component, const char* caption);
+
+/* Snapshot configuration */
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgAddComponent(RomObject* snapshot, RomObject** component);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgAddComponentToSupport(RomObject* snapshot, RomObject* component,
+                                                                      RomObject* support);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgAddSupport(RomObject* snapshot, RomObject** support);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentCfgs(RomObject* snapshot, RomObject** components);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetSupportCfgs(RomObject* snapshot, RomObject** supports);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentsOfSupport(RomObject* snapshot, RomObject* support,
+                                                                       RomObject** components);
 
 /* Points */
 TERVIK_ROM_API RomExceptionHandle RomPointClear(RomObject* point);
