@@ -74,7 +74,7 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
     }
     if (!root.isMember(key))
         throw RomException("JsonSerializationFile cannot find any key named " + key + "\nin the file\n" + fileName_);
-    value = root[key];
+    value.swap(root[key]);
 }
 
 }  // namespace Tervik::Rom::Common
