@@ -2,6 +2,7 @@
 // containers and persistence.
 #include <tervik/rom/api.hpp>
 #include <tervik/rom/configuration.hpp>
+#include <tervik/rom/mesh.hpp>
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/snapshot.hpp>
 
@@ -15,6 +16,8 @@ using Api::Frame::Str;
 
 extern "C" {
 
+RomExceptionHandle RomFactoryCreateMeshData(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshData())); }
+RomExceptionHandle RomFactoryCreateAndInitMeshData(RomObject** out, const char* configurationFile) { return Run(out, ROM_CALL(GetFactory().CreateAndInitMeshData(Str(configurationFile)))); }
 RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshDataCfg())); }
 RomExceptionHandle RomFactoryCreateSetupCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSetupCfg())); }
 RomExceptionHandle RomFactoryCreateSnapshotCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSnapshotCfg())); }

@@ -7,6 +7,7 @@
 #include "common/file_extensions.hpp"
 #include "configuration/setup_cfg.hpp"
 #include "configuration/snapshot_cfg.hpp"
+#include "mesh/mesh_data.hpp"
 #include "project/project.hpp"
 #include "snapshot/point.hpp"
 #include "snapshot/snapshot_cache.hpp"
@@ -25,9 +26,17 @@ Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { return new Configurati
 
 Mesh::IMesh* CFactory::CreateAndInitMesh(const std::string&) { NotAvailable("CreateAndInitMesh"); }
 
-Mesh::IMeshData* CFactory::CreateAndInitMeshData(const std::string&) { NotAvailable("CreateAndInitMeshData"); }
+Mesh::IMeshData* CFactory::CreateAndInitMeshData(const std::string& configurationFile) {
+    auto meshData = std::make_unique<Mesh::CMeshData>();
+    {
+        Configuration::CMeshDataCfg configuration;
+        configuration.Resume(configurationFile);
+        meshData->Initialize(configuration);
+    }
+    return meshData.release();
+}
 
-Mesh::IMeshData* CFactory::CreateMeshData() { NotAvailable("CreateMeshData"); }
+Mesh::IMeshData* CFactory::CreateMeshData() { return new Mesh::CMeshData(); }
 
 Configuration::IMeshDataCfg* CFactory::CreateMeshDataCfg() { return new Configuration::CMeshDataCfg(); }
 

@@ -15,6 +15,7 @@
 
 #include <tervik/rom/common.hpp>
 #include <tervik/rom/configuration.hpp>
+#include <tervik/rom/mesh.hpp>
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/rom.h>
 #include <tervik/rom/snapshot.hpp>
@@ -59,6 +60,14 @@ TERVIK_ROM_INTERFACE(Configuration, IComponentCfg);
 TERVIK_ROM_INTERFACE(Configuration, IFieldCfg);
 TERVIK_ROM_INTERFACE(Configuration, IRomSetupCfg);
 TERVIK_ROM_INTERFACE(Configuration, ISnapshotCfg);
+TERVIK_ROM_INTERFACE(Mesh, INodeData);
+TERVIK_ROM_INTERFACE(Mesh, IStdElementData);
+TERVIK_ROM_INTERFACE(Mesh, IPolygonData);
+TERVIK_ROM_INTERFACE(Mesh, IPolyhedronData);
+TERVIK_ROM_INTERFACE(Mesh, IUserElementData);
+TERVIK_ROM_INTERFACE(Mesh, IElementData);
+TERVIK_ROM_INTERFACE(Mesh, ISupportData);
+TERVIK_ROM_INTERFACE(Mesh, IMeshData);
 TERVIK_ROM_INTERFACE(Snapshot, IPoint);
 TERVIK_ROM_INTERFACE(Snapshot, IUserPoint);
 TERVIK_ROM_INTERFACE(Snapshot, ISnapshotCache);

@@ -33,6 +33,9 @@ TERVIK_ROM_API const char* RomGetExceptionDescription(RomExceptionHandle excepti
 TERVIK_ROM_API void RomReleaseException(RomExceptionHandle exception);
 
 /* Factory */
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateMeshData(RomObject** out);
+/* A mesh data initialised from the mesh data configuration file. */
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateAndInitMeshData(RomObject** out, const char* configurationFile);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateProject(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSetupCfg(RomObject** out);
@@ -173,6 +176,88 @@ TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentCfgs(RomObject* snap
 TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetSupportCfgs(RomObject* snapshot, RomObject** supports);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentsOfSupport(RomObject* snapshot, RomObject* support,
                                                                        RomObject** components);
+
+/*
+ * Mesh tables. Copy writes count values from data into the table at offset (0 and 0
+ * copy the whole table); Get writes a pointer to the live table; Set borrows the
+ * caller's array, which must hold the configured size and outlive the table.
+ */
+/* Node data */
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCopyCoordinateTable(RomObject* nodeData, const double* data,
+                                                                 uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataCopyIds(RomObject* nodeData, const int32_t* data, uint32_t offset,
+                                                     uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataGetCoordinateTable(RomObject* nodeData, double** table);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataGetIds(RomObject* nodeData, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataSetCoordinateTable(RomObject* nodeData, double* data);
+TERVIK_ROM_API RomExceptionHandle RomNodeDataSetIds(RomObject* nodeData, int32_t* data);
+
+/* Standard element data */
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyConnectivityTable(RomObject* elements, const int32_t* data,
+                                                                         uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyIds(RomObject* elements, const int32_t* data, uint32_t offset,
+                                                           uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyTypes(RomObject* elements, const int32_t* data,
+                                                             uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataGetConnectivityTable(RomObject* elements, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataGetIds(RomObject* elements, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataGetTypes(RomObject* elements, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataSetConnectivityTable(RomObject* elements, int32_t* data);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataSetIds(RomObject* elements, int32_t* data);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataSetTypes(RomObject* elements, int32_t* data);
+
+/* Polygon and polyhedron data */
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataCopyConnectivityTable(RomObject* polygons, const int32_t* data,
+                                                                      uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataCopyIds(RomObject* polygons, const int32_t* data, uint32_t offset,
+                                                        uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataGetConnectivityTable(RomObject* polygons, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataGetIds(RomObject* polygons, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataSetConnectivityTable(RomObject* polygons, int32_t* data);
+TERVIK_ROM_API RomExceptionHandle RomPolygonDataSetIds(RomObject* polygons, int32_t* data);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCopyConnectivityTable(RomObject* polyhedrons, const int32_t* data,
+                                                                         uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCopyIds(RomObject* polyhedrons, const int32_t* data,
+                                                           uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataGetConnectivityTable(RomObject* polyhedrons, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataGetIds(RomObject* polyhedrons, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataSetConnectivityTable(RomObject* polyhedrons, int32_t* data);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataSetIds(RomObject* polyhedrons, int32_t* data);
+
+/* User element data and element data */
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetPolygonData(RomObject* userElements, RomObject** polygons);
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetMutablePolygonData(RomObject* userElements,
+                                                                          RomObject** polygons);
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetPolyhedronData(RomObject* userElements,
+                                                                      RomObject** polyhedrons);
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetMutablePolyhedronData(RomObject* userElements,
+                                                                             RomObject** polyhedrons);
+TERVIK_ROM_API RomExceptionHandle RomElementDataGetStdElementData(RomObject* elementData, RomObject** elements);
+TERVIK_ROM_API RomExceptionHandle RomElementDataGetMutableStdElementData(RomObject* elementData,
+                                                                         RomObject** elements);
+TERVIK_ROM_API RomExceptionHandle RomElementDataGetUserElementData(RomObject* elementData,
+                                                                   RomObject** userElements);
+TERVIK_ROM_API RomExceptionHandle RomElementDataGetMutableUserElementData(RomObject* elementData,
+                                                                          RomObject** userElements);
+
+/* Support data */
+TERVIK_ROM_API RomExceptionHandle RomSupportDataCopyEntities(RomObject* support, const int32_t* data,
+                                                             uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomSupportDataGetEntities(RomObject* support, int32_t** table);
+TERVIK_ROM_API RomExceptionHandle RomSupportDataSetEntities(RomObject* support, int32_t* data);
+
+/* Mesh data */
+TERVIK_ROM_API RomExceptionHandle RomMeshDataInitialize(RomObject* meshData, RomObject* configuration);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetConfiguration(RomObject* meshData, RomObject** configuration);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetElementData(RomObject* meshData, RomObject** elementData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetMutableElementData(RomObject* meshData, RomObject** elementData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetNodeData(RomObject* meshData, RomObject** nodeData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetMutableNodeData(RomObject* meshData, RomObject** nodeData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetSupportDatas(RomObject* meshData, RomObject** supportDatas);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetSupportData(RomObject* meshData, const char* solverId,
+                                                            RomObject** support);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataGetMutableSupportData(RomObject* meshData, const char* solverId,
+                                                                   RomObject** support);
 
 /* Points */
 TERVIK_ROM_API RomExceptionHandle RomPointClear(RomObject* point);

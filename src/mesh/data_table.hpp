@@ -1,0 +1,104 @@
+// The flat tables of the mesh objects, owned or borrowed from the caller.
+#ifndef TERVIK_ROM_SRC_MESH_DATA_TABLE_HPP
+#define TERVIK_ROM_SRC_MESH_DATA_TABLE_HPP
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <tervik/rom/common.hpp>
+
+namespace Tervik::Rom::Mesh {
+
+// A table's record: its element count, its first element, and whether the library
+// allocated it (a borrowed array is never freed).
+template <class T>
+struct DataTable {
+    std::uint32_t count = 0;
+    T* data = nullptr;
+    bool owned = false;
+
+    DataTable(std::uint32_t size, T* borrowed)
+        : count(size), data(borrowed != nullptr ? borrowed : new T[size]()), owned(borrowed == nullptr) {}
+    DataTable(const DataTable&) = delete;
+    DataTable& operator=(const DataTable&) = delete;
+    ~DataTable() {
+        if (owned) delete[] data;
+    }
+
+    T& At(std::uint32_t index) const {
+        if (index >= count) throw Common::RomException("Index out of range.");
+        return data[index];
+    }
+};
+
+// What a table is called in its owner's messages.
+struct TableNames {
+    const char* owner;     // the owning class, "CNodeData"
+    const char* table;     // as copied and set, "coordinates"
+    const char* accessed;  // as accessed, "coordinates table" or "table of ids"
+    const char* absent;    // "this table" or "data for this table"
+};
+
+// One table of a data object: absent until copied into, set, or filled.
+template <class T>
+class CTable {
+public:
+    explicit CTable(const TableNames& names) : names_(names) {}
+
+    bool IsPresent() const { return table_ != nullptr; }
+    const DataTable<T>* Record() const { return table_.get(); }
+    void Release() { table_.reset(); }
+
+    // Writes count values from data at offset; offset 0 and count 0 copy the whole table.
+    // An absent table is first allocated with size zeros.
+    void Copy(const T* data, std::uint32_t offset, std::uint32_t count, std::uint32_t size) {
+        if (data == nullptr) Throw("copy", names_.table, " table but provided data are not valid !");
+        if (table_ == nullptr) table_ = std::make_unique<DataTable<T>>(size, nullptr);
+        if (offset == 0 && count == 0) count = table_->count;
+        // In 64 bits, so that a range wrapping around 32 bits is refused too.
+        if (std::uint64_t{offset} + count > table_->count)
+            throw Common::RomException("The array is too long to be copied into this one.");
+        if (count != 0) std::memmove(table_->data + offset, data, std::size_t{count} * sizeof(T));
+    }
+
+    // The live storage; never allocates.
+    T* Get() const {
+        if (table_ == nullptr) Throw("access", names_.accessed, std::string(" but ") + names_.absent + " is not available yet!");
+        return table_->data;
+    }
+
+    // Borrows data as the whole table of size elements.
+    void Set(T* data, std::uint32_t size) {
+        if (data == nullptr) Throw("set", names_.table, " table but provided data are not valid !");
+        table_ = std::make_unique<DataTable<T>>(size, data);
+    }
+
+    // The first element for a writer that fills the table; allocates an absent table.
+    T* Fill(std::uint32_t size) {
+        if (table_ == nullptr) table_ = std::make_unique<DataTable<T>>(size, nullptr);
+        return &table_->At(0);
+    }
+
+    // Both absent, or the same count and equal entries.
+    bool Equals(const CTable& other) const {
+        if (table_ == nullptr || other.table_ == nullptr) return table_ == other.table_;
+        if (table_->count != other.table_->count) return false;
+        for (std::uint32_t i = 0; i < table_->count; ++i)
+            if (!(table_->data[i] == other.table_->data[i])) return false;
+        return true;
+    }
+
+private:
+    [[noreturn]] void Throw(const char* verb, const char* what, const std::string& tail) const {
+        throw Common::RomException(std::string("In ") + names_.owner + ", trying to " + verb + " " + what + tail);
+    }
+
+    const TableNames& names_;
+    std::unique_ptr<DataTable<T>> table_;
+};
+
+}  // namespace Tervik::Rom::Mesh
+
+#endif
