@@ -26,6 +26,10 @@ RomExceptionHandle MakeException(const char* text) noexcept {
     return record;
 }
 
+void ThrowWrongHandle(const char* interfaceName) {
+    throw Common::RomException(std::string("Invalid object handle: expected ") + interfaceName + ".");
+}
+
 std::string Str(const char* text) {
     if (text == nullptr) throw Common::RomException("Invalid string argument: null.");
     return text;

@@ -8,7 +8,9 @@
 #ifndef TERVIK_ROM_SRC_API_FRAME_HPP
 #define TERVIK_ROM_SRC_API_FRAME_HPP
 
+#include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <type_traits>
@@ -75,14 +77,36 @@ TERVIK_ROM_INTERFACE(Snapshot, ISnapshotCacheEntry);
 TERVIK_ROM_INTERFACE(Project, IProject);
 #undef TERVIK_ROM_INTERFACE
 
+[[noreturn]] void ThrowWrongHandle(const char* interfaceName);
+
 // The handle's object as interface I; a null handle or one of another kind throws.
+//
+// The checked cast is done once per class of object: where the I sub-object lies
+// relative to the handle depends only on the object's class, which the handle's
+// virtual table pointer identifies. The last class seen for each interface is
+// remembered with that offset in one atomic word (table pointer in the low 48 bits,
+// offset in the high 16), so a call on the same kind of object as the previous one
+// costs a load and a compare, from any thread.
 template <class I>
 I& As(RomObject* handle) {
     static_assert(kInterfaceName<I> != nullptr, "name the interface in frame.hpp");
+    static std::atomic<std::uint64_t> lastClass{0};
+    constexpr std::uint64_t kTableBits = (std::uint64_t{1} << 48) - 1;
+    constexpr std::int64_t kOffsetBias = 1 << 15;
+
     if (handle == nullptr) throw Common::RomException("Invalid object handle: null.");
+    std::uint64_t table = 0;
+    std::memcpy(&table, static_cast<const void*>(handle), sizeof table);
+    const std::uint64_t known = lastClass.load(std::memory_order_relaxed);
+    if (known != 0 && (known & kTableBits) == table) {
+        const std::int64_t offset = static_cast<std::int64_t>(known >> 48) - kOffsetBias;
+        return *reinterpret_cast<I*>(reinterpret_cast<char*>(handle) + offset);
+    }
     I* object = dynamic_cast<I*>(handle);
-    if (object == nullptr)
-        throw Common::RomException(std::string("Invalid object handle: expected ") + kInterfaceName<I> + ".");
+    if (object == nullptr) ThrowWrongHandle(kInterfaceName<I>);
+    const std::int64_t offset = reinterpret_cast<char*>(object) - reinterpret_cast<char*>(handle);
+    if ((table & ~kTableBits) == 0 && offset > -kOffsetBias && offset < kOffsetBias)
+        lastClass.store(table | (static_cast<std::uint64_t>(offset + kOffsetBias) << 48), std::memory_order_relaxed);
     return *object;
 }
 
