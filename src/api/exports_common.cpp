@@ -16,6 +16,7 @@ using Api::Frame::Str;
 
 extern "C" {
 
+RomExceptionHandle RomFactoryCreateAndInitMesh(RomObject** out, const char* configurationFile) { return Run(out, ROM_CALL(GetFactory().CreateAndInitMesh(Str(configurationFile)))); }
 RomExceptionHandle RomFactoryCreateMeshData(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshData())); }
 RomExceptionHandle RomFactoryCreateAndInitMeshData(RomObject** out, const char* configurationFile) { return Run(out, ROM_CALL(GetFactory().CreateAndInitMeshData(Str(configurationFile)))); }
 RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshDataCfg())); }

@@ -1,4 +1,4 @@
-// Exports of the mesh tables: node, standard element, polygon, polyhedron and support
+// Exports of the mesh builder with its accessors, and of the mesh tables: node, standard element, polygon, polyhedron and support
 // data, element data and mesh data.
 #include <tervik/rom/mesh.hpp>
 
@@ -56,6 +56,38 @@ RomExceptionHandle RomElementDataGetStdElementData(RomObject* elementData, RomOb
 RomExceptionHandle RomElementDataGetMutableStdElementData(RomObject* elementData, RomObject** elements) { return Run(elements, ROM_CALL(As<IElementData>(elementData).GetMutableStdElementData())); }
 RomExceptionHandle RomElementDataGetUserElementData(RomObject* elementData, RomObject** userElements) { return Run(userElements, ROM_CALL(As<IElementData>(elementData).GetUserElementData())); }
 RomExceptionHandle RomElementDataGetMutableUserElementData(RomObject* elementData, RomObject** userElements) { return Run(userElements, ROM_CALL(As<IElementData>(elementData).GetMutableUserElementData())); }
+
+RomExceptionHandle RomMeshAddNode(RomObject* mesh, RomObject** node) { return Run(node, ROM_CALL(As<IMesh>(mesh).AddNode())); }
+RomExceptionHandle RomMeshAddPoint0(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddPoint0())); }
+RomExceptionHandle RomMeshAddLine2(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddLine2())); }
+RomExceptionHandle RomMeshAddLine3(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddLine3())); }
+RomExceptionHandle RomMeshAddBeam3(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddBeam3())); }
+RomExceptionHandle RomMeshAddBeam4(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddBeam4())); }
+RomExceptionHandle RomMeshAddTri3(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTri3())); }
+RomExceptionHandle RomMeshAddTri6(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTri6())); }
+RomExceptionHandle RomMeshAddQuad4(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddQuad4())); }
+RomExceptionHandle RomMeshAddQuad8(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddQuad8())); }
+RomExceptionHandle RomMeshAddTet4(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTet4())); }
+RomExceptionHandle RomMeshAddTet10(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTet10())); }
+RomExceptionHandle RomMeshAddHex8(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddHex8())); }
+RomExceptionHandle RomMeshAddHex20(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddHex20())); }
+RomExceptionHandle RomMeshAddWedge6(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddWedge6())); }
+RomExceptionHandle RomMeshAddWedge15(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddWedge15())); }
+RomExceptionHandle RomMeshAddPyramid5(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddPyramid5())); }
+RomExceptionHandle RomMeshAddPyramid13(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddPyramid13())); }
+RomExceptionHandle RomMeshAddPolygon(RomObject* mesh, RomObject** polygon) { return Run(polygon, ROM_CALL(As<IMesh>(mesh).AddPolygon())); }
+RomExceptionHandle RomMeshAddPolyhedron(RomObject* mesh, RomObject** polyhedron) { return Run(polyhedron, ROM_CALL(As<IMesh>(mesh).AddPolyhedron())); }
+RomExceptionHandle RomMeshAddSupport(RomObject* mesh, const char* solverId, RomObject** support) { return Run(support, ROM_CALL(As<IMesh>(mesh).AddSupport(Str(solverId)))); }
+
+RomExceptionHandle RomSupportEntitySetId(RomObject* entity, uint32_t id) { return Run(ROM_CALL(As<ISupportEntity>(entity).SetId(id))); }
+RomExceptionHandle RomNodeSetCoordinate(RomObject* node, uint32_t dimensionIndex, double value) { return Run(ROM_CALL(As<INode>(node).SetCoordinate(static_cast<int32_t>(dimensionIndex), value))); }
+RomExceptionHandle RomStdElementSetConnectivity(RomObject* element, uint32_t nodeIndex, uint32_t node) { return Run(ROM_CALL(As<IStdElement>(element).SetConnectivity(static_cast<int32_t>(nodeIndex), node))); }
+RomExceptionHandle RomPolygonSetNodeCount(RomObject* polygon, uint32_t count) { return Run(ROM_CALL(As<IPolygon>(polygon).SetNodeCount(count))); }
+RomExceptionHandle RomPolygonSetConnectivity(RomObject* polygon, uint32_t nodeIndex, uint32_t node) { return Run(ROM_CALL(As<IPolygon>(polygon).SetConnectivity(static_cast<int32_t>(nodeIndex), node))); }
+RomExceptionHandle RomPolyhedronSetFaceCount(RomObject* polyhedron, uint32_t count) { return Run(ROM_CALL(As<IPolyhedron>(polyhedron).SetFaceCount(static_cast<int32_t>(count)))); }
+RomExceptionHandle RomPolyhedronSetNodeCount(RomObject* polyhedron, uint32_t faceIndex, uint32_t count) { return Run(ROM_CALL(As<IPolyhedron>(polyhedron).SetNodeCount(static_cast<int32_t>(faceIndex), count))); }
+RomExceptionHandle RomPolyhedronSetConnectivity(RomObject* polyhedron, uint32_t faceIndex, uint32_t nodeIndex, uint32_t node) { return Run(ROM_CALL(As<IPolyhedron>(polyhedron).SetConnectivity(faceIndex, static_cast<int32_t>(nodeIndex), node))); }
+RomExceptionHandle RomSupportSetEntityId(RomObject* support, uint32_t entityIndex, uint32_t id) { return Run(ROM_CALL(As<ISupport>(support).SetEntityId(entityIndex, id))); }
 
 RomExceptionHandle RomMeshDataInitialize(RomObject* meshData, RomObject* configuration) { return Run(ROM_CALL(As<IMeshData>(meshData).Initialize(As<IMeshDataCfg>(configuration)))); }
 RomExceptionHandle RomMeshDataGetConfiguration(RomObject* meshData, RomObject** configuration) { return Run(configuration, ROM_CALL(As<IMeshData>(meshData).GetConfiguration())); }

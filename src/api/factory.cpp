@@ -7,7 +7,7 @@
 #include "common/file_extensions.hpp"
 #include "configuration/setup_cfg.hpp"
 #include "configuration/snapshot_cfg.hpp"
-#include "mesh/mesh_data.hpp"
+#include "mesh/mesh.hpp"
 #include "project/project.hpp"
 #include "snapshot/point.hpp"
 #include "snapshot/snapshot_cache.hpp"
@@ -24,16 +24,28 @@ namespace {
 
 Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { return new Configuration::CRomSetupCfg(); }
 
-Mesh::IMesh* CFactory::CreateAndInitMesh(const std::string&) { NotAvailable("CreateAndInitMesh"); }
+namespace {
+
+// A new object of class C initialised from the configuration (class Cfg) in a file.
+template <class C, class Cfg>
+C* CreateAndInit(const std::string& configurationFile) {
+    auto object = std::make_unique<C>();
+    {
+        Cfg configuration;
+        configuration.Resume(configurationFile);
+        object->Initialize(configuration);
+    }
+    return object.release();
+}
+
+}  // namespace
+
+Mesh::IMesh* CFactory::CreateAndInitMesh(const std::string& configurationFile) {
+    return CreateAndInit<Mesh::CMesh, Configuration::CMeshDataCfg>(configurationFile);
+}
 
 Mesh::IMeshData* CFactory::CreateAndInitMeshData(const std::string& configurationFile) {
-    auto meshData = std::make_unique<Mesh::CMeshData>();
-    {
-        Configuration::CMeshDataCfg configuration;
-        configuration.Resume(configurationFile);
-        meshData->Initialize(configuration);
-    }
-    return meshData.release();
+    return CreateAndInit<Mesh::CMeshData, Configuration::CMeshDataCfg>(configurationFile);
 }
 
 Mesh::IMeshData* CFactory::CreateMeshData() { return new Mesh::CMeshData(); }

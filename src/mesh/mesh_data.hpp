@@ -209,9 +209,11 @@ public:
 
     bool Equals(const Common::IRomObject& other) const override;
 
-protected:
+    // The parts, with the getters' checks.
     First& FirstPart() const { return Part(first_.get(), Parts::kTexts.noFirst); }
     Second& SecondPart() const { return Part(second_.get(), Parts::kTexts.noSecond); }
+    bool HasFirst() const { return first_ != nullptr; }
+    bool HasSecond() const { return second_ != nullptr; }
 
 private:
     template <class P>

@@ -33,6 +33,8 @@ TERVIK_ROM_API const char* RomGetExceptionDescription(RomExceptionHandle excepti
 TERVIK_ROM_API void RomReleaseException(RomExceptionHandle exception);
 
 /* Factory */
+/* A mesh builder initialised from the mesh data configuration file. */
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateAndInitMesh(RomObject** out, const char* configurationFile);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateMeshData(RomObject** out);
 /* A mesh data initialised from the mesh data configuration file. */
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateAndInitMeshData(RomObject** out, const char* configurationFile);
@@ -176,6 +178,43 @@ TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentCfgs(RomObject* snap
 TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetSupportCfgs(RomObject* snapshot, RomObject** supports);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentsOfSupport(RomObject* snapshot, RomObject* support,
                                                                        RomObject** components);
+
+/*
+ * Mesh builder. Each Add writes the accessor of the item just added to its out-argument;
+ * every Add of one kind hands out the same accessor, re-pointed at the newest item.
+ */
+TERVIK_ROM_API RomExceptionHandle RomMeshAddNode(RomObject* mesh, RomObject** node);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddPoint0(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddLine2(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddLine3(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddBeam3(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddBeam4(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddTri3(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddTri6(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddQuad4(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddQuad8(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddTet4(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddTet10(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddHex8(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddHex20(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddWedge6(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddWedge15(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddPyramid5(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddPyramid13(RomObject* mesh, RomObject** element);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddPolygon(RomObject* mesh, RomObject** polygon);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddPolyhedron(RomObject* mesh, RomObject** polyhedron);
+TERVIK_ROM_API RomExceptionHandle RomMeshAddSupport(RomObject* mesh, const char* solverId, RomObject** support);
+/* Accessors; indices are read as signed 32-bit values where the builder compares them so. */
+TERVIK_ROM_API RomExceptionHandle RomSupportEntitySetId(RomObject* entity, uint32_t id);
+TERVIK_ROM_API RomExceptionHandle RomNodeSetCoordinate(RomObject* node, uint32_t dimensionIndex, double value);
+TERVIK_ROM_API RomExceptionHandle RomStdElementSetConnectivity(RomObject* element, uint32_t nodeIndex, uint32_t node);
+TERVIK_ROM_API RomExceptionHandle RomPolygonSetNodeCount(RomObject* polygon, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolygonSetConnectivity(RomObject* polygon, uint32_t nodeIndex, uint32_t node);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronSetFaceCount(RomObject* polyhedron, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronSetNodeCount(RomObject* polyhedron, uint32_t faceIndex, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronSetConnectivity(RomObject* polyhedron, uint32_t faceIndex,
+                                                               uint32_t nodeIndex, uint32_t node);
+TERVIK_ROM_API RomExceptionHandle RomSupportSetEntityId(RomObject* support, uint32_t entityIndex, uint32_t id);
 
 /*
  * Mesh tables. Copy writes count values from data into the table at offset (0 and 0
