@@ -2,16 +2,16 @@
 #include <string>
 
 #include "common/persistence.hpp"
+#include "mesh/serialization/mesh_factories.hpp"
 #include "project/project.hpp"
 
 namespace Tervik::Rom::Common {
 
 const ISerializationFactory& FindSerializationFactory(const std::string& uuid) {
-    static const ISerializationFactory* const factories[] = {
-        &Project::ProjectSerializationFactory(),
-    };
-    for (const ISerializationFactory* factory : factories)
-        if (uuid == factory->GetUuid()) return *factory;
+    if (uuid == Project::ProjectSerializationFactory().GetUuid()) return Project::ProjectSerializationFactory();
+    const ISerializationFactory* const* mesh = Mesh::MeshSerializationFactories();
+    for (std::size_t i = 0; i < Mesh::kMeshFactoryCount; ++i)
+        if (uuid == mesh[i]->GetUuid()) return *mesh[i];
     throw RomException("Internal error: The SerializationFactory for the type " + uuid + " is missing.");
 }
 

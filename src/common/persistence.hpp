@@ -61,15 +61,17 @@ template <class T>
 class CSerializationFactory : public CPersistableSerializationFactory {
 public:
     void SerializeContent(ISerializationFile& file, const ISerializable& object) const final {
-        Write(*file.GetStreamAdapter(), Cast<const T>(object));
+        Write(file, Cast<const T>(object));
     }
     void DeserializeContent(ISerializationFile& file, ISerializable& object, std::int32_t version) const final {
-        Read(*file.GetStreamAdapter(), Cast<T>(object), version);
+        Read(file, Cast<T>(object), version);
     }
 
 protected:
-    virtual void Write(IStreamAdapter& stream, const T& object) const = 0;
-    virtual void Read(IStreamAdapter& stream, T& object, std::int32_t version) const = 0;
+    // The file's stream adapter writes and reads the primitives; nested objects go
+    // through WriteObject and ReadObject with the file itself.
+    virtual void Write(ISerializationFile& file, const T& object) const = 0;
+    virtual void Read(ISerializationFile& file, T& object, std::int32_t version) const = 0;
 
 private:
     template <class U, class S>

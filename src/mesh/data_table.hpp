@@ -81,6 +81,13 @@ public:
         return &table_->At(0);
     }
 
+    // The table for a reader that restores it: kept when it has size elements (borrowed
+    // or not), otherwise allocated anew.
+    T* Resize(std::uint32_t size) {
+        if (table_ == nullptr || table_->count != size) table_ = std::make_unique<DataTable<T>>(size, nullptr);
+        return table_->data;
+    }
+
     // Both absent, or the same count and equal entries.
     bool Equals(const CTable& other) const {
         if (table_ == nullptr || other.table_ == nullptr) return table_ == other.table_;

@@ -47,6 +47,8 @@ public:
         configuration_ = std::make_unique<CfgCopy>(configuration);
     }
     bool IsInitialized() const override { return configuration_ != nullptr; }
+    // The held copy, or null.
+    const CfgCopy* Held() const { return configuration_.get(); }
 
 protected:
     const CfgCopy& Cfg_() const {
@@ -87,7 +89,9 @@ public:
     double* FillCoordinates() { return coordinates_.Fill(CoordinateCount()); }
     std::int32_t* FillIds() { return ids_.Fill(Cfg_().GetCount()); }
     const CTable<double>& Coordinates() const { return coordinates_; }
+    CTable<double>& Coordinates() { return coordinates_; }
     const CTable<std::int32_t>& Ids() const { return ids_; }
+    CTable<std::int32_t>& Ids() { return ids_; }
 
     bool Equals(const IRomObject& other) const override;
 
@@ -126,8 +130,11 @@ public:
     std::int32_t* FillIds() { return ids_.Fill(Cfg_().GetCount()); }
     std::int32_t* FillTypes() { return types_.Fill(Cfg_().GetCount()); }
     const CTable<std::int32_t>& Connectivity() const { return connectivity_; }
+    CTable<std::int32_t>& Connectivity() { return connectivity_; }
     const CTable<std::int32_t>& Ids() const { return ids_; }
+    CTable<std::int32_t>& Ids() { return ids_; }
     const CTable<std::int32_t>& Types() const { return types_; }
+    CTable<std::int32_t>& Types() { return types_; }
 
     bool Equals(const IRomObject& other) const override;
 
@@ -162,7 +169,9 @@ public:
     std::int32_t* FillConnectivity() { return connectivity_.Fill(this->Cfg_().GetConnectivityTableSize()); }
     std::int32_t* FillIds() { return ids_.Fill(this->Cfg_().GetCount()); }
     const CTable<std::int32_t>& Connectivity() const { return connectivity_; }
+    CTable<std::int32_t>& Connectivity() { return connectivity_; }
     const CTable<std::int32_t>& Ids() const { return ids_; }
+    CTable<std::int32_t>& Ids() { return ids_; }
 
     bool Equals(const Common::IRomObject& other) const override {
         const auto* that = dynamic_cast<const CUserTableData*>(&other);
@@ -213,6 +222,7 @@ public:
     First& FirstPart() const { return Part(first_.get(), Parts::kTexts.noFirst); }
     Second& SecondPart() const { return Part(second_.get(), Parts::kTexts.noSecond); }
     bool HasFirst() const { return first_ != nullptr; }
+    const typename Parts::CfgCopy* Held() const { return configuration_.get(); }
     bool HasSecond() const { return second_ != nullptr; }
 
 private:
@@ -286,6 +296,7 @@ public:
 
     std::int32_t* FillEntities() { return entities_.Fill(Cfg_().GetEntityCount()); }
     const CTable<std::int32_t>& Entities() const { return entities_; }
+    CTable<std::int32_t>& Entities() { return entities_; }
 
     bool Equals(const IRomObject& other) const override;
 
@@ -306,6 +317,7 @@ public:
     void Initialize(const Cfg& configuration) override;
     bool IsInitialized() const override;
     const char* GetSerializationUuid() const override { return kSupportDatasUuid; }
+    const Configuration::CSupportCfgs* Held() const { return configuration_.get(); }
 
 private:
     std::unique_ptr<Configuration::CSupportCfgs> configuration_;
@@ -328,9 +340,13 @@ public:
     const std::string& GetFileExtension() const override;
     bool Equals(const IRomObject& other) const override;
 
+    const Configuration::CMeshDataCfg* Held() const { return configuration_.get(); }
     CElementData& ElementData() { return elementData_; }
+    const CElementData& ElementData() const { return elementData_; }
     CNodeData& NodeData() { return nodeData_; }
+    const CNodeData& NodeData() const { return nodeData_; }
     CSupportDatas& SupportDatas() { return supportDatas_; }
+    const CSupportDatas& SupportDatas() const { return supportDatas_; }
     // The first support data with this solver id.
     CSupportData& FindSupportData(const std::string& solverId) const;
 

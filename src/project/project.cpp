@@ -12,16 +12,16 @@ public:
     const char* GetUuid() const override { return "FB0C4231-34CF-4942-8D1A-1D93C99E02D7"; }
 
 protected:
-    void Write(Common::IStreamAdapter& stream, const CProject& project) const override {
-        stream.Write(project.GetInternalId());
+    void Write(Common::ISerializationFile& file, const CProject& project) const override {
+        file.GetStreamAdapter()->Write(project.GetInternalId());
     }
-    void Read(Common::IStreamAdapter& stream, CProject& project, std::int32_t version) const override {
+    void Read(Common::ISerializationFile& file, CProject& project, std::int32_t version) const override {
         if (version != GetVersion())
             throw Common::RomException("The project has been saved using the unsupported version " +
                                        std::to_string(version) + ". (Current supported version: " +
                                        std::to_string(GetVersion()) + ")");
         std::string id;
-        stream.Read(id);
+        file.GetStreamAdapter()->Read(id);
         project.SetInternalId(id);
     }
 };
