@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
@@ -29,8 +30,9 @@ struct WritesInternalId<C, std::void_t<decltype(C::kWritesInternalId)>> : std::b
 
 // Members in insertion order, each with a unique non-empty internal id. An owning
 // container deletes its members; a referencing one lists members owned elsewhere.
-// Ids and identities are indexed, so Add and IndexOf take constant expected time;
-// a member's internal id must not change while it is in a container.
+// Beyond a few members, ids and identities are indexed, so Add and IndexOf take
+// constant expected time; a member's internal id must not change while it is in a
+// container.
 template <class C, class I>
 class CContainer : public IContainer<I>, public CIdentifiable {
 public:
@@ -43,8 +45,13 @@ public:
 
     // Compares addresses only: a handle that is no longer a member is never touched.
     std::uint32_t IndexOf(const IRomObject* object) const override {
-        const auto found = positions_.find(object);
-        return found == positions_.end() ? IContainerBase::kNotFound : found->second;
+        if (index_ == nullptr) {
+            for (std::uint32_t i = 0; i < members_.size(); ++i)
+                if (static_cast<const IRomObject*>(members_[i]) == object) return i;
+            return IContainerBase::kNotFound;
+        }
+        const auto found = index_->positions.find(object);
+        return found == index_->positions.end() ? IContainerBase::kNotFound : found->second;
     }
 
     std::uint32_t GetCount() const override { return static_cast<std::uint32_t>(members_.size()); }
@@ -73,49 +80,80 @@ public:
     // Appends a member owned elsewhere (referencing containers only).
     void AddReference(C& member) { Insert(&member); }
 
+    // Makes room for count members in all.
+    void Reserve(std::size_t count) {
+        members_.reserve(count);
+        if (count > kLinearLimit) BuildIndex(count);
+    }
+
     void Clear() {
         if (ownership_ == Ownership::Owning) {
             for (C* member : members_) delete member;
         }
         members_.clear();
-        ids_.clear();
-        positions_.clear();
+        index_.reset();
     }
 
     const std::vector<C*>& Members() const { return members_; }
 
     // The member with this internal id, or null.
     C* FindById(const std::string& id) const {
-        const auto found = ids_.find(id);
-        return found == ids_.end() ? nullptr : members_[found->second];
+        if (index_ == nullptr) {
+            for (C* member : members_)
+                if (member->GetInternalId() == id) return member;
+            return nullptr;
+        }
+        const auto found = index_->ids.find(id);
+        return found == index_->ids.end() ? nullptr : members_[found->second];
     }
 
 private:
+    // Up to this many members, look-ups scan the list.
+    static constexpr std::size_t kLinearLimit = 16;
+
+    struct Index {
+        std::unordered_map<std::string_view, std::uint32_t> ids;
+        std::unordered_map<const IRomObject*, std::uint32_t> positions;
+    };
+
     C* At(std::uint32_t index) const {
         if (index >= members_.size()) throw std::out_of_range("invalid vector<T> subscript");
         return members_[index];
     }
 
+    void BuildIndex(std::size_t capacity) {
+        if (index_ == nullptr) {
+            index_ = std::make_unique<Index>();
+            for (std::uint32_t i = 0; i < members_.size(); ++i) Remember(members_[i], i);
+        }
+        index_->ids.reserve(capacity);
+        index_->positions.reserve(capacity);
+    }
+
+    void Remember(C* member, std::uint32_t position) {
+        index_->ids.emplace(member->GetInternalId(), position);
+        index_->positions.emplace(static_cast<const IRomObject*>(member), position);
+    }
+
     void Insert(C* member) {
         const std::string& id = member->GetInternalId();
         if (id.empty()) throw RomException("Object that is requested to be added has empty id !");
-        if (ids_.count(id) != 0) throw RomException("Object with id " + id + " already exists in container !");
+        if (FindById(id) != nullptr) throw RomException("Object with id " + id + " already exists in container !");
         const auto position = static_cast<std::uint32_t>(members_.size());
         members_.push_back(member);
         try {
-            ids_.emplace(id, position);
-            positions_.emplace(static_cast<const IRomObject*>(member), position);
+            if (index_ == nullptr && members_.size() > kLinearLimit) BuildIndex(members_.size());
+            if (index_ != nullptr && index_->positions.size() < members_.size()) Remember(member, position);
         } catch (...) {
             members_.pop_back();
-            ids_.erase(id);
+            index_.reset();
             throw;
         }
     }
 
     Ownership ownership_;
     std::vector<C*> members_;
-    std::unordered_map<std::string, std::uint32_t> ids_;
-    std::unordered_map<const IRomObject*, std::uint32_t> positions_;
+    std::unique_ptr<Index> index_;
 };
 
 // A container that is written as a JSON array and read back from one.

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -17,9 +18,11 @@ namespace Tervik::Rom::Common {
 // A new random version-4 UUID in lowercase 8-4-4-4-12 form. Safe from any thread.
 std::string NewUuid();
 
+// The id is drawn when first asked for, so objects whose id is read from a file or
+// never used cost no random draw.
 class CIdentifiable : public virtual IIdentifiable {
 public:
-    CIdentifiable();
+    CIdentifiable() = default;
 
     const std::string& GetInternalId() const override;
     void SetInternalId(const std::string& id) override;
@@ -30,7 +33,8 @@ protected:
     void InternalIdFromJson(const Json::Value& value);
 
 private:
-    std::string id_;
+    mutable std::string id_;
+    bool idSet_ = false;  // set explicitly, possibly to the empty text
 };
 
 class CIdentifiableBySolver : public virtual IIdentifiableBySolver {
@@ -76,7 +80,8 @@ public:
     }
 
 private:
-    std::unordered_map<std::string, std::uint32_t> first_;
+    // Views of the members' ids: any change of an id discards them before they are read.
+    std::unordered_map<std::string_view, std::uint32_t> first_;
     std::uint64_t generation_ = 0;
     bool built_ = false;
 };

@@ -32,7 +32,7 @@ void JsonSerializationFile::SetFileName(const std::string& fileName) {
     fileName_ = fileName;
 }
 
-void JsonSerializationFile::Write(const std::string& key, const Json::Value& value) {
+void JsonSerializationFile::Write(const std::string& key, Json::Value value) {
     if (key.empty()) throw RomException("Provided key is empty! JsonSerializationFile cannot write...");
     if (fileName_.empty())
         throw RomException("JsonSerializationFile cannot be open for writing since no fileName has been setup !");
@@ -40,7 +40,7 @@ void JsonSerializationFile::Write(const std::string& key, const Json::Value& val
     root["version"] = kFileVersion;
     root["loomsteadVersion"][0] = kProductVersion.major;
     root["loomsteadVersion"][1] = kProductVersion.minor;
-    root[key] = value;
+    root[key].swap(value);
     const std::string text = StyledJsonText(root);
 
     CReplacingFile file(fileName_);

@@ -18,7 +18,7 @@ public:
     void Read(const std::string& key, Json::Value& value);
     // Replaces the file by a document holding value under key. The old file stays as it
     // was when anything fails.
-    void Write(const std::string& key, const Json::Value& value);
+    void Write(const std::string& key, Json::Value value);
     // The "version" of the last read or write; 0 before any.
     std::uint32_t GetVersion() const { return version_; }
     // The "loomsteadVersion" of the last read or write; 0.0 before any.

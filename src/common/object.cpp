@@ -13,16 +13,20 @@ std::string NewUuid() {
     return boost::uuids::to_string(generator());
 }
 
-CIdentifiable::CIdentifiable() : id_(NewUuid()) {}
+const std::string& CIdentifiable::GetInternalId() const {
+    if (id_.empty() && !idSet_) id_ = NewUuid();
+    return id_;
+}
 
-const std::string& CIdentifiable::GetInternalId() const { return id_; }
+void CIdentifiable::SetInternalId(const std::string& id) {
+    id_ = id;
+    idSet_ = true;
+}
 
-void CIdentifiable::SetInternalId(const std::string& id) { id_ = id; }
-
-void CIdentifiable::InternalIdToJson(Json::Value& value) const { value["internalId"] = id_; }
+void CIdentifiable::InternalIdToJson(Json::Value& value) const { value["internalId"] = GetInternalId(); }
 
 void CIdentifiable::InternalIdFromJson(const Json::Value& value) {
-    if (value.isMember("internalId")) id_ = value["internalId"].asString();
+    if (value.isMember("internalId")) SetInternalId(value["internalId"].asString());
 }
 
 const std::string& CIdentifiableBySolver::GetSolverId() const { return solverId_; }

@@ -1,6 +1,7 @@
 #include "common/persistence.hpp"
 
 #include <cstring>
+#include <utility>
 
 namespace Tervik::Rom::Common {
 
@@ -33,7 +34,7 @@ void CPersistableJson::Save(const std::string& fileName) {
     file.SetFileName(fileName);
     Json::Value value;
     ToJson(value);
-    file.Write(GetKey(), value);
+    file.Write(GetKey(), std::move(value));
 }
 
 void CPersistableJson::Resume(const std::string& fileName) {
