@@ -1,0 +1,465 @@
+// The mesh data family as a client sees it: copied and borrowed tables, the getters of
+// the mesh, element and user element data, support look-up, all through the exports.
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <tervik/rom/rom.h>
+
+#include "../support/temp_dir.hpp"
+
+namespace {
+
+const std::string kOk = "<success>";
+const std::string kNotInitialized = "CMeshData is not initialized !";
+const std::string kTooLong = "The array is too long to be copied into this one.";
+const std::string kNoNodes = "The number of nodes has not been defined in node data configuration.";
+const std::string kUnknownSupport = "In CMeshData, no support has the given solverId.\nGiven solverId is : ";
+const std::uint32_t kSupportSize = 5;
+
+std::string TextOf(RomExceptionHandle error) {
+    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
+    RomReleaseException(error);
+    return text;
+}
+
+#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
+
+struct Release {
+    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
+};
+using Owned = std::unique_ptr<RomObject, Release>;
+
+Owned Create(RomExceptionHandle (*create)(RomObject**)) {
+    RomObject* object = nullptr;
+    ROM_OK(create(&object));
+    return Owned(object);
+}
+
+using ChildFn = RomExceptionHandle (*)(RomObject*, RomObject**);
+RomObject* Child(ChildFn get, RomObject* parent) {
+    RomObject* child = nullptr;
+    ROM_OK(get(parent, &child));
+    return child;
+}
+
+std::string Id(RomObject* object) { return RomGetSolverId(object); }
+
+// The sizes of a mesh data configuration; a zero count leaves that part out.
+struct Shape {
+    std::uint32_t nodes = 4;
+    std::int32_t dimension = 3;
+    std::uint32_t elements = 2, elementConnectivity = 7;
+    std::uint32_t polygons = 2, polygonConnectivity = 9;
+    std::uint32_t polyhedrons = 2, polyhedronConnectivity = 13;
+    std::vector<std::vector<std::string>> regions{{"S1", "S2"}, {"S3"}};  // support ids per region
+};
+
+Owned NewConfiguration(const Shape& shape) {
+    Owned cfg = Create(RomFactoryCreateMeshDataCfg);
+    RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, cfg.get());
+    ROM_OK(RomNodeDataCfgSetCount(nodes, shape.nodes));
+    ROM_OK(RomNodeDataCfgSetDimension(nodes, shape.dimension));
+    RomObject* elements = Child(RomMeshDataCfgConfigureElementData, cfg.get());
+    if (shape.elements != 0) {
+        RomObject* standard = Child(RomElementDataCfgConfigureStdElementData, elements);
+        ROM_OK(RomStdElementDataCfgSetCount(standard, shape.elements));
+        ROM_OK(RomStdElementDataCfgSetConnectivityTableSize(standard, shape.elementConnectivity));
+    }
+    if (shape.polygons != 0 || shape.polyhedrons != 0) {
+        RomObject* user = Child(RomElementDataCfgConfigureUserElementData, elements);
+        if (shape.polygons != 0) {
+            RomObject* polygons = Child(RomUserElementDataCfgConfigurePolygonData, user);
+            ROM_OK(RomPolygonDataCfgSetCount(polygons, shape.polygons));
+            ROM_OK(RomPolygonDataCfgSetConnectivityTableSize(polygons, shape.polygonConnectivity));
+        }
+        if (shape.polyhedrons != 0) {
+            RomObject* polyhedrons = Child(RomUserElementDataCfgConfigurePolyhedronData, user);
+            ROM_OK(RomPolyhedronDataCfgSetCount(polyhedrons, shape.polyhedrons));
+            ROM_OK(RomPolyhedronDataCfgSetConnectivityTableSize(polyhedrons, shape.polyhedronConnectivity));
+        }
+    }
+    for (std::size_t r = 0; r < shape.regions.size(); ++r) {
+        RomObject* region = Child(RomMeshDataCfgAddRegion, cfg.get());
+        ROM_OK(RomSetSolverId(region, ("R" + std::to_string(r)).c_str()));
+        for (const std::string& id : shape.regions[r]) {
+            RomObject* support = Child(RomRegionCfgAddSupport, region);
+            ROM_OK(RomSetSolverId(support, id.c_str()));
+            ROM_OK(RomSupportCfgSetEntityCount(support, kSupportSize));
+            ROM_OK(RomSupportCfgSetEntitiesType(support, 1));
+        }
+    }
+    return cfg;
+}
+
+Owned NewMeshData(RomObject* cfg) {
+    Owned mesh = Create(RomFactoryCreateMeshData);
+    ROM_OK(RomMeshDataInitialize(mesh.get(), cfg));
+    return mesh;
+}
+
+// The objects that own the tables, reached from the mesh data.
+RomObject* NodeData(RomObject* mesh) { return Child(RomMeshDataGetMutableNodeData, mesh); }
+RomObject* Elements(RomObject* mesh) { return Child(RomMeshDataGetMutableElementData, mesh); }
+RomObject* StdElements(RomObject* mesh) { return Child(RomElementDataGetMutableStdElementData, Elements(mesh)); }
+RomObject* UserElements(RomObject* mesh) { return Child(RomElementDataGetMutableUserElementData, Elements(mesh)); }
+RomObject* Polygons(RomObject* mesh) { return Child(RomUserElementDataGetMutablePolygonData, UserElements(mesh)); }
+RomObject* Polyhedrons(RomObject* mesh) {
+    return Child(RomUserElementDataGetMutablePolyhedronData, UserElements(mesh));
+}
+RomObject* SupportS2(RomObject* mesh) {
+    RomObject* support = nullptr;
+    ROM_OK(RomMeshDataGetMutableSupportData(mesh, "S2", &support));
+    return support;
+}
+
+// ---- Tables ------------------------------------------------------------------------
+
+template <class T>
+struct Access {
+    using Value = T;
+    RomExceptionHandle (*copy)(RomObject*, const T*, std::uint32_t, std::uint32_t);
+    RomExceptionHandle (*get)(RomObject*, T**);
+    RomExceptionHandle (*set)(RomObject*, T*);
+};
+
+struct TableCase {
+    const char* name;
+    RomObject* (*owner)(RomObject* mesh);
+    std::uint32_t size;  // from the default Shape
+    std::variant<Access<double>, Access<std::int32_t>> access;
+    std::string absent, copyNull, setNull;
+};
+void PrintTo(const TableCase& c, std::ostream* out) { *out << c.name; }
+
+const TableCase kTables[] = {
+    {"node_coordinates", NodeData, 12,
+     Access<double>{RomNodeDataCopyCoordinateTable, RomNodeDataGetCoordinateTable, RomNodeDataSetCoordinateTable},
+     "In CNodeData, trying to access coordinates table but this table is not available yet!",
+     "In CNodeData, trying to copy coordinates table but provided data are not valid !",
+     "In CNodeData, trying to set coordinates table but provided data are not valid !"},
+    {"node_ids", NodeData, 4, Access<std::int32_t>{RomNodeDataCopyIds, RomNodeDataGetIds, RomNodeDataSetIds},
+     "In CNodeData, trying to access ids table but this table is not available yet!",
+     "In CNodeData, trying to copy ids table but provided data are not valid !",
+     "In CNodeData, trying to set ids table but provided data are not valid !"},
+    {"element_connectivity", StdElements, 7,
+     Access<std::int32_t>{RomStdElementDataCopyConnectivityTable, RomStdElementDataGetConnectivityTable,
+                          RomStdElementDataSetConnectivityTable},
+     "In CStdElementData, trying to access connectivity table but this table is not available yet!",
+     "In CStdElementData, trying to copy connectivity table but provided data are not valid !",
+     "In CStdElementData, trying to set connectivity table but provided data are not valid !"},
+    {"element_ids", StdElements, 2,
+     Access<std::int32_t>{RomStdElementDataCopyIds, RomStdElementDataGetIds, RomStdElementDataSetIds},
+     "In CStdElementData, trying to access ids table but this table is not available yet!",
+     "In CStdElementData, trying to copy ids table but provided data are not valid !",
+     "In CStdElementData, trying to set ids table but provided data are not valid !"},
+    {"element_types", StdElements, 2,
+     Access<std::int32_t>{RomStdElementDataCopyTypes, RomStdElementDataGetTypes, RomStdElementDataSetTypes},
+     "In CStdElementData, trying to access types table but this table is not available yet!",
+     "In CStdElementData, trying to copy types table but provided data are not valid !",
+     "In CStdElementData, trying to set types table but provided data are not valid !"},
+    {"polygon_connectivity", Polygons, 9,
+     Access<std::int32_t>{RomPolygonDataCopyConnectivityTable, RomPolygonDataGetConnectivityTable,
+                          RomPolygonDataSetConnectivityTable},
+     "In CPolygonData, trying to access connectivity table but data for this table is not available yet!",
+     "In CPolygonData, trying to copy connectivity table but provided data are not valid !",
+     "In CPolygonData, trying to set connectivity table but provided data are not valid !"},
+    {"polygon_ids", Polygons, 2,
+     Access<std::int32_t>{RomPolygonDataCopyIds, RomPolygonDataGetIds, RomPolygonDataSetIds},
+     "In CPolygonData, trying to access table of ids but data for this table is not available yet!",
+     "In CPolygonData, trying to copy ids table but provided data are not valid !",
+     "In CPolygonData, trying to set ids table but provided data are not valid !"},
+    {"polyhedron_connectivity", Polyhedrons, 13,
+     Access<std::int32_t>{RomPolyhedronDataCopyConnectivityTable, RomPolyhedronDataGetConnectivityTable,
+                          RomPolyhedronDataSetConnectivityTable},
+     "In CPolyhedronData, trying to access connectivity table but data for this table is not available yet!",
+     "In CPolyhedronData, trying to copy connectivity table but provided data are not valid !",
+     "In CPolyhedronData, trying to set connectivity table but provided data are not valid !"},
+    {"polyhedron_ids", Polyhedrons, 2,
+     Access<std::int32_t>{RomPolyhedronDataCopyIds, RomPolyhedronDataGetIds, RomPolyhedronDataSetIds},
+     "In CPolyhedronData, trying to access table of ids but data for this table is not available yet!",
+     "In CPolyhedronData, trying to copy ids table but provided data are not valid !",
+     "In CPolyhedronData, trying to set ids table but provided data are not valid !"},
+    {"support_entities", SupportS2, kSupportSize,
+     Access<std::int32_t>{RomSupportDataCopyEntities, RomSupportDataGetEntities, RomSupportDataSetEntities},
+     "In CSupportData, trying to access entities table but this table is not available yet!",
+     "In CSupportData, trying to copy entities table but provided data are not valid !",
+     "In CSupportData, trying to set entities table but provided data are not valid !"},
+};
+
+template <class T>
+std::vector<T> Values(std::uint32_t count, int first) {
+    std::vector<T> values(count);
+    for (std::uint32_t i = 0; i < count; ++i) values[i] = static_cast<T>(first + static_cast<int>(i));
+    return values;
+}
+
+class MeshDataTable : public ::testing::TestWithParam<TableCase> {
+protected:
+    void SetUp() override {
+        cfg_ = NewConfiguration({});
+        mesh_ = NewMeshData(cfg_.get());
+        owner_ = GetParam().owner(mesh_.get());
+    }
+    // Runs body with the table's access functions, typed by the table's element.
+    template <class Body>
+    void WithAccess(Body body) {
+        std::visit(body, GetParam().access);
+    }
+    template <class T>
+    std::vector<T> Contents(const Access<T>& access) {
+        T* table = nullptr;
+        ROM_OK(access.get(owner_, &table));
+        return table == nullptr ? std::vector<T>() : std::vector<T>(table, table + GetParam().size);
+    }
+
+    Owned cfg_, mesh_;
+    RomObject* owner_ = nullptr;
+};
+
+TEST_P(MeshDataTable, AbsentUntilCopiedOrSetAndAgainAfterReinitialising) {
+    const TableCase& c = GetParam();
+    WithAccess([&](auto access) {
+        using T = typename decltype(access)::Value;
+        T untouched{};
+        T* table = &untouched;
+        EXPECT_EQ(TextOf(access.get(owner_, &table)), c.absent);
+        EXPECT_EQ(table, &untouched);
+        EXPECT_EQ(TextOf(access.copy(owner_, nullptr, 0, 0)), c.copyNull);
+        EXPECT_EQ(TextOf(access.set(owner_, nullptr)), c.setNull);
+        EXPECT_EQ(TextOf(access.get(owner_, &table)), c.absent) << "a refused copy or set made the table";
+
+        std::vector<T> mine = Values<T>(c.size, 1);
+        ROM_OK(access.copy(owner_, mine.data(), 0, 0));
+        ROM_OK(RomMeshDataInitialize(mesh_.get(), cfg_.get()));
+        owner_ = c.owner(mesh_.get());
+        EXPECT_EQ(TextOf(access.get(owner_, &table)), c.absent) << "a copied table survived";
+
+        ROM_OK(access.set(owner_, mine.data()));
+        ROM_OK(RomMeshDataInitialize(mesh_.get(), cfg_.get()));
+        owner_ = c.owner(mesh_.get());
+        EXPECT_EQ(TextOf(access.get(owner_, &table)), c.absent) << "a borrowed table survived";
+        mine[0] = mine[c.size - 1];  // still the caller's array
+    });
+}
+
+TEST_P(MeshDataTable, CopyWritesInsideTheConfiguredSize) {
+    const TableCase& c = GetParam();
+    WithAccess([&](auto access) {
+        using T = typename decltype(access)::Value;
+        const std::vector<T> source = Values<T>(c.size, 1);
+        ROM_OK(access.copy(owner_, source.data(), 1, 1));
+        std::vector<T> expected(c.size, T{});
+        expected[1] = source[0];
+        EXPECT_EQ(Contents(access), expected) << "the first copy allocates zeros";
+
+        ROM_OK(access.copy(owner_, source.data(), 1, c.size - 1));
+        for (std::uint32_t i = 1; i < c.size; ++i) expected[i] = source[i - 1];
+        EXPECT_EQ(Contents(access), expected) << "a copy ending at the last entry";
+
+        const std::pair<std::uint32_t, std::uint32_t> tooLong[] = {
+            {1, c.size}, {0, c.size + 1}, {c.size, 1}, {0xFFFFFFFFu, 2}, {2, 0xFFFFFFFFu}};
+        for (const auto& [offset, count] : tooLong)
+            EXPECT_EQ(TextOf(access.copy(owner_, source.data(), offset, count)), kTooLong) << offset << "+" << count;
+        EXPECT_EQ(Contents(access), expected) << "a refused copy wrote";
+
+        ROM_OK(access.copy(owner_, source.data(), 0, 0));
+        EXPECT_EQ(Contents(access), source) << "offset 0 and count 0 copy the whole table";
+    });
+}
+
+TEST_P(MeshDataTable, SetBorrowsTheCallersArray) {
+    const TableCase& c = GetParam();
+    WithAccess([&](auto access) {
+        using T = typename decltype(access)::Value;
+        const std::vector<T> first = Values<T>(c.size, 1);
+        ROM_OK(access.copy(owner_, first.data(), 0, 0));  // an owned table, given up for the borrowed one
+        std::vector<T> mine = Values<T>(c.size, 100);
+        ROM_OK(access.set(owner_, mine.data()));
+        T* table = nullptr;
+        ROM_OK(access.get(owner_, &table));
+        EXPECT_EQ(table, mine.data());
+        table[c.size - 1] = T(7);
+        EXPECT_EQ(mine[c.size - 1], T(7));
+        const T five(5);
+        ROM_OK(access.copy(owner_, &five, 0, 1));
+        EXPECT_EQ(mine[0], T(5)) << "a copy goes into the borrowed array";
+        EXPECT_EQ(TextOf(access.copy(owner_, first.data(), 1, c.size)), kTooLong) << "the size stays the configured one";
+
+        mesh_.reset();
+        mine[1] = T(9);  // the caller's array outlives the mesh data
+        EXPECT_EQ(mine[1], T(9));
+        EXPECT_EQ(mine[0], T(5));
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(MeshData, MeshDataTable, ::testing::ValuesIn(kTables),
+                         [](const ::testing::TestParamInfo<TableCase>& info) { return std::string(info.param.name); });
+
+// ---- Mesh, element and user element data -------------------------------------------
+
+TEST(MeshDataExports, EveryGetterOfAFreshMeshDataSaysNotInitialized) {
+    Owned mesh = Create(RomFactoryCreateMeshData);
+    const std::pair<const char*, ChildFn> getters[] = {
+        {"GetNodeData", RomMeshDataGetNodeData},
+        {"GetMutableNodeData", RomMeshDataGetMutableNodeData},
+        {"GetElementData", RomMeshDataGetElementData},
+        {"GetMutableElementData", RomMeshDataGetMutableElementData},
+        {"GetSupportDatas", RomMeshDataGetSupportDatas},
+        {"GetConfiguration", RomMeshDataGetConfiguration},
+        {"GetSupportData", [](RomObject* m, RomObject** out) { return RomMeshDataGetSupportData(m, "S1", out); }},
+        {"GetMutableSupportData",
+         [](RomObject* m, RomObject** out) { return RomMeshDataGetMutableSupportData(m, "S1", out); }},
+    };
+    Owned bad = [] { Shape s; s.nodes = 0; return NewConfiguration(s); }();
+    EXPECT_EQ(TextOf(RomMeshDataInitialize(mesh.get(), bad.get())), kNoNodes);
+    for (const auto& [name, get] : getters) {
+        RomObject* out = mesh.get();
+        EXPECT_EQ(TextOf(get(mesh.get(), &out)), kNotInitialized) << name;
+        EXPECT_EQ(out, mesh.get()) << name;
+    }
+}
+
+TEST(MeshDataExports, AbsentElementKinds) {
+    // Looks a missing kind up under the element data (user = false) or the user element data.
+    const auto check = [](void (*change)(Shape&), bool user, ChildFn absent, const std::string& message) {
+        Shape shape;
+        change(shape);
+        Owned cfg = NewConfiguration(shape);
+        Owned mesh = NewMeshData(cfg.get());
+        RomObject* owner = Child(RomMeshDataGetElementData, mesh.get());
+        if (user) owner = Child(RomElementDataGetUserElementData, owner);
+        RomObject* out = owner;
+        EXPECT_EQ(TextOf(absent(owner, &out)), message);
+        EXPECT_EQ(out, owner);
+        return mesh;
+    };
+    check([](Shape& s) { s.elements = 0; }, false, RomElementDataGetStdElementData,
+          "In CElementData, there is no standard element data in the element data.");
+    check([](Shape& s) { s.polygons = s.polyhedrons = 0; }, false, RomElementDataGetMutableUserElementData,
+          "In CElementData, there is no user defined element data in the element data.");
+    check([](Shape& s) { s.polygons = 0; }, true, RomUserElementDataGetPolygonData,
+          "In CUserElementData, there is no polygon data in the user element data.");
+    Owned polygonsOnly = check([](Shape& s) { s.polyhedrons = 0; }, true, RomUserElementDataGetPolyhedronData,
+                               "In CUserElementData, there is no polyhedron data in the user element data.");
+    RomObject* user = UserElements(polygonsOnly.get());
+    RomObject* polygons = Child(RomUserElementDataGetPolygonData, user);
+    EXPECT_NE(polygons, nullptr);
+    EXPECT_EQ(Child(RomUserElementDataGetMutablePolygonData, user), polygons);
+}
+
+TEST(MeshDataExports, InconsistentConfigurationKeepsThePreviousData) {
+    Owned cfg = NewConfiguration({});
+    Owned mesh = NewMeshData(cfg.get());
+    const std::vector<std::int32_t> ids{11, 12, 13, 14};
+    ROM_OK(RomNodeDataCopyIds(NodeData(mesh.get()), ids.data(), 0, 0));
+
+    const std::pair<void (*)(Shape&), std::string> broken[] = {
+        {[](Shape& s) { s.nodes = 0; }, kNoNodes},
+        {[](Shape& s) { s.dimension = 0; }, "The dimension has not been defined in node data configuration."},
+        {[](Shape& s) { s.elements = s.polygons = s.polyhedrons = 0; }, "No user element data have been configurated !"},
+        {[](Shape& s) { s.regions.clear(); }, "No region has been configured in the mesh data !"},
+        {[](Shape& s) { s.regions = {{"S1"}, {"S1"}}; },
+         "In mesh data configuration, supports with the same solverId have been added to different regions !"
+         "\n solverId of support is :S1"},
+    };
+    for (const auto& [change, message] : broken) {
+        Shape shape;
+        change(shape);
+        Owned bad = NewConfiguration(shape);
+        EXPECT_EQ(TextOf(RomMeshDataInitialize(mesh.get(), bad.get())), message);
+        std::int32_t* table = nullptr;
+        ROM_OK(RomNodeDataGetIds(NodeData(mesh.get()), &table));
+        ASSERT_NE(table, nullptr) << message;
+        EXPECT_EQ(std::vector<std::int32_t>(table, table + 4), ids) << message;
+        EXPECT_NE(SupportS2(mesh.get()), nullptr) << message;
+    }
+
+    // The mesh data keeps its own copy: changing the caller's configuration changes nothing.
+    ROM_OK(RomNodeDataCfgSetCount(Child(RomMeshDataCfgConfigureNodeData, cfg.get()), 8));
+    RomObject* own = Child(RomMeshDataGetConfiguration, mesh.get());
+    EXPECT_NE(own, cfg.get());
+    std::uint32_t count = 0;
+    ROM_OK(RomNodeDataCfgGetCount(Child(RomMeshDataCfgGetNodeDataCfg, own), &count));
+    EXPECT_EQ(count, 4u);
+    EXPECT_EQ(TextOf(RomNodeDataCopyIds(NodeData(mesh.get()), ids.data(), 4, 1)), kTooLong);
+}
+
+// ---- Supports ----------------------------------------------------------------------
+
+TEST(MeshDataExports, SupportDataLookUpBySolverId) {
+    const std::uint32_t kSupports = 2000;
+    Shape shape;
+    shape.regions.assign(4, {});
+    for (std::uint32_t i = 0; i < kSupports; ++i) shape.regions[i / 500].push_back("support-" + std::to_string(i));
+    Owned cfg = NewConfiguration(shape);
+    Owned mesh = NewMeshData(cfg.get());
+
+    RomObject* datas = Child(RomMeshDataGetSupportDatas, mesh.get());
+    std::uint32_t count = 0;
+    ROM_OK(RomContainerGetCount(datas, &count));
+    ASSERT_EQ(count, kSupports);
+    for (std::uint32_t i = 0; i < kSupports; ++i) {
+        const std::string id = "support-" + std::to_string(i);
+        RomObject *member = nullptr, *found = nullptr;
+        ROM_OK(RomContainerGetObject(datas, i, &member));
+        ROM_OK(RomMeshDataGetSupportData(mesh.get(), id.c_str(), &found));
+        EXPECT_EQ(Id(member), id) << "members follow the regions' order";
+        EXPECT_EQ(found, member) << id;
+    }
+
+    for (const char* unknown : {"Support-1", "support-2000", ""}) {
+        RomObject* out = datas;
+        EXPECT_EQ(TextOf(RomMeshDataGetSupportData(mesh.get(), unknown, &out)), kUnknownSupport + unknown);
+        EXPECT_EQ(TextOf(RomMeshDataGetMutableSupportData(mesh.get(), unknown, &out)), kUnknownSupport + unknown);
+        EXPECT_EQ(out, datas);
+    }
+
+    RomObject* renamed = nullptr;
+    ROM_OK(RomMeshDataGetMutableSupportData(mesh.get(), "support-7", &renamed));
+    ROM_OK(RomSetSolverId(renamed, "renamed"));
+    EXPECT_EQ(Id(renamed), "renamed");
+    RomObject* out = nullptr;
+    EXPECT_EQ(TextOf(RomMeshDataGetSupportData(mesh.get(), "support-7", &out)), kUnknownSupport + "support-7");
+    ROM_OK(RomMeshDataGetSupportData(mesh.get(), "renamed", &out));
+    EXPECT_EQ(out, renamed);
+}
+
+// ---- From a configuration file -------------------------------------------------------
+
+class MeshDataFiles : public TempDirTest {};
+
+TEST_F(MeshDataFiles, CreateAndInitFromASavedConfiguration) {
+    Owned cfg = NewConfiguration({});
+    const std::string file = Path("mesh.romcfg");
+    ROM_OK(RomPersistableSave(cfg.get(), file.c_str()));
+
+    RomObject* created = nullptr;
+    ROM_OK(RomFactoryCreateAndInitMeshData(&created, file.c_str()));
+    Owned mesh(created);
+    ASSERT_NE(created, nullptr);
+    std::uint32_t count = 0;
+    ROM_OK(RomNodeDataCfgGetCount(Child(RomMeshDataCfgGetNodeDataCfg, Child(RomMeshDataGetConfiguration, created)),
+                                  &count));
+    EXPECT_EQ(count, 4u);
+    RomObject* support = nullptr;
+    ROM_OK(RomMeshDataGetSupportData(created, "S3", &support));
+    EXPECT_EQ(Id(support), "S3");
+
+    const std::string other = Path("mesh.rommsh");
+    WriteBytes(other, ReadBytes(file));
+    RomObject* untouched = cfg.get();
+    EXPECT_EQ(TextOf(RomFactoryCreateAndInitMeshData(&untouched, other.c_str())),
+              "The file " + other + " do not have the expected extension romcfg.");
+    EXPECT_EQ(untouched, cfg.get());
+    EXPECT_NE(TextOf(RomFactoryCreateAndInitMeshData(&untouched, Path("missing.romcfg").c_str())), kOk);
+    EXPECT_EQ(untouched, cfg.get());
+}
+
+}  // namespace
