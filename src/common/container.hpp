@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include <tervik/rom/common.hpp>
 
+#include "common/flat_index.hpp"
 #include "common/identifiable.hpp"
 #include "common/json.hpp"
 
@@ -50,8 +50,7 @@ public:
                 if (static_cast<const IRomObject*>(members_[i]) == object) return i;
             return IContainerBase::kNotFound;
         }
-        const auto found = index_->positions.find(object);
-        return found == index_->positions.end() ? IContainerBase::kNotFound : found->second;
+        return index_->positions.Find(CFlatIndex::Key(object));
     }
 
     std::uint32_t GetCount() const override { return static_cast<std::uint32_t>(members_.size()); }
@@ -103,8 +102,9 @@ public:
                 if (member->GetInternalId() == id) return member;
             return nullptr;
         }
-        const auto found = index_->ids.find(id);
-        return found == index_->ids.end() ? nullptr : members_[found->second];
+        const std::uint32_t position =
+            index_->ids.Find(CFlatIndex::Hash(id), [&](std::uint32_t p) { return members_[p]->GetInternalId() == id; });
+        return position == CFlatIndex::kNone ? nullptr : members_[position];
     }
 
 private:
@@ -112,8 +112,9 @@ private:
     static constexpr std::size_t kLinearLimit = 16;
 
     struct Index {
-        std::unordered_map<std::string_view, std::uint32_t> ids;
-        std::unordered_map<const IRomObject*, std::uint32_t> positions;
+        CFlatIndex ids;
+        CFlatIndex positions;
+        std::size_t count = 0;
     };
 
     C* At(std::uint32_t index) const {
@@ -126,13 +127,14 @@ private:
             index_ = std::make_unique<Index>();
             for (std::uint32_t i = 0; i < members_.size(); ++i) Remember(members_[i], i);
         }
-        index_->ids.reserve(capacity);
-        index_->positions.reserve(capacity);
+        index_->ids.Reserve(capacity);
+        index_->positions.Reserve(capacity);
     }
 
     void Remember(C* member, std::uint32_t position) {
-        index_->ids.emplace(member->GetInternalId(), position);
-        index_->positions.emplace(static_cast<const IRomObject*>(member), position);
+        index_->ids.Insert(CFlatIndex::Hash(member->GetInternalId()), position);
+        index_->positions.Insert(CFlatIndex::Key(static_cast<const IRomObject*>(member)), position);
+        ++index_->count;
     }
 
     void Insert(C* member) {
@@ -143,7 +145,7 @@ private:
         members_.push_back(member);
         try {
             if (index_ == nullptr && members_.size() > kLinearLimit) BuildIndex(members_.size());
-            if (index_ != nullptr && index_->positions.size() < members_.size()) Remember(member, position);
+            if (index_ != nullptr && index_->count < members_.size()) Remember(member, position);
         } catch (...) {
             members_.pop_back();
             index_.reset();
@@ -191,17 +193,20 @@ public:
         }
         // Members by the hash of their content; an earlier member is rendered again
         // only when its hash matches.
-        std::unordered_multimap<std::size_t, const C*> byHash;
-        byHash.reserve(array.size());
+        CFlatIndex byHash;
+        byHash.Reserve(array.size());
         for (const Json::Value& item : array) {
             auto member = std::make_unique<C>();
             member->FromJson(item, version);
             Json::Value content;
             member->ToJson(content);
-            const std::size_t hash = HashJson(content);
-            const auto range = byHash.equal_range(hash);
-            for (auto it = range.first; it != range.second; ++it) ThrowIfSameContent(*it->second, content);
-            byHash.emplace(hash, &this->Add(std::move(member)));
+            const std::uint64_t hash = HashJson(content);
+            byHash.Find(hash, [&](std::uint32_t earlier) {
+                ThrowIfSameContent(*this->Members()[earlier], content);
+                return false;
+            });
+            this->Add(std::move(member));
+            byHash.Insert(hash, this->GetCount() - 1);
         }
     }
 

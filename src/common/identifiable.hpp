@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include <tervik/rom/common.hpp>
 
+#include "common/flat_index.hpp"
 #include "common/json.hpp"
 
 namespace Tervik::Rom::Common {
@@ -69,19 +69,19 @@ public:
     std::uint32_t Find(const std::vector<C*>& members, const std::string& solverId) {
         const std::uint64_t generation = SolverIdGeneration().load(std::memory_order_relaxed);
         if (!built_ || generation != generation_) {
-            first_.clear();
-            first_.reserve(members.size());
-            for (std::uint32_t i = 0; i < members.size(); ++i) first_.emplace(members[i]->GetSolverId(), i);
+            first_.Clear();
+            first_.Reserve(members.size());
+            for (std::uint32_t i = 0; i < members.size(); ++i)
+                first_.Insert(CFlatIndex::Hash(members[i]->GetSolverId()), i);
             built_ = true;
             generation_ = generation;
         }
-        const auto found = first_.find(solverId);
-        return found == first_.end() ? kNotFound : found->second;
+        return first_.Find(CFlatIndex::Hash(solverId),
+                           [&](std::uint32_t i) { return members[i]->GetSolverId() == solverId; });
     }
 
 private:
-    // Views of the members' ids: any change of an id discards them before they are read.
-    std::unordered_map<std::string_view, std::uint32_t> first_;
+    CFlatIndex first_;
     std::uint64_t generation_ = 0;
     bool built_ = false;
 };
