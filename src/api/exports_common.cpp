@@ -21,6 +21,8 @@ RomExceptionHandle RomFactoryCreateMeshData(RomObject** out) { return Run(out, R
 RomExceptionHandle RomFactoryCreateAndInitMeshData(RomObject** out, const char* configurationFile) { return Run(out, ROM_CALL(GetFactory().CreateAndInitMeshData(Str(configurationFile)))); }
 RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshDataCfg())); }
 RomExceptionHandle RomFactoryCreateSetupCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSetupCfg())); }
+RomExceptionHandle RomFactoryCreateSnapshot(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSnapshot())); }
+RomExceptionHandle RomFactoryCreateAndInitSnapshot(RomObject** out, const char* configurationFile) { return Run(out, ROM_CALL(GetFactory().CreateAndInitSnapshot(Str(configurationFile)))); }
 RomExceptionHandle RomFactoryCreateSnapshotCfg(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSnapshotCfg())); }
 RomExceptionHandle RomFactoryCreateProject(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateProject())); }
 RomExceptionHandle RomFactoryCreateSnapshotCache(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateSnapshotCache())); }

@@ -10,17 +10,11 @@
 #include "mesh/mesh.hpp"
 #include "project/project.hpp"
 #include "snapshot/point.hpp"
+#include "snapshot/snapshot.hpp"
 #include "snapshot/snapshot_cache.hpp"
 
 namespace Tervik::Rom::Api {
 
-namespace {
-
-[[noreturn]] void NotAvailable(const char* operation) {
-    throw Common::RomException(std::string("IFactory::") + operation + " is not available in this version of the library.");
-}
-
-}  // namespace
 
 Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { return new Configuration::CRomSetupCfg(); }
 
@@ -60,11 +54,21 @@ Project::IProject* CFactory::CreateAndResumeProject(const std::string& projectFi
 
 Project::IProject* CFactory::CreateProject() { return new Project::CProject(); }
 
-Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&) { NotAvailable("CreateAndInitSnapshot"); }
+Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string& configurationFile) {
+    return CreateAndInitSnapshot(configurationFile, false);
+}
 
-Snapshot::ISnapshot* CFactory::CreateSnapshot() { NotAvailable("CreateSnapshot"); }
+Snapshot::ISnapshot* CFactory::CreateSnapshot() { return new Snapshot::CSnapshot(false); }
 
-Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string&, bool) { NotAvailable("CreateAndInitSnapshot"); }
+Snapshot::ISnapshot* CFactory::CreateAndInitSnapshot(const std::string& configurationFile, bool keepInsertionOrder) {
+    auto snapshot = std::make_unique<Snapshot::CSnapshot>(keepInsertionOrder);
+    {
+        Configuration::CSnapshotCfg configuration;
+        configuration.Resume(configurationFile);
+        snapshot->Initialize(configuration);
+    }
+    return snapshot.release();
+}
 
 Configuration::ISnapshotCfg* CFactory::CreateSnapshotCfg() { return new Configuration::CSnapshotCfg(); }
 

@@ -77,6 +77,8 @@ TERVIK_ROM_INTERFACE(Mesh, IStdElement);
 TERVIK_ROM_INTERFACE(Mesh, IPolygon);
 TERVIK_ROM_INTERFACE(Mesh, IPolyhedron);
 TERVIK_ROM_INTERFACE(Mesh, ISupport);
+TERVIK_ROM_INTERFACE(Snapshot, ISnapshot);
+TERVIK_ROM_INTERFACE(Snapshot, ISnapshotComponentData);
 TERVIK_ROM_INTERFACE(Snapshot, IPoint);
 TERVIK_ROM_INTERFACE(Snapshot, IUserPoint);
 TERVIK_ROM_INTERFACE(Snapshot, ISnapshotCache);
@@ -160,6 +162,18 @@ RomExceptionHandle Run(Out* out, Body&& body) noexcept {
         if (out == nullptr) throw Common::RomException("Invalid output argument: null.");
         *out = ToOut<Out>(body());
     });
+}
+
+// For the exports with two out-pointers: body fills two locals, which are copied out
+// once it succeeded.
+template <class A, class B, class Body>
+void Both(A* first, B* second, Body&& body) {
+    if (first == nullptr || second == nullptr) throw Common::RomException("Invalid output argument: null.");
+    A a{};
+    B b{};
+    body(a, b);
+    *first = a;
+    *second = b;
 }
 
 // For the exports that return a string: "" when anything goes wrong.

@@ -4,6 +4,7 @@
 #include "common/persistence.hpp"
 #include "mesh/serialization/mesh_factories.hpp"
 #include "project/project.hpp"
+#include "snapshot/snapshot.hpp"
 
 namespace Tervik::Rom::Common {
 
@@ -12,6 +13,9 @@ const ISerializationFactory& FindSerializationFactory(const std::string& uuid) {
     const ISerializationFactory* const* mesh = Mesh::MeshSerializationFactories();
     for (std::size_t i = 0; i < Mesh::kMeshFactoryCount; ++i)
         if (uuid == mesh[i]->GetUuid()) return *mesh[i];
+    const ISerializationFactory* const* snapshot = Snapshot::SnapshotSerializationFactories();
+    for (std::size_t i = 0; i < Snapshot::kSnapshotFactoryCount; ++i)
+        if (uuid == snapshot[i]->GetUuid()) return *snapshot[i];
     throw RomException("Internal error: The SerializationFactory for the type " + uuid + " is missing.");
 }
 

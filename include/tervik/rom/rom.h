@@ -42,6 +42,9 @@ TERVIK_ROM_API RomExceptionHandle RomFactoryCreateMeshDataCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateProject(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSetupCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSnapshotCache(RomObject** out);
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSnapshot(RomObject** out);
+/* A snapshot initialised from the snapshot configuration file. */
+TERVIK_ROM_API RomExceptionHandle RomFactoryCreateAndInitSnapshot(RomObject** out, const char* configurationFile);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateSnapshotCfg(RomObject** out);
 TERVIK_ROM_API RomExceptionHandle RomFactoryCreateUserPoint(RomObject** out);
 /* Releases an object created by a RomFactoryCreate function; null is accepted. */
@@ -307,6 +310,30 @@ TERVIK_ROM_API RomExceptionHandle RomPointHasValue(RomObject* point, const char*
 TERVIK_ROM_API RomExceptionHandle RomPointSetValue(RomObject* point, const char* name, double value);
 /* Returns 1 and writes *value when the parameter exists; 0 otherwise (also for bad arguments). */
 TERVIK_ROM_API uint32_t RomPointTryGetValue(RomObject* point, const char* name, double* value);
+
+/*
+ * Snapshots. One component data per (component, support) pair of the configuration,
+ * filled one (entity id, value) pair at a time. Component data handles belong to the
+ * snapshot and stay valid until it is initialised again or released.
+ */
+TERVIK_ROM_API RomExceptionHandle RomSnapshotInitialize(RomObject* snapshot, RomObject* configuration);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotIsInitialized(RomObject* snapshot, uint32_t* initialized);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotIsFilled(RomObject* snapshot, uint32_t* filled);
+/* *configuration is null before the snapshot is initialised. */
+TERVIK_ROM_API RomExceptionHandle RomSnapshotGetConfiguration(RomObject* snapshot, RomObject** configuration);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotGetComponentData(RomObject* snapshot, const char* componentId,
+                                                              const char* supportId, RomObject** data);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataAddValue(RomObject* data, uint32_t id, double value);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetValue(RomObject* data, uint32_t index, uint32_t* id,
+                                                                   double* value);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetAssignedEntityValueCount(RomObject* data,
+                                                                                      uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetExpectedEntityValueCount(RomObject* data,
+                                                                                      uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetComponentId(RomObject* data, const char** id);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetSupportId(RomObject* data, const char** id);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetIdArray(RomObject* data, uint32_t** ids);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetValueArray(RomObject* data, double** values);
 
 /* Snapshot cache */
 TERVIK_ROM_API RomExceptionHandle RomSnapshotCacheClear(RomObject* cache);

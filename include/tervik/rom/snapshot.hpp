@@ -2,7 +2,11 @@
 #ifndef TERVIK_ROM_SNAPSHOT_HPP
 #define TERVIK_ROM_SNAPSHOT_HPP
 
+#include <cstdint>
+#include <string>
+
 #include <tervik/rom/common.hpp>
+#include <tervik/rom/configuration.hpp>
 
 namespace Tervik::Rom::Snapshot {
 
@@ -45,7 +49,33 @@ public:
     virtual bool Push(const IPoint& input, const IPoint& output, const std::string& snapshotFile) = 0;
 };
 
-class ISnapshot;
+// The values of one component on one support: (entity id, value) pairs in the order
+// they were added, up to the support's entity count.
+class ISnapshotComponentData : public virtual Common::IRomObject {
+public:
+    virtual const std::string& GetComponentId() const = 0;
+    virtual const std::string& GetSupportId() const = 0;
+    virtual std::uint32_t GetExpectedEntityValueCount() const = 0;
+    virtual std::uint32_t GetAssignedEntityValueCount() const = 0;
+    // The pair at index, below the expected count (unassigned slots read as zeros).
+    virtual void GetValue(std::uint32_t index, std::uint32_t& id, double& value) const = 0;
+    virtual double* GetValueArray() = 0;
+    virtual std::uint32_t* GetIdArray() = 0;
+    // Throws when the component data is full.
+    virtual void AddValue(std::uint32_t id, double value) = 0;
+};
+
+// One solver run: a component data for every (component, support) pair its
+// configuration declares.
+class ISnapshot : public virtual Configuration::IConfigurable<Configuration::ISnapshotCfg>,
+                  public virtual Common::IPersistable {
+public:
+    // True once initialized and every component data holds its expected count.
+    virtual bool IsFilled() const = 0;
+    virtual const ISnapshotComponentData& GetComponentData(const std::string& componentId,
+                                                           const std::string& supportId) const = 0;
+    virtual ISnapshotComponentData& GetComponentData(const std::string& componentId, const std::string& supportId) = 0;
+};
 
 }  // namespace Tervik::Rom::Snapshot
 

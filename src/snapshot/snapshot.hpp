@@ -1,0 +1,103 @@
+// Snapshots: one solver run's values for every (component, support) pair.
+#ifndef TERVIK_ROM_SRC_SNAPSHOT_SNAPSHOT_HPP
+#define TERVIK_ROM_SRC_SNAPSHOT_SNAPSHOT_HPP
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <tervik/rom/snapshot.hpp>
+
+#include "common/flat_index.hpp"
+#include "common/persistence.hpp"
+#include "configuration/snapshot_cfg.hpp"
+
+namespace Tervik::Rom::Snapshot {
+
+inline constexpr char kSnapshotUuid[] = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
+inline constexpr char kSnapshotComponentDataUuid[] = "76323E85-420C-430F-A0E2-3C576F16718D";
+
+class CSnapshotComponentData final : public ISnapshotComponentData, public virtual Common::ISerializable {
+public:
+    // Arrays of expected zeros.
+    CSnapshotComponentData(std::string componentId, std::string supportId, std::uint32_t expected,
+                           bool keepInsertionOrder);
+
+    const std::string& GetComponentId() const override { return componentId_; }
+    const std::string& GetSupportId() const override { return supportId_; }
+    std::uint32_t GetExpectedEntityValueCount() const override { return expected_; }
+    std::uint32_t GetAssignedEntityValueCount() const override { return assigned_; }
+    void GetValue(std::uint32_t index, std::uint32_t& id, double& value) const override;
+    double* GetValueArray() override { return values_.get(); }
+    std::uint32_t* GetIdArray() override { return ids_.get(); }
+    void AddValue(std::uint32_t id, double value) override {
+        if (assigned_ >= expected_) ThrowFull(id);
+        ids_[assigned_] = id;
+        values_[assigned_] = value;
+        ++assigned_;
+    }
+
+    const char* GetSerializationUuid() const override { return kSnapshotComponentDataUuid; }
+    bool KeepsInsertionOrder() const { return keepInsertionOrder_; }
+    const std::uint32_t* Ids() const { return ids_.get(); }
+    const double* Values() const { return values_.get(); }
+    bool IsFull() const { return assigned_ == expected_; }
+    // Replaces everything by what a file holds: full, count pairs.
+    void Restore(std::string componentId, std::string supportId, std::uint32_t count);
+
+    // The pairs in ascending id order, as (id << 32 | position) keys, when a writer has
+    // sorted them already for another component data with the same ids; else null.
+    mutable const std::vector<std::uint64_t>* sortedKeys = nullptr;
+
+private:
+    [[noreturn]] void ThrowFull(std::uint32_t id) const;
+
+    std::unique_ptr<std::uint32_t[]> ids_;
+    std::unique_ptr<double[]> values_;
+    std::uint32_t assigned_ = 0;
+    std::uint32_t expected_ = 0;
+    std::string componentId_;
+    std::string supportId_;
+    bool keepInsertionOrder_ = false;
+};
+
+class CSnapshot final : public ISnapshot, public Common::CPersistableBinary {
+public:
+    explicit CSnapshot(bool keepInsertionOrder = false) : keepInsertionOrder_(keepInsertionOrder) {}
+
+    const Configuration::ISnapshotCfg* GetConfiguration() const override { return configuration_.get(); }
+    // Keeps a copy of the configuration and makes one empty component data per pair.
+    void Initialize(const Configuration::ISnapshotCfg& configuration) override;
+    bool IsInitialized() const override { return configuration_ != nullptr; }
+    bool IsFilled() const override;
+    const ISnapshotComponentData& GetComponentData(const std::string& componentId,
+                                                   const std::string& supportId) const override;
+    ISnapshotComponentData& GetComponentData(const std::string& componentId, const std::string& supportId) override;
+
+    const std::string& GetFileExtension() const override;
+    const char* GetSerializationUuid() const override { return kSnapshotUuid; }
+
+    // Throws the list of the component data not filled yet.
+    void CheckFilled() const;
+    const Configuration::CSnapshotCfg* Held() const { return configuration_.get(); }
+    const std::vector<std::unique_ptr<CSnapshotComponentData>>& ComponentData() const { return componentData_; }
+    // Call after component or support ids of the component data changed.
+    void ForgetIndex() const { indexed_ = false; }
+
+private:
+    CSnapshotComponentData& Find(const std::string& componentId, const std::string& supportId) const;
+
+    std::unique_ptr<Configuration::CSnapshotCfg> configuration_;
+    std::vector<std::unique_ptr<CSnapshotComponentData>> componentData_;
+    bool keepInsertionOrder_;
+    mutable Common::CFlatIndex index_;
+    mutable bool indexed_ = false;
+};
+
+const Common::ISerializationFactory* const* SnapshotSerializationFactories();
+inline constexpr std::size_t kSnapshotFactoryCount = 2;
+
+}  // namespace Tervik::Rom::Snapshot
+
+#endif
