@@ -132,6 +132,9 @@ const CSupportCfgs& CMeshDataCfg::Supports() const {
     if (supportsStale_) {
         supports_.Clear();
         supportIndex_.Invalidate();
+        std::size_t count = 0;
+        for (const CRegionCfg* region : regions_.Members()) count += region->Supports().GetCount();
+        supports_.Reserve(count);
         for (const CRegionCfg* region : regions_.Members())
             for (CSupportCfg* support : region->Supports().Members()) supports_.AddReference(*support);
         supportsStale_ = false;
