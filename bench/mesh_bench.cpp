@@ -1,0 +1,482 @@
+// The mesh builder through the exported functions, as a solver fills it: a strip of
+// 2,000,000 Hex8 elements and its 8,000,004 nodes added one call at a time, the nodes
+// gathered in one support, then the mesh saved to a mesh file and resumed into a new
+// mesh data. Each figure is printed beside a reference from the same run:
+// - the build beside as many calls to a function that is not inlined and stores one
+//   value into an array, into tables of the same sizes allocated the same way;
+// - the save beside an fwrite of as many bytes from page-aligned memory into a new file
+//   in the same folder;
+// - the resume beside an fread of the same file into new page-aligned memory.
+// The page cache cannot be dropped here, so every file is read warm, after being written.
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <tervik/rom/rom.h>
+
+#if defined(__clang__)
+#define MESH_BENCH_OPAQUE __attribute__((noinline))
+#else
+#define MESH_BENCH_OPAQUE __attribute__((noipa))
+#endif
+
+namespace {
+
+constexpr std::uint32_t kElements = 2000000;
+constexpr std::uint32_t kNodes = 4 * (kElements + 1);  // four corners per cross-section
+constexpr std::uint32_t kDimension = 3;
+constexpr std::uint32_t kCorners = 8;
+constexpr std::int32_t kNodeEntities = 1;
+constexpr const char* kSupport = "all";
+constexpr int kBuildRuns = 5;
+constexpr int kFileRounds = 3;
+constexpr std::size_t kPage = 4096;
+
+// Every call of the build: the create, five per node, ten per element, one for the
+// support and one per node of it.
+constexpr std::uint64_t kBuildCalls =
+    1 + std::uint64_t{kNodes} * (2 + kDimension) + std::uint64_t{kElements} * (2 + kCorners) + 1 + kNodes;
+
+[[noreturn]] void Fail(const std::string& text) {
+    std::fprintf(stderr, "%s\n", text.c_str());
+    std::exit(1);
+}
+
+[[noreturn]] __attribute__((noinline, cold)) void Failed(RomExceptionHandle error, const char* what) {
+    std::fprintf(stderr, "%s failed: %s\n", what, RomGetExceptionDescription(error));
+    RomReleaseException(error);
+    std::exit(1);
+}
+
+// Ends the program on an exception handle, printing its text.
+inline void Must(RomExceptionHandle error, const char* what) {
+    if (__builtin_expect(error != nullptr, 0)) Failed(error, what);
+}
+
+double Seconds(const std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+template <class Action>
+double Time(Action&& action) {
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return Seconds(start);
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void ReportTarget(const char* what, double seconds, const char* reference, double referenceSeconds,
+                  const char* target) {
+    std::printf("%-44s %9.4f s   %-28s %9.4f s   ratio %5.2f   %s\n", what, seconds, reference, referenceSeconds,
+                seconds / referenceSeconds, target);
+}
+
+// ---- The strip --------------------------------------------------------------------
+// Cross-section i holds nodes 4i..4i+3, the corners of the unit square at x = i / 100;
+// element e joins cross-sections e and e + 1. Ids start at 1, connectivity and support
+// entities give node indices.
+
+std::uint32_t NodeId(std::uint32_t node) { return node + 1; }
+std::uint32_t ElementId(std::uint32_t element) { return element + 1; }
+std::uint32_t Corner(std::uint32_t element, std::uint32_t corner) { return 4 * element + corner; }
+
+double Coordinate(std::uint32_t node, std::uint32_t axis) {
+    const std::uint32_t corner = node % 4;
+    if (axis == 0) return 0.01 * static_cast<double>(node / 4);
+    if (axis == 1) return corner == 1 || corner == 2 ? 1.0 : 0.0;
+    return corner >= 2 ? 1.0 : 0.0;
+}
+
+// The build, one step at a time, into a sink: the exports or the reference stores.
+template <class Sink>
+void Fill(Sink& sink) {
+    for (std::uint32_t n = 0; n < kNodes; ++n) {
+        sink.AddNode();
+        sink.SetNodeId(NodeId(n));
+        for (std::uint32_t axis = 0; axis < kDimension; ++axis) sink.SetCoordinate(axis, Coordinate(n, axis));
+    }
+    for (std::uint32_t e = 0; e < kElements; ++e) {
+        sink.AddHex8();
+        sink.SetElementId(ElementId(e));
+        for (std::uint32_t corner = 0; corner < kCorners; ++corner) sink.SetConnectivity(corner, Corner(e, corner));
+    }
+    sink.AddSupport();
+    for (std::uint32_t n = 0; n < kNodes; ++n) sink.SetEntityId(n, n);
+}
+
+// The build through the exported functions, each call counted and checked.
+class ExportSink {
+public:
+    explicit ExportSink(const std::string& configuration) {
+        Count(RomFactoryCreateAndInitMesh(&mesh_, configuration.c_str()), "RomFactoryCreateAndInitMesh");
+    }
+
+    void AddNode() { Count(RomMeshAddNode(mesh_, &node_), "RomMeshAddNode"); }
+    void SetNodeId(std::uint32_t id) { Count(RomSupportEntitySetId(node_, id), "RomSupportEntitySetId"); }
+    void SetCoordinate(std::uint32_t axis, double value) {
+        Count(RomNodeSetCoordinate(node_, axis, value), "RomNodeSetCoordinate");
+    }
+    void AddHex8() { Count(RomMeshAddHex8(mesh_, &element_), "RomMeshAddHex8"); }
+    void SetElementId(std::uint32_t id) { Count(RomSupportEntitySetId(element_, id), "RomSupportEntitySetId"); }
+    void SetConnectivity(std::uint32_t corner, std::uint32_t node) {
+        Count(RomStdElementSetConnectivity(element_, corner, node), "RomStdElementSetConnectivity");
+    }
+    void AddSupport() { Count(RomMeshAddSupport(mesh_, kSupport, &support_), "RomMeshAddSupport"); }
+    void SetEntityId(std::uint32_t index, std::uint32_t id) {
+        Count(RomSupportSetEntityId(support_, index, id), "RomSupportSetEntityId");
+    }
+
+    RomObject* Mesh() const { return mesh_; }
+    std::uint64_t Calls() const { return calls_; }
+
+private:
+    void Count(RomExceptionHandle error, const char* what) {
+        ++calls_;
+        Must(error, what);
+    }
+
+    RomObject* mesh_ = nullptr;
+    RomObject* node_ = nullptr;
+    RomObject* element_ = nullptr;
+    RomObject* support_ = nullptr;
+    std::uint64_t calls_ = 0;
+};
+
+// The reference: a call that writes one value, kept out of line and out of the
+// caller's view.
+MESH_BENCH_OPAQUE void StoreInt(std::int32_t* table, std::size_t index, std::int32_t value) { table[index] = value; }
+MESH_BENCH_OPAQUE void StoreDouble(double* table, std::size_t index, double value) { table[index] = value; }
+
+// The same build as stores into tables of the mesh's sizes, zero-filled on allocation
+// as the library's are; each Add stores the new count.
+class ReferenceSink {
+public:
+    ReferenceSink()
+        : nodeIds_(new std::int32_t[kNodes]()),
+          coordinates_(new double[std::size_t{kNodes} * kDimension]()),
+          elementIds_(new std::int32_t[kElements]()),
+          types_(new std::int32_t[kElements]()),
+          connectivity_(new std::int32_t[std::size_t{kElements} * kCorners]()),
+          entities_(new std::int32_t[kNodes]()) {
+        ++calls_;
+    }
+
+    void AddNode() {
+        node_ = nodes_++;
+        Count();
+        StoreInt(added_, 0, static_cast<std::int32_t>(nodes_));
+    }
+    void SetNodeId(std::uint32_t id) {
+        Count();
+        StoreInt(nodeIds_.get(), node_, static_cast<std::int32_t>(id));
+    }
+    void SetCoordinate(std::uint32_t axis, double value) {
+        Count();
+        StoreDouble(coordinates_.get(), std::size_t{node_} * kDimension + axis, value);
+    }
+    void AddHex8() {
+        element_ = elements_++;
+        Count();
+        StoreInt(types_.get(), element_, 1);
+    }
+    void SetElementId(std::uint32_t id) {
+        Count();
+        StoreInt(elementIds_.get(), element_, static_cast<std::int32_t>(id));
+    }
+    void SetConnectivity(std::uint32_t corner, std::uint32_t node) {
+        Count();
+        StoreInt(connectivity_.get(), std::size_t{element_} * kCorners + corner, static_cast<std::int32_t>(node));
+    }
+    void AddSupport() {
+        Count();
+        StoreInt(added_, 2, 1);
+    }
+    void SetEntityId(std::uint32_t index, std::uint32_t id) {
+        Count();
+        StoreInt(entities_.get(), index, static_cast<std::int32_t>(id));
+    }
+
+    std::uint64_t Calls() const { return calls_; }
+    // Reads a few of the stored values, so that the stores are observed.
+    bool Holds() const {
+        const std::uint32_t last = kElements - 1;
+        return nodeIds_[kNodes - 1] == static_cast<std::int32_t>(NodeId(kNodes - 1)) &&
+               connectivity_[std::size_t{last} * kCorners + 7] == static_cast<std::int32_t>(Corner(last, 7)) &&
+               coordinates_[std::size_t{kNodes - 1} * kDimension] == Coordinate(kNodes - 1, 0) &&
+               entities_[kNodes - 1] == static_cast<std::int32_t>(kNodes - 1) && added_[0] == static_cast<std::int32_t>(kNodes);
+    }
+
+private:
+    void Count() { ++calls_; }
+
+    std::unique_ptr<std::int32_t[]> nodeIds_;
+    std::unique_ptr<double[]> coordinates_;
+    std::unique_ptr<std::int32_t[]> elementIds_;
+    std::unique_ptr<std::int32_t[]> types_;
+    std::unique_ptr<std::int32_t[]> connectivity_;
+    std::unique_ptr<std::int32_t[]> entities_;
+    std::int32_t added_[3] = {0, 0, 0};
+    std::uint32_t nodes_ = 0;
+    std::uint32_t node_ = 0;
+    std::uint32_t elements_ = 0;
+    std::uint32_t element_ = 0;
+    std::uint64_t calls_ = 0;
+};
+
+// ---- Files ------------------------------------------------------------------------
+
+void WriteConfiguration(const std::string& path) {
+    RomObject* cfg = nullptr;
+    Must(RomFactoryCreateMeshDataCfg(&cfg), "RomFactoryCreateMeshDataCfg");
+    RomObject* nodes = nullptr;
+    Must(RomMeshDataCfgConfigureNodeData(cfg, &nodes), "RomMeshDataCfgConfigureNodeData");
+    Must(RomNodeDataCfgSetCount(nodes, kNodes), "RomNodeDataCfgSetCount");
+    Must(RomNodeDataCfgSetDimension(nodes, kDimension), "RomNodeDataCfgSetDimension");
+    RomObject* elements = nullptr;
+    Must(RomMeshDataCfgConfigureElementData(cfg, &elements), "RomMeshDataCfgConfigureElementData");
+    RomObject* standard = nullptr;
+    Must(RomElementDataCfgConfigureStdElementData(elements, &standard), "RomElementDataCfgConfigureStdElementData");
+    Must(RomStdElementDataCfgSetCount(standard, kElements), "RomStdElementDataCfgSetCount");
+    Must(RomStdElementDataCfgSetConnectivityTableSize(standard, kElements * kCorners),
+         "RomStdElementDataCfgSetConnectivityTableSize");
+    RomObject* region = nullptr;
+    Must(RomMeshDataCfgAddRegion(cfg, &region), "RomMeshDataCfgAddRegion");
+    Must(RomSetSolverId(region, "strip"), "RomSetSolverId");
+    Must(RomRegionCfgSetCaption(region, "Strip"), "RomRegionCfgSetCaption");
+    RomObject* support = nullptr;
+    Must(RomRegionCfgAddSupport(region, &support), "RomRegionCfgAddSupport");
+    Must(RomSetSolverId(support, kSupport), "RomSetSolverId");
+    Must(RomSupportCfgSetEntityCount(support, kNodes), "RomSupportCfgSetEntityCount");
+    Must(RomSupportCfgSetEntitiesType(support, kNodeEntities), "RomSupportCfgSetEntitiesType");
+    Must(RomMeshDataCfgSetUnit(cfg, "m"), "RomMeshDataCfgSetUnit");
+    Must(RomConfigurationCheck(cfg), "RomConfigurationCheck");
+    Must(RomPersistableSave(cfg, path.c_str()), "RomPersistableSave");
+    Must(RomFactoryRelease(cfg), "RomFactoryRelease");
+}
+
+struct PageFree {
+    void operator()(void* memory) const { std::free(memory); }
+};
+using PageMemory = std::unique_ptr<unsigned char, PageFree>;
+
+PageMemory PageAligned(std::size_t size) {
+    const std::size_t rounded = (size + kPage - 1) / kPage * kPage;
+    auto* memory = static_cast<unsigned char*>(std::aligned_alloc(kPage, rounded == 0 ? kPage : rounded));
+    if (memory == nullptr) Fail("out of memory");
+    return PageMemory(memory);
+}
+
+void WriteRaw(const std::string& path, const unsigned char* data, std::size_t size) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) Fail("cannot open " + path + " for writing");
+    const bool written = std::fwrite(data, 1, size, file) == size;
+    if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
+}
+
+void ReadRaw(const std::string& path, unsigned char* data, std::size_t size) {
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) Fail("cannot open " + path);
+    const bool read = std::fread(data, 1, size, file) == size;
+    std::fclose(file);
+    if (!read) Fail("cannot read " + path);
+}
+
+// ---- Checks of the resumed mesh data ----------------------------------------------
+
+template <class T>
+void Expect(const char* what, std::uint32_t index, T found, T expected) {
+    if (found == expected) return;
+    Fail(std::string("resumed ") + what + " [" + std::to_string(index) + "] is " + std::to_string(found) +
+         ", written " + std::to_string(expected));
+}
+
+void CheckResumed(RomObject* meshData) {
+    RomObject* cfg = nullptr;
+    Must(RomMeshDataGetConfiguration(meshData, &cfg), "RomMeshDataGetConfiguration");
+    RomObject* nodeCfg = nullptr;
+    Must(RomMeshDataCfgGetNodeDataCfg(cfg, &nodeCfg), "RomMeshDataCfgGetNodeDataCfg");
+    std::uint32_t nodeCount = 0;
+    Must(RomNodeDataCfgGetCount(nodeCfg, &nodeCount), "RomNodeDataCfgGetCount");
+    Expect("node count", 0, nodeCount, kNodes);
+
+    RomObject* nodes = nullptr;
+    Must(RomMeshDataGetNodeData(meshData, &nodes), "RomMeshDataGetNodeData");
+    std::int32_t* nodeIds = nullptr;
+    double* coordinates = nullptr;
+    Must(RomNodeDataGetIds(nodes, &nodeIds), "RomNodeDataGetIds");
+    Must(RomNodeDataGetCoordinateTable(nodes, &coordinates), "RomNodeDataGetCoordinateTable");
+
+    RomObject* elementData = nullptr;
+    Must(RomMeshDataGetElementData(meshData, &elementData), "RomMeshDataGetElementData");
+    RomObject* elements = nullptr;
+    Must(RomElementDataGetStdElementData(elementData, &elements), "RomElementDataGetStdElementData");
+    std::int32_t* elementIds = nullptr;
+    std::int32_t* connectivity = nullptr;
+    std::int32_t* types = nullptr;
+    Must(RomStdElementDataGetIds(elements, &elementIds), "RomStdElementDataGetIds");
+    Must(RomStdElementDataGetConnectivityTable(elements, &connectivity), "RomStdElementDataGetConnectivityTable");
+    Must(RomStdElementDataGetTypes(elements, &types), "RomStdElementDataGetTypes");
+
+    RomObject* support = nullptr;
+    Must(RomMeshDataGetSupportData(meshData, kSupport, &support), "RomMeshDataGetSupportData");
+    std::int32_t* entities = nullptr;
+    Must(RomSupportDataGetEntities(support, &entities), "RomSupportDataGetEntities");
+
+    const std::uint32_t nodeSpots[] = {0, 1, 2, 3, 4, 7, 12345, kNodes / 2, kNodes / 2 + 3, 7777777, kNodes - 4,
+                                       kNodes - 1};
+    for (const std::uint32_t n : nodeSpots) {
+        Expect("node id", n, nodeIds[n], static_cast<std::int32_t>(NodeId(n)));
+        for (std::uint32_t axis = 0; axis < kDimension; ++axis)
+            Expect("coordinate", n * kDimension + axis, coordinates[std::size_t{n} * kDimension + axis],
+                   Coordinate(n, axis));
+        Expect("support entity", n, entities[n], static_cast<std::int32_t>(n));
+    }
+    const std::uint32_t elementSpots[] = {0, 1, 2, 999, 123457, kElements / 2, 1999998, kElements - 1};
+    for (const std::uint32_t e : elementSpots) {
+        Expect("element id", e, elementIds[e], static_cast<std::int32_t>(ElementId(e)));
+        Expect("element type", e, types[e], types[0]);
+        for (std::uint32_t corner = 0; corner < kCorners; ++corner)
+            Expect("connectivity", e * kCorners + corner, connectivity[std::size_t{e} * kCorners + corner],
+                   static_cast<std::int32_t>(Corner(e, corner)));
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string dir = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
+    std::filesystem::create_directories(dir);
+    const std::string configurationPath = dir + "/mesh_bench." + RomGetConfigurationFileExtension();
+    const std::string meshPath = dir + "/mesh_bench." + RomGetMeshFileExtension();
+    const std::string rawPath = dir + "/mesh_bench.raw";
+    WriteConfiguration(configurationPath);
+    std::printf("strip of %u Hex8 elements and %u nodes, support \"%s\" over every node\n", kElements, kNodes,
+                kSupport);
+
+    // Build: a fresh mesh each run, taking turns with the reference so that both see
+    // the same load; the median of each. The previous mesh is released outside the timing.
+    std::vector<double> built, stored, initialised, allocated;
+    RomObject* mesh = nullptr;
+    for (int run = 0; run < kBuildRuns; ++run) {
+        if (mesh != nullptr) Must(RomFactoryRelease(mesh), "RomFactoryRelease");
+        std::optional<ExportSink> exports;
+        double init = 0;
+        built.push_back(Time([&] {
+            const auto start = std::chrono::steady_clock::now();
+            exports.emplace(configurationPath);
+            init = Seconds(start);
+            Fill(*exports);
+        }));
+        initialised.push_back(init);
+        if (exports->Calls() != kBuildCalls)
+            Fail("the build made " + std::to_string(exports->Calls()) + " calls, not " + std::to_string(kBuildCalls));
+        mesh = exports->Mesh();
+
+        std::optional<ReferenceSink> reference;
+        double allocation = 0;
+        stored.push_back(Time([&] {
+            const auto start = std::chrono::steady_clock::now();
+            reference.emplace();
+            allocation = Seconds(start);
+            Fill(*reference);
+        }));
+        allocated.push_back(allocation);
+        if (reference->Calls() != kBuildCalls || !reference->Holds()) Fail("the reference build went wrong");
+    }
+    const double build = Median(built);
+    const double store = Median(stored);
+    const double calls = static_cast<double>(kBuildCalls);
+    ReportTarget("build through the exports, median of 5", build, "non-inlined stores, median", store, "");
+    std::printf("  %llu exported calls: %.2f ns per call, reference %.2f ns per store call   target <= 15 ns per call\n",
+                static_cast<unsigned long long>(kBuildCalls), build * 1e9 / calls, store * 1e9 / calls);
+    const double init = Median(initialised);
+    const double allocation = Median(allocated);
+    std::printf("  of which the create and initialise: %.4f s, reference allocation %.4f s (medians); the calls after "
+                "it: %.2f ns per call, reference %.2f ns\n",
+                init, allocation, (build - init) * 1e9 / (calls - 1), (store - allocation) * 1e9 / (calls - 1));
+
+    // Save: both write a new file (the previous one is removed outside the timing). Whichever
+    // goes second in a round runs faster, so the order alternates between rounds.
+    Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave");
+    const std::size_t size = std::filesystem::file_size(meshPath);
+    PageMemory outgoing = PageAligned(size);
+    ReadRaw(meshPath, outgoing.get(), size);
+    double save = std::numeric_limits<double>::max();
+    double write = std::numeric_limits<double>::max();
+    for (int round = 0; round < kFileRounds; ++round) {
+        const auto saveOnce = [&] {
+            std::filesystem::remove(meshPath);
+            save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
+        };
+        const auto writeOnce = [&] {
+            std::filesystem::remove(rawPath);
+            write = std::min(write, Time([&] { WriteRaw(rawPath, outgoing.get(), size); }));
+        };
+        if (round % 2 == 0) {
+            saveOnce();
+            writeOnce();
+        } else {
+            writeOnce();
+            saveOnce();
+        }
+    }
+    outgoing.reset();
+    if (std::filesystem::file_size(meshPath) != size) Fail("the saved mesh changed size between saves");
+    std::printf("mesh_bench.%s: %.1f MB\n", RomGetMeshFileExtension(), static_cast<double>(size) / 1e6);
+    ReportTarget("save (RomPersistableSave), best of 3", save, "fwrite of the bytes, best", write, "target <= 1.25x");
+
+    // Resume into a fresh mesh data each round, beside an fread into fresh memory; the order
+    // alternates as above.
+    RomObject* resumed = nullptr;
+    double resume = std::numeric_limits<double>::max();
+    double read = std::numeric_limits<double>::max();
+    for (int round = 0; round < kFileRounds; ++round) {
+        const auto resumeOnce = [&] {
+            if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+            resumed = nullptr;
+            resume = std::min(resume, Time([&] {
+                                  Must(RomFactoryCreateMeshData(&resumed), "RomFactoryCreateMeshData");
+                                  Must(RomPersistableResume(resumed, meshPath.c_str()), "RomPersistableResume");
+                              }));
+        };
+        const auto readOnce = [&] {
+            PageMemory incoming;
+            read = std::min(read, Time([&] {
+                                incoming = PageAligned(size);
+                                ReadRaw(meshPath, incoming.get(), size);
+                            }));
+        };
+        if (round % 2 == 0) {
+            resumeOnce();
+            readOnce();
+        } else {
+            readOnce();
+            resumeOnce();
+        }
+    }
+    ReportTarget("resume (CreateMeshData + Resume), best of 3", resume, "fread of the bytes, best", read,
+                 "target <= 1.5x");
+
+    CheckResumed(resumed);
+    std::printf("resumed node ids, coordinates, element ids, connectivity and support entities match\n");
+
+    Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+    Must(RomFactoryRelease(mesh), "RomFactoryRelease");
+    std::remove(configurationPath.c_str());
+    std::remove(meshPath.c_str());
+    std::remove(rawPath.c_str());
+    return 0;
+}
