@@ -14,13 +14,14 @@ namespace Tervik::Rom::Common {
 
 namespace {
 
-// The whole content of a file; false when it cannot be opened or read.
+// The whole content of a regular file, at most its size; false when it cannot be
+// opened or read.
 bool ReadWholeFile(const std::string& fileName, std::string& content) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(fileName.c_str(), "rb"), &std::fclose);
+    std::uint64_t size = 0;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenRegularFile(fileName, size), &std::fclose);
     if (file == nullptr) return false;
-    char buffer[1 << 16];
-    std::size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof buffer, file.get())) != 0) content.append(buffer, read);
+    content.resize(static_cast<std::size_t>(size));
+    content.resize(std::fread(content.data(), 1, content.size(), file.get()));
     return std::ferror(file.get()) == 0;
 }
 

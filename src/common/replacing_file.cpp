@@ -26,13 +26,39 @@ std::string ResolveLink(const std::string& target) {
     return error ? target : resolved.string();
 }
 
+// The temporary name beside the target: "." + name + ".tmp-" + 8 random characters,
+// the name shortened so that the whole stays within the system's limit for a name.
+std::string TemporaryName(const std::string& name) {
+    constexpr std::size_t kNameLimit = 255;
+    constexpr std::size_t kAdded = 1 + 5 + 8;
+    const std::string kept = name.size() + kAdded > kNameLimit ? name.substr(0, kNameLimit - kAdded) : name;
+    return "." + kept + ".tmp-" + NewUuid().substr(0, 8);
+}
+
 }  // namespace
+
+std::FILE* OpenRegularFile(const std::string& fileName, std::uint64_t& size) {
+    const int descriptor = ::open(fileName.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) return nullptr;
+    struct stat status {};
+    std::FILE* file = nullptr;
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        const int flags = ::fcntl(descriptor, F_GETFL);
+        if (flags >= 0 && ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0) file = ::fdopen(descriptor, "rb");
+    }
+    if (file == nullptr) {
+        ::close(descriptor);
+        return nullptr;
+    }
+    size = static_cast<std::uint64_t>(status.st_size);
+    return file;
+}
 
 CReplacingFile::CReplacingFile(const std::string& target) : destination_(ResolveLink(target)) {
     const std::filesystem::path path(destination_);
     for (int attempt = 0; attempt < 8 && stream_ == nullptr; ++attempt) {
         std::filesystem::path name = path;
-        name.replace_filename("." + path.filename().string() + ".tmp-" + NewUuid().substr(0, 8));
+        name.replace_filename(TemporaryName(path.filename().string()));
         temporary_ = name.string();
         const int descriptor = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor < 0) {

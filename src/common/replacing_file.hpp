@@ -2,10 +2,16 @@
 #ifndef TERVIK_ROM_SRC_COMMON_REPLACING_FILE_HPP
 #define TERVIK_ROM_SRC_COMMON_REPLACING_FILE_HPP
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
 namespace Tervik::Rom::Common {
+
+// Opens a regular file for reading without ever blocking (a FIFO or a device is
+// refused at once, not waited on); size receives its size. Null when it cannot be
+// opened or is not a regular file.
+std::FILE* OpenRegularFile(const std::string& fileName, std::uint64_t& size);
 
 // A new file written under a temporary name in the target's folder and renamed over
 // the target by Commit, once everything was written, flushed and closed. Until then

@@ -4,7 +4,6 @@
 #include <limits>
 #include <utility>
 
-#include <sys/stat.h>
 
 #include <tervik/rom/common.hpp>
 
@@ -134,15 +133,11 @@ void CSerializationFile::OpenForDeserializing(std::string fileName) {
     if (fileName.empty())
         throw RomException("CSerializationFile cannot be open for deserializing since provided fileName is empty !");
     Close();
-    std::FILE* file = std::fopen(fileName.c_str(), "rb");
-    struct stat status {};
-    if (file != nullptr && (::fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode))) {
-        std::fclose(file);
-        file = nullptr;
-    }
+    std::uint64_t size = 0;
+    std::FILE* file = OpenRegularFile(fileName, size);
     if (file == nullptr) throw RomException("Could not open the file " + fileName + ".");
     file_ = file;
-    adapter_ = std::make_unique<CStreamAdapter>(file_, static_cast<std::uint64_t>(status.st_size));
+    adapter_ = std::make_unique<CStreamAdapter>(file_, size);
     fileName_ = std::move(fileName);
 }
 
