@@ -10,9 +10,13 @@
 
 #include <tervik/rom/common.hpp>
 
+#include "common/fault_injection.hpp"
 #include "common/identifiable.hpp"
 
 namespace Tervik::Rom::Common {
+
+std::atomic<std::uint64_t> FaultInjection::failAt{0};
+std::atomic<std::uint64_t> FaultInjection::counted{0};
 
 namespace {
 
@@ -86,15 +90,15 @@ CReplacingFile::~CReplacingFile() {
 }
 
 void CReplacingFile::Write(const void* data, std::size_t size) {
-    if (size != 0 && std::fwrite(data, 1, size, stream_) != size) ThrowWriteError();
+    if (FaultInjection::Fails() || (size != 0 && std::fwrite(data, 1, size, stream_) != size)) ThrowWriteError();
 }
 
 void CReplacingFile::Commit() {
     if (stream_ == nullptr) ThrowWriteError();
-    bool written = std::fflush(stream_) == 0 && std::ferror(stream_) == 0;
-    written = std::fclose(stream_) == 0 && written;
+    bool written = !FaultInjection::Fails() && std::fflush(stream_) == 0 && std::ferror(stream_) == 0;
+    written = std::fclose(stream_) == 0 && !FaultInjection::Fails() && written;
     stream_ = nullptr;
-    if (written) written = std::rename(temporary_.c_str(), destination_.c_str()) == 0;
+    if (written) written = !FaultInjection::Fails() && std::rename(temporary_.c_str(), destination_.c_str()) == 0;
     if (!written) {
         ::unlink(temporary_.c_str());
         ThrowWriteError();

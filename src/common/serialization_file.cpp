@@ -7,6 +7,7 @@
 
 #include <tervik/rom/common.hpp>
 
+#include "common/fault_injection.hpp"
 #include "common/json.hpp"
 
 // One object is used by one thread at a time, so the stream needs no locking.
@@ -50,13 +51,14 @@ void CStreamAdapter::ReadArray(T* data, std::uint32_t count) {
 template <class T>
 void CStreamAdapter::WriteArray(const T* data, std::uint32_t count) {
     if (data == nullptr && count != 0) throw RomException("Tried to write to an uninitialized file.");
-    if (count != 0 && TERVIK_ROM_FWRITE(data, sizeof(T), count, file_) != count) ThrowWriteError();
+    if (FaultInjection::Fails() || (count != 0 && TERVIK_ROM_FWRITE(data, sizeof(T), count, file_) != count))
+        ThrowWriteError();
     CheckStream();
 }
 
 template <class T>
 void CStreamAdapter::WriteValue(T value) {
-    if (TERVIK_ROM_FWRITE(&value, sizeof(T), 1, file_) != 1) ThrowWriteError();
+    if (FaultInjection::Fails() || TERVIK_ROM_FWRITE(&value, sizeof(T), 1, file_) != 1) ThrowWriteError();
     CheckStream();
 }
 
