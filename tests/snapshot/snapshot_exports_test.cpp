@@ -1,0 +1,443 @@
+// Snapshots as a client sees them: component data, fill checks and snapshot files,
+// through the exported functions (and the factory for C++ clients).
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <tervik/rom/api.hpp>
+#include <tervik/rom/rom.h>
+#include <tervik/rom/snapshot.hpp>
+
+#include "../support/temp_dir.hpp"
+
+namespace {
+
+const std::string kOk = "<success>";
+const std::string kReadError = "System error while trying to read from a file.";
+const std::string kSnapshotUuid = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
+const std::string kDataUuid = "76323E85-420C-430F-A0E2-3C576F16718D";
+
+std::string TextOf(RomExceptionHandle error) {
+    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
+    RomReleaseException(error);
+    return text;
+}
+
+#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
+
+struct Release {
+    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
+};
+using Owned = std::unique_ptr<RomObject, Release>;
+
+Owned Create(RomExceptionHandle (*create)(RomObject**)) {
+    RomObject* object = nullptr;
+    ROM_OK(create(&object));
+    return Owned(object);
+}
+
+template <class T>
+T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
+    T value{};
+    ROM_OK(get(object, &value));
+    return value;
+}
+
+struct SupportPlan { const char* id; std::uint32_t size; };
+struct PairPlan { const char* support; const char* component; };
+
+// Supports and components in the order given, then the associations in the order given.
+Owned Configuration(const std::vector<SupportPlan>& supports, const std::vector<const char*>& components,
+                    const std::vector<PairPlan>& pairs) {
+    Owned cfg = Create(RomFactoryCreateSnapshotCfg);
+    std::map<std::string, RomObject*> byId;
+    const auto add = [&](RomExceptionHandle (*make)(RomObject*, RomObject**), const char* id) {
+        ROM_OK(make(cfg.get(), &byId[id]));
+        ROM_OK(RomSetSolverId(byId[id], id));
+        return byId[id];
+    };
+    for (const SupportPlan& s : supports)
+        ROM_OK(RomSupportCfgSetEntityCount(add(RomSnapshotCfgAddSupport, s.id), s.size));
+    for (const char* id : components) add(RomSnapshotCfgAddComponent, id);
+    for (const PairPlan& p : pairs)
+        ROM_OK(RomSnapshotCfgAddComponentToSupport(cfg.get(), byId[p.component], byId[p.support]));
+    return cfg;
+}
+
+Owned SnapshotOf(RomObject* cfg) {
+    Owned snapshot = Create(RomFactoryCreateSnapshot);
+    ROM_OK(RomSnapshotInitialize(snapshot.get(), cfg));
+    return snapshot;
+}
+
+RomObject* Data(RomObject* snapshot, const char* component, const char* support) {
+    RomObject* data = nullptr;
+    ROM_OK(RomSnapshotGetComponentData(snapshot, component, support, &data));
+    return data;
+}
+
+using Pairs = std::vector<std::pair<std::uint32_t, double>>;
+
+void Fill(RomObject* data, const Pairs& pairs) {
+    for (const auto& [id, value] : pairs) ROM_OK(RomSnapshotComponentDataAddValue(data, id, value));
+}
+
+Pairs Values(RomObject* data) {
+    Pairs pairs(Read(RomSnapshotComponentDataGetExpectedEntityValueCount, data));
+    for (std::uint32_t i = 0; i < pairs.size(); ++i)
+        ROM_OK(RomSnapshotComponentDataGetValue(data, i, &pairs[i].first, &pairs[i].second));
+    return pairs;
+}
+
+Pairs Sorted(Pairs pairs) {
+    std::sort(pairs.begin(), pairs.end());
+    return pairs;
+}
+
+// ---- Snapshot files as bytes ---------------------------------------------------------
+
+// Offsets are those of the type version and of the count, for patching.
+struct Record { std::size_t versionAt, countAt; std::string component, support; Pairs pairs; };
+struct SnapshotFile { std::size_t envelopeAt, envelopeEnd; Json::Value envelope; std::vector<Record> records; };
+
+struct Cursor {
+    template <class T>
+    T Next() {
+        T value{};
+        EXPECT_LE(at + sizeof(T), bytes.size()) << "the file ends too early";
+        if (at + sizeof(T) <= bytes.size()) std::memcpy(&value, bytes.data() + at, sizeof(T));
+        at = std::min(bytes.size(), at + sizeof(T));
+        return value;
+    }
+    std::string Text() {
+        const auto length = static_cast<std::size_t>(Next<std::int32_t>());
+        const std::string text = bytes.substr(at, length);
+        at = std::min(bytes.size(), at + length);
+        return text;
+    }
+    // Null flag, frame version, type, type version and product version; returns where
+    // the type version lies.
+    std::size_t Frame(const std::string& uuid) {
+        EXPECT_EQ(Next<std::uint32_t>(), 0u);
+        EXPECT_EQ(Next<std::int32_t>(), 1);
+        EXPECT_EQ(Text(), uuid);
+        const std::size_t versionAt = at;
+        EXPECT_EQ(Next<std::int32_t>(), 1);
+        EXPECT_EQ(Next<std::int32_t>(), 18);
+        EXPECT_EQ(Next<std::int32_t>(), 2);
+        return versionAt;
+    }
+
+    const std::string& bytes;
+    std::size_t at = 0;
+};
+
+SnapshotFile Parse(const std::string& bytes) {
+    SnapshotFile file{};
+    Cursor cursor{bytes};
+    cursor.Frame(kSnapshotUuid);
+    file.envelopeAt = cursor.at;
+    const std::string text = cursor.Text();
+    file.envelopeEnd = cursor.at;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &file.envelope, nullptr));
+    while (cursor.at < bytes.size()) {
+        Record record{cursor.Frame(kDataUuid), 0, cursor.Text(), cursor.Text(), {}};
+        record.countAt = cursor.at;
+        record.pairs.resize(std::min<std::size_t>(cursor.Next<std::uint32_t>(), bytes.size()));
+        for (auto& pair : record.pairs) pair.first = cursor.Next<std::uint32_t>();
+        for (auto& pair : record.pairs) pair.second = cursor.Next<double>();
+        file.records.push_back(std::move(record));
+    }
+    return file;
+}
+
+void Patch(std::string& bytes, std::size_t at, std::uint32_t value) { std::memcpy(&bytes[at], &value, sizeof value); }
+
+bool Ascending(const Pairs& pairs) {
+    return std::is_sorted(pairs.begin(), pairs.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+}
+
+// ---- Component data and fill state ------------------------------------------------------
+
+// Saves that fail must leave nothing in the folder.
+class SnapshotExports : public TempDirTest {};
+
+TEST_F(SnapshotExports, ComponentDataFollowSupportsThenTheirLists) {
+    // C1 is shared by S1 and S2; S3 has no list; associations are made out of support order.
+    Owned cfg = Configuration({{"S1", 2}, {"S2", 3}, {"S3", 1}}, {"C1", "C2", "C3"},
+                              {{"S2", "C1"}, {"S1", "C3"}, {"S1", "C1"}, {"S2", "C2"}});
+    Owned snapshot = SnapshotOf(cfg.get());
+    RomObject* onS1 = Data(snapshot.get(), "C1", "S1");
+    RomObject* onS2 = Data(snapshot.get(), "C1", "S2");
+    ASSERT_NE(onS1, onS2);
+    EXPECT_STREQ(Read(RomSnapshotComponentDataGetComponentId, onS2), "C1");
+    EXPECT_STREQ(Read(RomSnapshotComponentDataGetSupportId, onS2), "S2");
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetExpectedEntityValueCount, onS1), 2u);
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetExpectedEntityValueCount, onS2), 3u);
+
+    RomObject* data = nullptr;
+    EXPECT_EQ(TextOf(RomSnapshotGetComponentData(snapshot.get(), "C1", "S3", &data)),
+              "Tried to retrieve the snapshot data for the component C1 on the support S3but this "
+              "component/support pair is unknown according to this configuration.");
+    EXPECT_EQ(data, nullptr);
+
+    // The fill report walks the component data in order and lists only the unfilled ones.
+    Fill(onS2, {{4, 1.0}});
+    Fill(Data(snapshot.get(), "C3", "S1"), {{0, 1.0}, {1, 2.0}});
+    EXPECT_EQ(TextOf(RomPersistableSave(snapshot.get(), Path("unfilled.romsnp").c_str())),
+              "The following snapshot component data are not filled:\n"
+              "The component C1 on the support S1 contains 0 entity values but expect 2 entity values.\n"
+              "The component C1 on the support S2 contains 1 entity values but expect 3 entity values.\n"
+              "The component C2 on the support S2 contains 0 entity values but expect 3 entity values.\n");
+    EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(SnapshotExports, AddAndGetValues) {
+    Owned snapshot = Create(RomFactoryCreateSnapshot);
+    EXPECT_EQ(Read(RomSnapshotIsInitialized, snapshot.get()), 0u);
+    EXPECT_EQ(Read(RomSnapshotIsFilled, snapshot.get()), 0u);
+    EXPECT_EQ(Read(RomSnapshotGetConfiguration, snapshot.get()), nullptr);
+    EXPECT_EQ(TextOf(RomPersistableSave(snapshot.get(), Path("fresh.romsnp").c_str())),
+              "Impossible to save the snapshot. It is unitialized.");
+    EXPECT_TRUE(Files().empty());
+
+    Owned cfg = Configuration({{"S0", 0}, {"S1", 3}}, {"C1"}, {{"S0", "C1"}, {"S1", "C1"}});
+    ROM_OK(RomSnapshotInitialize(snapshot.get(), cfg.get()));
+    EXPECT_EQ(Read(RomSnapshotIsInitialized, snapshot.get()), 1u);
+    EXPECT_EQ(Read(RomSnapshotIsFilled, snapshot.get()), 0u);
+
+    RomObject* empty = Data(snapshot.get(), "C1", "S0");
+    EXPECT_EQ(TextOf(RomSnapshotComponentDataAddValue(empty, 5, 1.0)),
+              "Impossible to add the value for the entity 5. The component C1 on the support S0 is already full.");
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetAssignedEntityValueCount, empty), 0u);
+
+    // Slots past the assigned count read as zeros; past the expected count they fail.
+    RomObject* data = Data(snapshot.get(), "C1", "S1");
+    Fill(data, {{7, 2.5}});
+    EXPECT_EQ(Values(data), (Pairs{{7, 2.5}, {0, 0.0}, {0, 0.0}}));
+    std::uint32_t id = 0;
+    double value = 0;
+    EXPECT_EQ(TextOf(RomSnapshotComponentDataGetValue(data, 3, &id, &value)),
+              "Tried to access an out of bound value when retrieving a value from a snapshot.");
+
+    Fill(data, {{3, -1.0}, {1, 4.0}});
+    EXPECT_EQ(TextOf(RomSnapshotComponentDataAddValue(data, 4000000000u, 1.0)),
+              "Impossible to add the value for the entity 4000000000. The component C1 on the support S1 is "
+              "already full.");
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetAssignedEntityValueCount, data), 3u);
+    EXPECT_EQ(Read(RomSnapshotIsFilled, snapshot.get()), 1u);
+    const std::uint32_t* ids = Read(RomSnapshotComponentDataGetIdArray, data);
+    const double* values = Read(RomSnapshotComponentDataGetValueArray, data);
+    EXPECT_EQ(std::vector<std::uint32_t>(ids, ids + 3), (std::vector<std::uint32_t>{7, 3, 1}));
+    EXPECT_EQ(std::vector<double>(values, values + 3), (std::vector<double>{2.5, -1.0, 4.0}));
+
+    // Initialising again discards the values; a configuration without pairs is filled at once.
+    ROM_OK(RomSnapshotInitialize(snapshot.get(), cfg.get()));
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetAssignedEntityValueCount, Data(snapshot.get(), "C1", "S1")), 0u);
+    Owned none = Configuration({{"S1", 3}}, {"C1"}, {});
+    ROM_OK(RomSnapshotInitialize(snapshot.get(), none.get()));
+    EXPECT_EQ(Read(RomSnapshotIsFilled, snapshot.get()), 1u);
+}
+
+// ---- Snapshot files ---------------------------------------------------------------------
+
+class SnapshotFiles : public TempDirTest {
+protected:
+    // A filled snapshot saved to path, built from the configuration and pair values given.
+    void SaveFilled(RomObject* cfg, const std::map<std::pair<std::string, std::string>, Pairs>& fill,
+                    const std::string& path) {
+        Owned snapshot = SnapshotOf(cfg);
+        for (const auto& [pair, values] : fill)
+            Fill(Data(snapshot.get(), pair.first.c_str(), pair.second.c_str()), values);
+        ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
+    }
+    std::string Resume(RomObject* snapshot, const std::string& path) {
+        return TextOf(RomPersistableResume(snapshot, path.c_str()));
+    }
+};
+
+TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
+    const std::vector<std::vector<std::uint32_t>> cases = {
+        {9, 7, 7, 3, 9, 1},                                      // descending with equal ids
+        {0xFFFFFFFFu, 0x80000000u, 2048, 2047, 0, 4194304},     // every digit of the id
+        {3u << 22, 1u << 22, 2u << 22, 1u << 22},               // only the high digit differs
+    };
+    for (const auto& ids : cases) {
+        Pairs added;
+        for (std::size_t i = 0; i < ids.size(); ++i) added.push_back({ids[i], 0.25 * static_cast<double>(i + 1)});
+        const auto count = static_cast<std::uint32_t>(ids.size());
+        Owned cfg = Configuration({{"S1", count}}, {"C1"}, {{"S1", "C1"}});
+        const std::string path = Path("sorted.romsnp");
+        SaveFilled(cfg.get(), {{{"C1", "S1"}, added}}, path);
+
+        const SnapshotFile file = Parse(ReadBytes(path));
+        ASSERT_EQ(file.records.size(), 1u);
+        EXPECT_EQ(file.envelope["version"].asInt(), 1);
+        EXPECT_EQ(file.envelope["data"]["supports"][0]["solverId"].asString(), "S1");
+        EXPECT_TRUE(Ascending(file.records[0].pairs)) << ids[0];
+        EXPECT_EQ(Sorted(file.records[0].pairs), Sorted(added)) << ids[0];
+
+        Owned resumed = Create(RomFactoryCreateSnapshot);
+        ASSERT_EQ(Resume(resumed.get(), path), kOk);
+        EXPECT_EQ(Read(RomSnapshotIsFilled, resumed.get()), 1u);
+        EXPECT_EQ(Values(Data(resumed.get(), "C1", "S1")), file.records[0].pairs);
+    }
+}
+
+TEST_F(SnapshotFiles, ComponentsOfOneSupportSortedInTheirOwnOrders) {
+    // A and C share an order; B, between them, has the same ids in another order; T has the
+    // same count and ids as S on another support.
+    Owned cfg = Configuration({{"S", 5}, {"T", 5}}, {"A", "B", "C"},
+                              {{"S", "A"}, {"S", "B"}, {"S", "C"}, {"T", "A"}});
+    const std::vector<std::uint32_t> first = {40, 10, 30, 0, 20};
+    const std::vector<std::uint32_t> second = {20, 40, 0, 10, 30};
+    const auto pairs = [](std::vector<std::uint32_t> ids, double base) {
+        Pairs result;
+        for (std::uint32_t id : ids) result.push_back({id, base + id});
+        return result;
+    };
+    const std::string path = Path("components.romsnp");
+    SaveFilled(cfg.get(),
+               {{{"A", "S"}, pairs(first, 100)}, {{"B", "S"}, pairs(second, 200)},
+                {{"C", "S"}, pairs(first, 300)}, {{"A", "T"}, pairs(second, 400)}},
+               path);
+
+    const SnapshotFile file = Parse(ReadBytes(path));
+    const std::vector<std::string> expected = {"A on S", "B on S", "C on S", "A on T"};
+    ASSERT_EQ(file.records.size(), expected.size());
+    for (std::size_t r = 0; r < expected.size(); ++r) {
+        EXPECT_EQ(file.records[r].component + " on " + file.records[r].support, expected[r]);
+        EXPECT_EQ(file.records[r].pairs, pairs({0, 10, 20, 30, 40}, 100.0 * static_cast<double>(r + 1))) << r;
+    }
+}
+
+TEST_F(SnapshotFiles, EmptyComponentDataWrittenAsTwoStringsAndAZeroCount) {
+    Owned cfg = Configuration({{"S0", 0}, {"S1", 1}}, {"C1"}, {{"S0", "C1"}, {"S1", "C1"}});
+    const std::string path = Path("empty.romsnp");
+    SaveFilled(cfg.get(), {{{"C1", "S1"}, {{3, 1.5}}}}, path);
+
+    const SnapshotFile file = Parse(ReadBytes(path));
+    ASSERT_EQ(file.records.size(), 2u);
+    EXPECT_EQ(file.records[0].support, "S0");
+    EXPECT_TRUE(file.records[0].pairs.empty());
+    EXPECT_EQ(file.records[1].pairs, (Pairs{{3, 1.5}}));
+
+    Owned resumed = Create(RomFactoryCreateSnapshot);
+    ASSERT_EQ(Resume(resumed.get(), path), kOk);
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetExpectedEntityValueCount, Data(resumed.get(), "C1", "S0")), 0u);
+    EXPECT_EQ(Values(Data(resumed.get(), "C1", "S1")), (Pairs{{3, 1.5}}));
+}
+
+TEST_F(SnapshotFiles, ResumeTakesTheFilesConfiguration) {
+    Owned saved = Configuration({{"S1", 2}}, {"C1", "C2"}, {{"S1", "C1"}, {"S1", "C2"}});
+    const std::string path = Path("replace.romsnp");
+    SaveFilled(saved.get(), {{{"C1", "S1"}, {{1, 1.0}, {0, 0.5}}}, {{"C2", "S1"}, {{0, 2.0}, {1, 3.0}}}}, path);
+
+    Owned other = Configuration({{"S9", 4}}, {"C9"}, {{"S9", "C9"}});
+    Owned snapshot = SnapshotOf(other.get());
+    ASSERT_EQ(Resume(snapshot.get(), path), kOk);
+    RomObject* data = nullptr;
+    EXPECT_NE(TextOf(RomSnapshotGetComponentData(snapshot.get(), "C9", "S9", &data)), kOk);
+    EXPECT_EQ(Values(Data(snapshot.get(), "C1", "S1")), (Pairs{{0, 0.5}, {1, 1.0}}));
+    EXPECT_EQ(Values(Data(snapshot.get(), "C2", "S1")), (Pairs{{0, 2.0}, {1, 3.0}}));
+    RomObject* supports = Read(RomSnapshotCfgGetSupportCfgs, Read(RomSnapshotGetConfiguration, snapshot.get()));
+    ASSERT_EQ(Read(RomContainerGetCount, supports), 1u);
+    RomObject* support = nullptr;
+    ROM_OK(RomContainerGetObject(supports, 0, &support));
+    EXPECT_STREQ(RomGetSolverId(support), "S1");
+
+    // Records take their ids from the file, whatever its configuration says: C2 renamed C3
+    // is found under its new name; renamed C1, the pair C1/S1 is held twice and found first.
+    const std::string bytes = ReadBytes(path);
+    const std::size_t second = Parse(bytes).records[1].versionAt + 12 + 4 + 1;  // "C2"[1] after the header
+    const std::vector<std::pair<std::string, Pairs>> renames = {{"C3", {{0, 2.0}, {1, 3.0}}},
+                                                                 {"C1", {{0, 0.5}, {1, 1.0}}}};
+    for (const auto& [renamed, found] : renames) {
+        std::string patched = bytes;
+        patched[second] = renamed[1];
+        WriteBytes(path, patched);
+        ASSERT_EQ(Resume(snapshot.get(), path), kOk);
+        EXPECT_EQ(Values(Data(snapshot.get(), "C1", "S1")), (Pairs{{0, 0.5}, {1, 1.0}}));
+        EXPECT_EQ(Values(Data(snapshot.get(), renamed.c_str(), "S1")), found);
+        EXPECT_NE(TextOf(RomSnapshotGetComponentData(snapshot.get(), "C2", "S1", &data)), kOk);
+    }
+}
+
+TEST_F(SnapshotFiles, DamagedFilesRefused) {
+    Owned cfg = Configuration({{"S1", 2}}, {"C1"}, {{"S1", "C1"}});
+    const std::string path = Path("good.romsnp");
+    SaveFilled(cfg.get(), {{{"C1", "S1"}, {{0, 1.0}, {1, 2.0}}}}, path);
+    const std::string good = ReadBytes(path);
+    const SnapshotFile file = Parse(good);
+    ASSERT_EQ(file.records.size(), 1u);
+
+    // The envelope announcing a support far larger than the file.
+    Json::Value envelope = file.envelope;
+    envelope["data"]["supports"][0]["size"] = 1500000000u;
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    const std::string text = Json::writeString(writer, envelope);
+    std::string large = good.substr(0, file.envelopeAt) + std::string(4, '\0') + text + good.substr(file.envelopeEnd);
+    Patch(large, file.envelopeAt, static_cast<std::uint32_t>(text.size()));
+
+    // at 0: the bytes as they are. A refusal before the configuration leaves the snapshot as it was.
+    struct Case { const char* name; std::size_t at; std::uint32_t value; std::string bytes, message; bool before; };
+    const std::vector<Case> cases = {
+        {"snapshot version", file.envelopeAt - 12, 2, good,  // type version, major, minor, envelope
+         "The snapshot has been saved using the unsupported version 2. (Current supported version: 1)", true},
+        {"component data version", file.records[0].versionAt, 2, good,
+         "The snapshot component data has been saved using the unsupported version 2. (Current supported "
+         "version: 1)", false},
+        {"component data count", file.records[0].countAt, 1500000000u, good, kReadError, false},
+        {"support size", 0, 0, large, kReadError, true},
+    };
+    for (const Case& c : cases) {
+        std::string bytes = c.bytes;
+        if (c.at != 0) Patch(bytes, c.at, c.value);
+        const std::string damaged = Path("damaged.romsnp");
+        WriteBytes(damaged, bytes);
+        Owned snapshot = Create(RomFactoryCreateSnapshot);
+        EXPECT_EQ(Resume(snapshot.get(), damaged), c.message) << c.name;
+        if (c.before) {
+            EXPECT_EQ(Read(RomSnapshotIsInitialized, snapshot.get()), 0u) << c.name;
+        }
+    }
+}
+
+TEST_F(SnapshotFiles, CreatedFromAConfigurationFile) {
+    Owned cfg = Configuration({{"S1", 3}, {"S2", 1}}, {"C1"}, {{"S1", "C1"}, {"S2", "C1"}});
+    const std::string cfgPath = Path("snapshot.romcfg");
+    ROM_OK(RomPersistableSave(cfg.get(), cfgPath.c_str()));
+    RomObject* handle = nullptr;
+    ROM_OK(RomFactoryCreateAndInitSnapshot(&handle, cfgPath.c_str()));
+
+    // Pairs are sorted on disk unless the snapshot was made to keep the insertion order.
+    const Pairs added = {{30, 3.0}, {10, 1.0}, {20, 2.0}};
+    std::vector<std::pair<Owned, Pairs>> made;
+    made.emplace_back(Owned(handle), Sorted(added));
+    made.emplace_back(Owned(GetFactory().CreateAndInitSnapshot(cfgPath, false)), Sorted(added));
+    made.emplace_back(Owned(GetFactory().CreateAndInitSnapshot(cfgPath, true)), added);
+    for (std::size_t i = 0; i < made.size(); ++i) {
+        RomObject* snapshot = made[i].first.get();
+        EXPECT_EQ(Read(RomSnapshotIsInitialized, snapshot), 1u);
+        Fill(Data(snapshot, "C1", "S1"), added);
+        Fill(Data(snapshot, "C1", "S2"), {{5, 5.0}});
+        const std::string path = Path("created.romsnp");
+        ROM_OK(RomPersistableSave(snapshot, path.c_str()));
+        const SnapshotFile file = Parse(ReadBytes(path));
+        ASSERT_EQ(file.records.size(), 2u);
+        EXPECT_EQ(file.records[0].pairs, made[i].second) << i;
+        EXPECT_EQ(file.records[1].pairs, (Pairs{{5, 5.0}})) << i;
+    }
+}
+
+}  // namespace
