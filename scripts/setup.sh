@@ -2,7 +2,7 @@
 # Installs what the build needs from Debian's packages, when it is missing.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev)
+packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev pkgconf gfortran python3)
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then

@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# Installs the library into a fresh prefix and builds tests/package against it twice,
+# through its CMake package and through pkg-config, then runs what was built. Uses the
+# build tree build/ (or $TERVIKROM_BUILD_DIR); exits non-zero at the first failure.
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+build="${TERVIKROM_BUILD_DIR:-$root/build}"
+"$root/scripts/configure.sh"
+# Everything, since the installation takes generated files beside the library.
+cmake --build "$build" -j "${CMAKE_BUILD_PARALLEL_LEVEL:-2}"
+
+work="$(mktemp -d "${TMPDIR:-/tmp}/tervikrom-package.XXXXXX")"
+trap 'rm -rf "$work"' EXIT
+prefix="$work/prefix"
+cmake --install "$build" --prefix "$prefix" >/dev/null
+
+fail() { echo "package test: $*" >&2; exit 1; }
+# Runs a consumer after checking that it loads the library of the fresh prefix.
+run() {
+  local loaded
+  loaded="$(ldd "$1" | awk '$1 == "libtervikrom.so.18" { print $3 }')"
+  [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$(realpath "$libdir/libtervikrom.so.18")" ] ||
+    fail "$1 does not load the installed library (${loaded:-none})"
+  "$1"
+}
+pc="$(find "$prefix" -name tervikrom.pc)"
+[ -n "$pc" ] || fail "no tervikrom.pc installed"
+libdir="$(dirname "$(dirname "$pc")")"
+[ -L "$libdir/libtervikrom.so" ] && [ -L "$libdir/libtervikrom.so.18" ] || fail "soname links missing in $libdir"
+[ -f "$libdir/cmake/TervikRom/TervikRomConfigVersion.cmake" ] || fail "no CMake package version file"
+# The library's own dependencies must not reach its clients.
+! grep -qi jsoncpp "$pc" "$libdir"/cmake/TervikRom/*.cmake || fail "jsoncpp leaks into the installed package"
+
+# Through the CMake package. The imported target's location gives the programs their rpath.
+cmake -S "$root/tests/package" -B "$work/cmake-build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/cmake-build" -j 1
+run "$work/cmake-build/consumer"
+run "$work/cmake-build/consumer_cpp"
+
+# Through pkg-config, with the library folder it reports as rpath.
+PKG_CONFIG_PATH="$(dirname "$pc")"
+export PKG_CONFIG_PATH
+pkglibdir="$(pkg-config --variable=libdir tervikrom)"
+# shellcheck disable=SC2046
+cc -std=c99 -Wall -Wextra -pedantic -Werror -o "$work/consumer-pc" "$root/tests/package/consumer.c" \
+  $(pkg-config --cflags --libs tervikrom) -Wl,-rpath,"$pkglibdir"
+run "$work/consumer-pc"
+echo "package test: installed into a fresh prefix, found by CMake and by pkg-config"
