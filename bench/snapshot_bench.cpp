@@ -1,0 +1,399 @@
+// A snapshot through the exported functions, as a solver fills it: one support of
+// 5,000,000 entities with two components on it, every (entity id, value) pair added one
+// call at a time, then the snapshot saved to a snapshot file and resumed into a new
+// snapshot. Three cases:
+// - shuffled: both components filled in one fixed-seed permutation of the ids, so the
+//   save sorts the pairs once for both;
+// - ascending: the ids already in order, so the save writes the pairs as they are;
+// - two orders: each component filled in its own permutation, so the save sorts twice
+//   (for information; no target).
+// Each figure is printed beside a reference from the same run:
+// - the fill beside as many calls to a function that is not inlined and stores one pair
+//   into tables of the same sizes allocated the same way;
+// - the save beside an fwrite of as many bytes from page-aligned memory into a new file
+//   in the same folder;
+// - the resume beside an fread of the same file into new page-aligned memory.
+// The page cache cannot be dropped here, so every file is read warm, after being written.
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <tervik/rom/rom.h>
+
+#if defined(__clang__)
+#define SNAPSHOT_BENCH_OPAQUE __attribute__((noinline))
+#else
+#define SNAPSHOT_BENCH_OPAQUE __attribute__((noipa))
+#endif
+
+namespace {
+
+constexpr std::uint32_t kEntities = 5000000;
+constexpr std::uint32_t kComponents = 2;
+constexpr const char* kSupport = "all";
+constexpr const char* kComponentIds[kComponents] = {"pressure", "temperature"};
+constexpr int kRounds = 3;
+constexpr std::size_t kPage = 4096;
+constexpr std::uint64_t kCalls = std::uint64_t{kEntities} * kComponents;
+
+[[noreturn]] void Fail(const std::string& text) {
+    std::fprintf(stderr, "%s\n", text.c_str());
+    std::exit(1);
+}
+
+[[noreturn]] __attribute__((noinline, cold)) void Failed(RomExceptionHandle error, const char* what) {
+    std::fprintf(stderr, "%s failed: %s\n", what, RomGetExceptionDescription(error));
+    RomReleaseException(error);
+    std::exit(1);
+}
+
+// Ends the program on an exception handle, printing its text.
+inline void Must(RomExceptionHandle error, const char* what) {
+    if (__builtin_expect(error != nullptr, 0)) Failed(error, what);
+}
+
+template <class Action>
+double Time(Action&& action) {
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void ReportTarget(const char* what, double seconds, const char* reference, double referenceSeconds,
+                  const char* target) {
+    std::printf("%-44s %9.4f s   %-28s %9.4f s   ratio %5.2f   %s\n", what, seconds, reference, referenceSeconds,
+                seconds / referenceSeconds, target);
+}
+
+// The value of a component at an entity: distinct for every pair, exact in a double.
+double Value(std::uint32_t component, std::uint32_t id) {
+    return static_cast<double>(id) * 0.5 + static_cast<double>(component) * 1e7 + 0.25;
+}
+
+// A permutation of 0..count-1 from a fixed seed (Fisher-Yates over a splitmix64 stream),
+// the same on every platform.
+std::vector<std::uint32_t> Permutation(std::uint32_t count, std::uint64_t seed) {
+    std::vector<std::uint32_t> order(count);
+    for (std::uint32_t i = 0; i < count; ++i) order[i] = i;
+    std::uint64_t state = seed;
+    const auto next = [&state] {
+        std::uint64_t z = (state += 0x9e3779b97f4a7c15ull);
+        z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ull;
+        z = (z ^ (z >> 27)) * 0x94d049bb133111ebull;
+        return z ^ (z >> 31);
+    };
+    for (std::uint32_t i = count - 1; i > 0; --i) {
+        const auto j = static_cast<std::uint32_t>(next() % (std::uint64_t{i} + 1));
+        std::swap(order[i], order[j]);
+    }
+    return order;
+}
+
+// ---- The fill -----------------------------------------------------------------------
+// Entity k of the solver's loop gives its value of each component in turn; component c
+// takes its ids from orders[c][k].
+
+struct Orders {
+    const std::uint32_t* of[kComponents];
+};
+
+// The fill through the exports, every call checked.
+void FillExports(RomObject* const (&data)[kComponents], const Orders& orders) {
+    for (std::uint32_t k = 0; k < kEntities; ++k)
+        for (std::uint32_t c = 0; c < kComponents; ++c) {
+            const std::uint32_t id = orders.of[c][k];
+            Must(RomSnapshotComponentDataAddValue(data[c], id, Value(c, id)), "RomSnapshotComponentDataAddValue");
+        }
+}
+
+// The reference: a call that stores one pair, kept out of line and out of the caller's view.
+SNAPSHOT_BENCH_OPAQUE void StorePair(std::uint32_t* ids, double* values, std::size_t index, std::uint32_t id,
+                                     double value) {
+    ids[index] = id;
+    values[index] = value;
+}
+
+// The pairs of one component, zero-filled on allocation as the library's are.
+struct ReferenceTables {
+    std::unique_ptr<std::uint32_t[]> ids{new std::uint32_t[kEntities]()};
+    std::unique_ptr<double[]> values{new double[kEntities]()};
+};
+
+void FillReference(ReferenceTables* tables, const Orders& orders) {
+    for (std::uint32_t k = 0; k < kEntities; ++k)
+        for (std::uint32_t c = 0; c < kComponents; ++c) {
+            const std::uint32_t id = orders.of[c][k];
+            StorePair(tables[c].ids.get(), tables[c].values.get(), k, id, Value(c, id));
+        }
+}
+
+// ---- Files --------------------------------------------------------------------------
+
+void WriteConfiguration(const std::string& path) {
+    RomObject* cfg = nullptr;
+    Must(RomFactoryCreateSnapshotCfg(&cfg), "RomFactoryCreateSnapshotCfg");
+    RomObject* support = nullptr;
+    Must(RomSnapshotCfgAddSupport(cfg, &support), "RomSnapshotCfgAddSupport");
+    Must(RomSetSolverId(support, kSupport), "RomSetSolverId");
+    Must(RomSupportCfgSetEntityCount(support, kEntities), "RomSupportCfgSetEntityCount");
+    for (const char* id : kComponentIds) {
+        RomObject* component = nullptr;
+        Must(RomSnapshotCfgAddComponent(cfg, &component), "RomSnapshotCfgAddComponent");
+        Must(RomSetSolverId(component, id), "RomSetSolverId");
+        Must(RomSnapshotCfgAddComponentToSupport(cfg, component, support), "RomSnapshotCfgAddComponentToSupport");
+    }
+    Must(RomConfigurationCheck(cfg), "RomConfigurationCheck");
+    Must(RomPersistableSave(cfg, path.c_str()), "RomPersistableSave");
+    Must(RomFactoryRelease(cfg), "RomFactoryRelease");
+}
+
+struct PageFree {
+    void operator()(void* memory) const { std::free(memory); }
+};
+using PageMemory = std::unique_ptr<unsigned char, PageFree>;
+
+PageMemory PageAligned(std::size_t size) {
+    const std::size_t rounded = (size + kPage - 1) / kPage * kPage;
+    auto* memory = static_cast<unsigned char*>(std::aligned_alloc(kPage, rounded == 0 ? kPage : rounded));
+    if (memory == nullptr) Fail("out of memory");
+    return PageMemory(memory);
+}
+
+void WriteRaw(const std::string& path, const unsigned char* data, std::size_t size) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) Fail("cannot open " + path + " for writing");
+    const bool written = std::fwrite(data, 1, size, file) == size;
+    if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
+}
+
+void ReadRaw(const std::string& path, unsigned char* data, std::size_t size) {
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) Fail("cannot open " + path);
+    const bool read = std::fread(data, 1, size, file) == size;
+    std::fclose(file);
+    if (!read) Fail("cannot read " + path);
+}
+
+// ---- Checks -------------------------------------------------------------------------
+
+void ComponentData(RomObject* snapshot, RomObject* (&data)[kComponents]) {
+    for (std::uint32_t c = 0; c < kComponents; ++c)
+        Must(RomSnapshotGetComponentData(snapshot, kComponentIds[c], kSupport, &data[c]),
+             "RomSnapshotGetComponentData");
+}
+
+void Expect(const std::string& what, std::uint64_t found, std::uint64_t expected) {
+    if (found != expected)
+        Fail(what + " is " + std::to_string(found) + ", expected " + std::to_string(expected));
+}
+
+// The resumed pairs: every id in ascending order, and the right values at spots.
+void CheckResumed(RomObject* snapshot) {
+    std::uint32_t filled = 0;
+    Must(RomSnapshotIsFilled(snapshot, &filled), "RomSnapshotIsFilled");
+    Expect("resumed snapshot filled flag", filled, 1);
+    RomObject* data[kComponents] = {};
+    ComponentData(snapshot, data);
+    const std::uint32_t spots[] = {0, 1, 2, 3, 7, 12345, 999999, kEntities / 2, kEntities / 2 + 1, 3141592,
+                                   kEntities - 2, kEntities - 1};
+    for (std::uint32_t c = 0; c < kComponents; ++c) {
+        const std::string name = std::string("resumed ") + kComponentIds[c];
+        std::uint32_t count = 0;
+        Must(RomSnapshotComponentDataGetAssignedEntityValueCount(data[c], &count),
+             "RomSnapshotComponentDataGetAssignedEntityValueCount");
+        Expect(name + " assigned count", count, kEntities);
+        std::uint32_t* ids = nullptr;
+        double* values = nullptr;
+        Must(RomSnapshotComponentDataGetIdArray(data[c], &ids), "RomSnapshotComponentDataGetIdArray");
+        Must(RomSnapshotComponentDataGetValueArray(data[c], &values), "RomSnapshotComponentDataGetValueArray");
+        for (std::uint32_t i = 1; i < kEntities; ++i)
+            if (ids[i] <= ids[i - 1])
+                Fail(name + " ids are not ascending at " + std::to_string(i) + ": " + std::to_string(ids[i - 1]) +
+                     " then " + std::to_string(ids[i]));
+        for (const std::uint32_t i : spots) {
+            Expect(name + " id [" + std::to_string(i) + "]", ids[i], i);
+            if (values[i] != Value(c, i))
+                Fail(name + " value [" + std::to_string(i) + "] is " + std::to_string(values[i]) + ", written " +
+                     std::to_string(Value(c, i)));
+            std::uint32_t id = 0;
+            double value = 0;
+            Must(RomSnapshotComponentDataGetValue(data[c], i, &id, &value), "RomSnapshotComponentDataGetValue");
+            Expect(name + " GetValue id [" + std::to_string(i) + "]", id, i);
+            if (value != Value(c, i)) Fail(name + " GetValue value [" + std::to_string(i) + "] differs");
+        }
+    }
+}
+
+// ---- One case -----------------------------------------------------------------------
+
+struct Targets {
+    const char* call;
+    const char* save;
+    const char* resume;
+};
+
+struct Paths {
+    std::string configuration;
+    std::string snapshot;
+    std::string raw;
+};
+
+void RunCase(const char* title, const Orders& orders, const Targets& targets, const Paths& paths) {
+    std::printf("\n== %s\n", title);
+
+    // Fill: a fresh snapshot each round, taking turns with the reference (the order
+    // alternates, as the second of a round tends to run faster); best of each. The create
+    // and initialise is timed apart from the calls; the previous snapshot is released
+    // outside the timing.
+    RomObject* snapshot = nullptr;
+    double fill = std::numeric_limits<double>::max();
+    double store = std::numeric_limits<double>::max();
+    double init = std::numeric_limits<double>::max();
+    double allocation = std::numeric_limits<double>::max();
+    for (int round = 0; round < kRounds; ++round) {
+        const auto fillOnce = [&] {
+            if (snapshot != nullptr) Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
+            snapshot = nullptr;
+            init = std::min(init, Time([&] {
+                                Must(RomFactoryCreateAndInitSnapshot(&snapshot, paths.configuration.c_str()),
+                                     "RomFactoryCreateAndInitSnapshot");
+                            }));
+            RomObject* data[kComponents] = {};
+            ComponentData(snapshot, data);
+            fill = std::min(fill, Time([&] { FillExports(data, orders); }));
+        };
+        const auto storeOnce = [&] {
+            std::unique_ptr<ReferenceTables[]> tables;
+            allocation = std::min(allocation, Time([&] { tables.reset(new ReferenceTables[kComponents]); }));
+            ReferenceTables* all = tables.get();
+            store = std::min(store, Time([&] { FillReference(all, orders); }));
+            for (std::uint32_t c = 0; c < kComponents; ++c) {
+                const std::uint32_t id = orders.of[c][kEntities - 1];
+                if (all[c].ids[kEntities - 1] != id || all[c].values[kEntities - 1] != Value(c, id))
+                    Fail("the reference fill went wrong");
+            }
+        };
+        if (round % 2 == 0) {
+            fillOnce();
+            storeOnce();
+        } else {
+            storeOnce();
+            fillOnce();
+        }
+    }
+    std::uint32_t filled = 0;
+    Must(RomSnapshotIsFilled(snapshot, &filled), "RomSnapshotIsFilled");
+    Expect("filled flag after the fill", filled, 1);
+    const double calls = static_cast<double>(kCalls);
+    ReportTarget("fill (AddValue x 10M), best of 3", fill, "non-inlined pair stores, best", store, "");
+    std::printf("  %llu AddValue calls: %.2f ns per call, reference %.2f ns per store call   %s\n",
+                static_cast<unsigned long long>(kCalls), fill * 1e9 / calls, store * 1e9 / calls, targets.call);
+    std::printf("  the create and initialise apart: %.4f s, reference allocation %.4f s (best of 3)\n", init,
+                allocation);
+
+    // Save: both write a new file (the previous one is removed outside the timing); the
+    // order alternates between rounds.
+    Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave");
+    const std::size_t size = std::filesystem::file_size(paths.snapshot);
+    PageMemory outgoing = PageAligned(size);
+    ReadRaw(paths.snapshot, outgoing.get(), size);
+    double save = std::numeric_limits<double>::max();
+    double write = std::numeric_limits<double>::max();
+    for (int round = 0; round < kRounds; ++round) {
+        const auto saveOnce = [&] {
+            std::filesystem::remove(paths.snapshot);
+            save = std::min(save, Time([&] {
+                                Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave");
+                            }));
+        };
+        const auto writeOnce = [&] {
+            std::filesystem::remove(paths.raw);
+            write = std::min(write, Time([&] { WriteRaw(paths.raw, outgoing.get(), size); }));
+        };
+        if (round % 2 == 0) {
+            saveOnce();
+            writeOnce();
+        } else {
+            writeOnce();
+            saveOnce();
+        }
+    }
+    outgoing.reset();
+    Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
+    if (std::filesystem::file_size(paths.snapshot) != size) Fail("the saved snapshot changed size between saves");
+    std::printf("snapshot_bench.%s: %.1f MB\n", RomGetSnapshotFileExtension(), static_cast<double>(size) / 1e6);
+    ReportTarget("save (RomPersistableSave), best of 3", save, "fwrite of the bytes, best", write, targets.save);
+
+    // Resume into a fresh snapshot each round, beside an fread into fresh memory; the
+    // order alternates as above.
+    RomObject* resumed = nullptr;
+    double resume = std::numeric_limits<double>::max();
+    double read = std::numeric_limits<double>::max();
+    for (int round = 0; round < kRounds; ++round) {
+        const auto resumeOnce = [&] {
+            if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+            resumed = nullptr;
+            resume = std::min(resume, Time([&] {
+                                  Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
+                                  Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
+                              }));
+        };
+        const auto readOnce = [&] {
+            PageMemory incoming;
+            read = std::min(read, Time([&] {
+                                incoming = PageAligned(size);
+                                ReadRaw(paths.snapshot, incoming.get(), size);
+                            }));
+        };
+        if (round % 2 == 0) {
+            resumeOnce();
+            readOnce();
+        } else {
+            readOnce();
+            resumeOnce();
+        }
+    }
+    ReportTarget("resume (CreateSnapshot + Resume), best of 3", resume, "fread of the bytes, best", read,
+                 targets.resume);
+
+    CheckResumed(resumed);
+    std::printf("resumed ids ascending for both components, counts and spot values match\n");
+    Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string dir = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
+    std::filesystem::create_directories(dir);
+    const Paths paths{dir + "/snapshot_bench." + RomGetConfigurationFileExtension(),
+                      dir + "/snapshot_bench." + RomGetSnapshotFileExtension(), dir + "/snapshot_bench.raw"};
+    WriteConfiguration(paths.configuration);
+    std::printf("one support \"%s\" of %u entities, components \"%s\" and \"%s\" on it\n", kSupport, kEntities,
+                kComponentIds[0], kComponentIds[1]);
+
+    const std::vector<std::uint32_t> shuffled = Permutation(kEntities, 20240611);
+    const std::vector<std::uint32_t> other = Permutation(kEntities, 77777);
+    std::vector<std::uint32_t> ascending(kEntities);
+    for (std::uint32_t i = 0; i < kEntities; ++i) ascending[i] = i;
+
+    RunCase("shuffled ids, one order for both components", Orders{{shuffled.data(), shuffled.data()}},
+            Targets{"target <= 15 ns per call", "target <= 2x", "target <= 1.5x"}, paths);
+    RunCase("ascending ids", Orders{{ascending.data(), ascending.data()}},
+            Targets{"target <= 15 ns per call", "target <= 1.25x", "target <= 1.5x"}, paths);
+    RunCase("shuffled ids, a different order for each component (information)",
+            Orders{{shuffled.data(), other.data()}}, Targets{"(information)", "(information)", "(information)"},
+            paths);
+
+    std::remove(paths.configuration.c_str());
+    std::remove(paths.snapshot.c_str());
+    std::remove(paths.raw.c_str());
+    return 0;
+}
