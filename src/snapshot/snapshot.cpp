@@ -1,6 +1,5 @@
 #include "snapshot/snapshot.hpp"
 
-#include <cstring>
 #include <utility>
 
 #include "common/file_extensions.hpp"
@@ -40,6 +39,12 @@ void CSnapshotComponentData::Restore(std::string componentId, std::string suppor
     componentId_ = std::move(componentId);
     supportId_ = std::move(supportId);
     assigned_ = expected_ = count;
+    ascending_ = false;  // known once the ids are read
+}
+
+void CSnapshotComponentData::RestoredIds() {
+    ascending_ = true;
+    for (std::uint32_t i = 1; i < expected_ && ascending_; ++i) ascending_ = ids_[i - 1] <= ids_[i];
 }
 
 // ---- Snapshot ---------------------------------------------------------------------
@@ -131,33 +136,61 @@ void CheckVersion(std::int32_t version, const char* head) {
                            std::to_string(kVersion) + ")");
 }
 
-// (id << 32 | position) for every pair, in ascending id order: a least-significant-digit
-// radix sort on the id, 11 bits a pass, passing over digits that every id shares.
-std::vector<std::uint64_t> SortedKeys(const std::uint32_t* ids, std::uint32_t count) {
-    std::vector<std::uint64_t> keys(count);
-    for (std::uint32_t i = 0; i < count; ++i) keys[i] = (std::uint64_t{ids[i]} << 32) | i;
-    constexpr int kBits = 11;
-    constexpr std::uint32_t kBuckets = 1u << kBits;
-    std::vector<std::uint32_t> counts(3 * kBuckets, 0);
-    for (std::uint32_t i = 0; i < count; ++i)
-        for (int pass = 0; pass < 3; ++pass) ++counts[pass * kBuckets + ((ids[i] >> (pass * kBits)) & (kBuckets - 1))];
-    std::vector<std::uint64_t> scratch(count);
-    for (int pass = 0; pass < 3; ++pass) {
-        std::uint32_t* bucket = &counts[pass * kBuckets];
-        const int shift = 32 + pass * kBits;
-        if (count == 0 || bucket[(keys[0] >> shift) & (kBuckets - 1)] == count) continue;  // one digit for all
-        std::uint32_t start = 0;
-        for (std::uint32_t b = 0; b < kBuckets; ++b) std::swap(start, bucket[b]), start += bucket[b];
-        for (std::uint32_t i = 0; i < count; ++i) scratch[bucket[(keys[i] >> shift) & (kBuckets - 1)]++] = keys[i];
-        keys.swap(scratch);
-    }
-    return keys;
-}
+// One (id, value) pair on its way through the sort.
+struct Pair {
+    std::uint32_t id;
+    double value;
+};
 
-bool Ascending(const std::uint32_t* ids, std::uint32_t count) {
-    for (std::uint32_t i = 1; i < count; ++i)
-        if (ids[i] < ids[i - 1]) return false;
-    return true;
+// Sorts the pairs by id into ids and values: a least-significant-digit radix sort of as
+// few passes as the largest id needs (at most 8 bits a pass, so that every pass writes
+// to few enough places at once for the caches), moving each value with
+// its id so that nothing is gathered from random places afterwards. scratch holds the
+// pairs between passes: room for 2 x count pairs.
+void SortPairs(const std::uint32_t* sourceIds, const double* sourceValues, std::uint32_t count,
+               std::uint32_t* ids, double* values, unsigned char* scratch) {
+    std::uint32_t largest = 0;
+    for (std::uint32_t i = 0; i < count; ++i) largest |= sourceIds[i];
+    int bits = 1;
+    while (bits < 32 && (largest >> bits) != 0) ++bits;
+    const int passes = (bits + 7) / 8;
+    const int width = (bits + passes - 1) / passes;
+    const std::uint32_t buckets = 1u << width;
+    const std::uint32_t mask = buckets - 1;
+
+    std::vector<std::uint32_t> starts(static_cast<std::size_t>(passes) * buckets, 0);
+    for (std::uint32_t i = 0; i < count; ++i)
+        for (int pass = 0; pass < passes; ++pass) ++starts[pass * buckets + ((sourceIds[i] >> (pass * width)) & mask)];
+    for (int pass = 0; pass < passes; ++pass) {
+        std::uint32_t start = 0;
+        for (std::uint32_t b = 0; b < buckets; ++b) {
+            const std::uint32_t size = starts[pass * buckets + b];
+            starts[pass * buckets + b] = start;
+            start += size;
+        }
+    }
+    const std::size_t pairBytes = sizeof(Pair) * std::size_t{count};
+    Pair* buffers[2] = {reinterpret_cast<Pair*>(scratch), reinterpret_cast<Pair*>(scratch + pairBytes)};
+
+    for (int pass = 0; pass < passes; ++pass) {
+        std::uint32_t* start = &starts[pass * buckets];
+        const int shift = pass * width;
+        const bool first = pass == 0;
+        const bool last = pass == passes - 1;
+        const Pair* in = first ? nullptr : buffers[(pass - 1) % 2];
+        Pair* out = buffers[pass % 2];
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::uint32_t id = first ? sourceIds[i] : in[i].id;
+            const double value = first ? sourceValues[i] : in[i].value;
+            const std::uint32_t position = start[(id >> shift) & mask]++;
+            if (last) {
+                ids[position] = id;
+                values[position] = value;
+            } else {
+                out[position] = Pair{id, value};
+            }
+        }
+    }
 }
 
 class CSnapshotComponentDataFactory final : public CSerializationFactory<CSnapshotComponentData> {
@@ -173,22 +206,22 @@ protected:
         stream.Write(data.GetSupportId());
         stream.Write(count);
         if (count == 0) return;
-        if (data.KeepsInsertionOrder() || Ascending(data.Ids(), count)) {
+        if (data.KeepsInsertionOrder() || data.IdsAscend()) {
             stream.Write(data.Ids(), count);
             stream.Write(data.Values(), count);
             return;
         }
-        std::vector<std::uint64_t> own;
-        if (data.sortedKeys == nullptr) own = SortedKeys(data.Ids(), count);
-        const std::vector<std::uint64_t>& keys = data.sortedKeys != nullptr ? *data.sortedKeys : own;
-        std::unique_ptr<std::uint32_t[]> ids(new std::uint32_t[count]);
-        for (std::uint32_t i = 0; i < count; ++i) ids[i] = static_cast<std::uint32_t>(keys[i] >> 32);
-        stream.Write(ids.get(), count);
-        ids.reset();
-        std::unique_ptr<double[]> values(new double[count]);
-        const double* source = data.Values();
-        for (std::uint32_t i = 0; i < count; ++i) values[i] = source[keys[i] & 0xFFFFFFFFu];
-        stream.Write(values.get(), count);
+        SortScratch own;
+        SortScratch& scratch = data.sortScratch != nullptr ? *data.sortScratch : own;
+        // The sorted arrays lie behind the pairs' room in the scratch memory.
+        const std::size_t pairs = 2 * sizeof(Pair) * std::size_t{count};
+        const std::size_t sorted = (sizeof(std::uint32_t) + sizeof(double)) * std::size_t{count};
+        unsigned char* memory = scratch.Reserve(pairs + sorted);
+        auto* values = reinterpret_cast<double*>(memory + pairs);
+        auto* ids = reinterpret_cast<std::uint32_t*>(memory + pairs + sizeof(double) * std::size_t{count});
+        SortPairs(data.Ids(), data.Values(), count, ids, values, memory);
+        stream.Write(ids, count);
+        stream.Write(values, count);
     }
 
     void Read(ISerializationFile& file, CSnapshotComponentData& data, std::int32_t version) const override {
@@ -204,6 +237,7 @@ protected:
         data.Restore(std::move(componentId), std::move(supportId), count);
         stream.Read(data.GetIdArray(), count);
         stream.Read(data.GetValueArray(), count);
+        data.RestoredIds();
     }
 };
 
@@ -217,27 +251,16 @@ protected:
         if (!snapshot.IsInitialized()) throw RomException("Impossible to save the snapshot. It is unitialized.");
         snapshot.CheckFilled();
         file.GetStreamAdapter()->Write(ToEnvelope(*snapshot.Held()));
-        // Component data with the same ids (the components of one support, filled in
-        // one order) share one sort.
-        std::vector<std::uint64_t> keys;
-        const CSnapshotComponentData* sortedFor = nullptr;
-        struct Forget {
+        // One working memory for the sorts of all component data.
+        SortScratch scratch;
+        struct Lend {
             const CSnapshot& snapshot;
-            ~Forget() {
-                for (const auto& data : snapshot.ComponentData()) data->sortedKeys = nullptr;
+            ~Lend() {
+                for (const auto& data : snapshot.ComponentData()) data->sortScratch = nullptr;
             }
-        } forget{snapshot};
+        } lend{snapshot};
         for (const auto& data : snapshot.ComponentData()) {
-            const std::uint32_t count = data->GetExpectedEntityValueCount();
-            if (!data->KeepsInsertionOrder() && count > 1 && !Ascending(data->Ids(), count)) {
-                const bool same = sortedFor != nullptr && sortedFor->GetExpectedEntityValueCount() == count &&
-                                  std::memcmp(sortedFor->Ids(), data->Ids(), sizeof(std::uint32_t) * count) == 0;
-                if (!same) {
-                    keys = SortedKeys(data->Ids(), count);
-                    sortedFor = data.get();
-                }
-                data->sortedKeys = &keys;
-            }
+            data->sortScratch = &scratch;
             WriteObject(file, data.get());
         }
     }

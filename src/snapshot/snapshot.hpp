@@ -18,6 +18,19 @@ namespace Tervik::Rom::Snapshot {
 inline constexpr char kSnapshotUuid[] = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
 inline constexpr char kSnapshotComponentDataUuid[] = "76323E85-420C-430F-A0E2-3C576F16718D";
 
+// Uninitialised working memory for sorting, grown on demand.
+struct SortScratch {
+    std::unique_ptr<unsigned char[]> bytes;
+    std::size_t size = 0;
+    unsigned char* Reserve(std::size_t needed) {
+        if (size < needed) {
+            bytes.reset(new unsigned char[needed]);
+            size = needed;
+        }
+        return bytes.get();
+    }
+};
+
 class CSnapshotComponentData final : public ISnapshotComponentData, public virtual Common::ISerializable {
 public:
     // Arrays of expected zeros.
@@ -33,6 +46,7 @@ public:
     std::uint32_t* GetIdArray() override { return ids_.get(); }
     void AddValue(std::uint32_t id, double value) override {
         if (assigned_ >= expected_) ThrowFull(id);
+        if (assigned_ != 0 && id < ids_[assigned_ - 1]) ascending_ = false;
         ids_[assigned_] = id;
         values_[assigned_] = value;
         ++assigned_;
@@ -43,12 +57,16 @@ public:
     const std::uint32_t* Ids() const { return ids_.get(); }
     const double* Values() const { return values_.get(); }
     bool IsFull() const { return assigned_ == expected_; }
+    // Whether the ids were added in ascending order (unassigned slots are zeros and come
+    // last, so a table not full counts as unordered).
+    bool IdsAscend() const { return ascending_ && assigned_ == expected_; }
     // Replaces everything by what a file holds: full, count pairs.
     void Restore(std::string componentId, std::string supportId, std::uint32_t count);
+    // Notes the order of the ids just read into the table.
+    void RestoredIds();
 
-    // The pairs in ascending id order, as (id << 32 | position) keys, when a writer has
-    // sorted them already for another component data with the same ids; else null.
-    mutable const std::vector<std::uint64_t>* sortedKeys = nullptr;
+    // Working memory a writer lends to the sort of several component data in a row.
+    mutable struct SortScratch* sortScratch = nullptr;
 
 private:
     [[noreturn]] void ThrowFull(std::uint32_t id) const;
@@ -60,6 +78,7 @@ private:
     std::string componentId_;
     std::string supportId_;
     bool keepInsertionOrder_ = false;
+    bool ascending_ = true;
 };
 
 class CSnapshot final : public ISnapshot, public Common::CPersistableBinary {
