@@ -14,7 +14,7 @@
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/snapshot.hpp>
 
-#include "../support/temp_dir.hpp"
+#include "support/temp_dir.hpp"
 
 namespace {
 

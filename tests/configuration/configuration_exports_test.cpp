@@ -15,11 +15,11 @@
 
 #include <tervik/rom/rom.h>
 
-#include "../support/temp_dir.hpp"
+#include "support/temp_dir.hpp"
+#include "support/exports.hpp"
 
 namespace {
 
-const std::string kOk = "<success>";
 const std::string kNoNodes = "The number of nodes has not been defined in node data configuration.";
 const std::string kNoElementData = "No user element data have been configurated !";
 const std::string kNoUserParts = "No user defined element data have been configurated !";
@@ -38,34 +38,9 @@ const std::string kTwoSupports =
     "The field F is linked to at least two different supports for the region R1.\n"
     "A field can only be linked to one support of a region.\nThe two supports are: ";
 
-std::string TextOf(RomExceptionHandle error) {
-    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
-    RomReleaseException(error);
-    return text;
-}
-
-#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
-
-struct Release {
-    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
-};
-using Owned = std::unique_ptr<RomObject, Release>;
-
-Owned Create(RomExceptionHandle (*create)(RomObject**)) {
-    RomObject* object = nullptr;
-    ROM_OK(create(&object));
-    return Owned(object);
-}
 Owned NewSetup() { return Create(RomFactoryCreateSetupCfg); }
 Owned NewMesh() { return Create(RomFactoryCreateMeshDataCfg); }
 Owned NewSnapshot() { return Create(RomFactoryCreateSnapshotCfg); }
-
-using ChildFn = RomExceptionHandle (*)(RomObject*, RomObject**);
-RomObject* Child(ChildFn get, RomObject* parent) {
-    RomObject* child = nullptr;
-    ROM_OK(get(parent, &child));
-    return child;
-}
 
 template <class T>
 T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {

@@ -12,42 +12,17 @@
 
 #include <tervik/rom/rom.h>
 
-#include "../support/temp_dir.hpp"
+#include "support/temp_dir.hpp"
+#include "support/exports.hpp"
 
 namespace {
 
-const std::string kOk = "<success>";
 const std::string kNotInitialized = "CMeshData is not initialized !";
 const std::string kTooLong = "The array is too long to be copied into this one.";
 const std::string kNoNodes = "The number of nodes has not been defined in node data configuration.";
 const std::string kUnknownSupport = "In CMeshData, no support has the given solverId.\nGiven solverId is : ";
 const std::uint32_t kSupportSize = 5;
 
-std::string TextOf(RomExceptionHandle error) {
-    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
-    RomReleaseException(error);
-    return text;
-}
-
-#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
-
-struct Release {
-    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
-};
-using Owned = std::unique_ptr<RomObject, Release>;
-
-Owned Create(RomExceptionHandle (*create)(RomObject**)) {
-    RomObject* object = nullptr;
-    ROM_OK(create(&object));
-    return Owned(object);
-}
-
-using ChildFn = RomExceptionHandle (*)(RomObject*, RomObject**);
-RomObject* Child(ChildFn get, RomObject* parent) {
-    RomObject* child = nullptr;
-    ROM_OK(get(parent, &child));
-    return child;
-}
 
 std::string Id(RomObject* object) { return RomGetSolverId(object); }
 

@@ -16,11 +16,11 @@
 #include <tervik/rom/mesh.hpp>
 #include <tervik/rom/rom.h>
 
-#include "../support/temp_dir.hpp"
+#include "support/temp_dir.hpp"
+#include "support/exports.hpp"
 
 namespace {
 
-const std::string kOk = "<success>";
 const std::string kOutOfRange = "Index out of range.";
 
 const char kMeshDataUuid[] = "D8068C8F-F166-44DE-A1F5-BCF1E20BA05D";
@@ -33,31 +33,6 @@ const char kPolyhedronDataUuid[] = "B8BFEE6A-D4B2-45D3-95D7-C90C1EBBD9E0";
 const char kSupportDataUuid[] = "C06D09B2-D600-4188-BA39-4AA42AD87366";
 const char kSupportDatasUuid[] = "4D7FE8D9-5054-448F-8449-CA5562DBB707";
 
-std::string TextOf(RomExceptionHandle error) {
-    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
-    RomReleaseException(error);
-    return text;
-}
-
-#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
-
-struct Release {
-    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
-};
-using Owned = std::unique_ptr<RomObject, Release>;
-
-Owned Create(RomExceptionHandle (*create)(RomObject**)) {
-    RomObject* object = nullptr;
-    ROM_OK(create(&object));
-    return Owned(object);
-}
-
-using ChildFn = RomExceptionHandle (*)(RomObject*, RomObject**);
-RomObject* Child(ChildFn get, RomObject* parent) {
-    RomObject* child = nullptr;
-    ROM_OK(get(parent, &child));
-    return child;
-}
 
 template <class T>
 std::vector<T> Values(std::uint32_t count, int first) {

@@ -16,33 +16,15 @@
 #include <tervik/rom/rom.h>
 #include <tervik/rom/snapshot.hpp>
 
-#include "../support/temp_dir.hpp"
+#include "support/temp_dir.hpp"
+#include "support/exports.hpp"
 
 namespace {
 
-const std::string kOk = "<success>";
 const std::string kReadError = "System error while trying to read from a file.";
 const std::string kSnapshotUuid = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
 const std::string kDataUuid = "76323E85-420C-430F-A0E2-3C576F16718D";
 
-std::string TextOf(RomExceptionHandle error) {
-    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
-    RomReleaseException(error);
-    return text;
-}
-
-#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
-
-struct Release {
-    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
-};
-using Owned = std::unique_ptr<RomObject, Release>;
-
-Owned Create(RomExceptionHandle (*create)(RomObject**)) {
-    RomObject* object = nullptr;
-    ROM_OK(create(&object));
-    return Owned(object);
-}
 
 template <class T>
 T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {

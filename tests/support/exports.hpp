@@ -1,0 +1,41 @@
+// Helpers of the tests that go through the exported functions.
+#ifndef TERVIK_ROM_TESTS_SUPPORT_EXPORTS_HPP
+#define TERVIK_ROM_TESTS_SUPPORT_EXPORTS_HPP
+
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tervik/rom/rom.h>
+
+inline const std::string kOk = "<success>";
+
+// The text of an exception handle, released; kOk for null.
+inline std::string TextOf(RomExceptionHandle error) {
+    std::string text = error == nullptr ? kOk : RomGetExceptionDescription(error);
+    RomReleaseException(error);
+    return text;
+}
+
+#define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
+
+struct Release {
+    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
+};
+using Owned = std::unique_ptr<RomObject, Release>;
+
+inline Owned Create(RomExceptionHandle (*create)(RomObject**)) {
+    RomObject* object = nullptr;
+    ROM_OK(create(&object));
+    return Owned(object);
+}
+
+using ChildFn = RomExceptionHandle (*)(RomObject*, RomObject**);
+inline RomObject* Child(ChildFn get, RomObject* parent) {
+    RomObject* child = nullptr;
+    ROM_OK(get(parent, &child));
+    return child;
+}
+
+#endif
