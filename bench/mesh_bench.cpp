@@ -12,8 +12,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -22,6 +20,8 @@
 #include <vector>
 
 #include <tervik/rom/rom.h>
+
+#include "bench.hpp"
 
 #if defined(__clang__)
 #define MESH_BENCH_OPAQUE __attribute__((noinline))
@@ -39,49 +39,15 @@ constexpr std::int32_t kNodeEntities = 1;
 constexpr const char* kSupport = "all";
 constexpr int kBuildRuns = 5;
 constexpr int kFileRounds = 3;
-constexpr std::size_t kPage = 4096;
 
 // Every call of the build: the create, five per node, ten per element, one for the
 // support and one per node of it.
 constexpr std::uint64_t kBuildCalls =
     1 + std::uint64_t{kNodes} * (2 + kDimension) + std::uint64_t{kElements} * (2 + kCorners) + 1 + kNodes;
 
-[[noreturn]] void Fail(const std::string& text) {
-    std::fprintf(stderr, "%s\n", text.c_str());
-    std::exit(1);
-}
-
-[[noreturn]] __attribute__((noinline, cold)) void Failed(RomExceptionHandle error, const char* what) {
-    std::fprintf(stderr, "%s failed: %s\n", what, RomGetExceptionDescription(error));
-    RomReleaseException(error);
-    std::exit(1);
-}
-
-// Ends the program on an exception handle, printing its text.
-inline void Must(RomExceptionHandle error, const char* what) {
-    if (__builtin_expect(error != nullptr, 0)) Failed(error, what);
-}
-
-double Seconds(const std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-template <class Action>
-double Time(Action&& action) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return Seconds(start);
-}
-
 double Median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
-}
-
-void ReportTarget(const char* what, double seconds, const char* reference, double referenceSeconds,
-                  const char* target) {
-    std::printf("%-44s %9.4f s   %-28s %9.4f s   ratio %5.2f   %s\n", what, seconds, reference, referenceSeconds,
-                seconds / referenceSeconds, target);
 }
 
 // ---- The strip --------------------------------------------------------------------
@@ -265,33 +231,6 @@ void WriteConfiguration(const std::string& path) {
     Must(RomConfigurationCheck(cfg), "RomConfigurationCheck");
     Must(RomPersistableSave(cfg, path.c_str()), "RomPersistableSave");
     Must(RomFactoryRelease(cfg), "RomFactoryRelease");
-}
-
-struct PageFree {
-    void operator()(void* memory) const { std::free(memory); }
-};
-using PageMemory = std::unique_ptr<unsigned char, PageFree>;
-
-PageMemory PageAligned(std::size_t size) {
-    const std::size_t rounded = (size + kPage - 1) / kPage * kPage;
-    auto* memory = static_cast<unsigned char*>(std::aligned_alloc(kPage, rounded == 0 ? kPage : rounded));
-    if (memory == nullptr) Fail("out of memory");
-    return PageMemory(memory);
-}
-
-void WriteRaw(const std::string& path, const unsigned char* data, std::size_t size) {
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) Fail("cannot open " + path + " for writing");
-    const bool written = std::fwrite(data, 1, size, file) == size;
-    if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
-}
-
-void ReadRaw(const std::string& path, unsigned char* data, std::size_t size) {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) Fail("cannot open " + path);
-    const bool read = std::fread(data, 1, size, file) == size;
-    std::fclose(file);
-    if (!read) Fail("cannot read " + path);
 }
 
 // ---- Checks of the resumed mesh data ----------------------------------------------
