@@ -14,20 +14,7 @@ fuzz="${TERVIKROM_FUZZ_DIR:-$root/build-fuzz}"
 case "$seconds" in '' | *[!0-9]*) echo "usage: $0 [seconds per target]" >&2; exit 2 ;; esac
 
 # clang with libFuzzer and the sanitizer runtimes, and the symbolizer for readable stacks.
-"$root/scripts/setup.sh"
-missing=()
-for package in clang libclang-rt-dev llvm; do
-  if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
-    missing+=("$package")
-  fi
-done
-if ((${#missing[@]})); then
-  sudo=""
-  [ "$(id -u)" -eq 0 ] || sudo=sudo
-  echo "Installing: ${missing[*]}"
-  $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+"$root/scripts/setup.sh" clang libclang-rt-dev llvm
 
 # kind: target name, then the example's file that seeds it
 kinds=(

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs what the build needs from Debian's packages, when it is missing.
+# Installs what the build needs from Debian's packages, when it is missing; packages
+# named as arguments are installed with them.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev pkgconf gfortran python3)
+packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev pkgconf gfortran python3 "$@")
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
