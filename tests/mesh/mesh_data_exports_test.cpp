@@ -14,6 +14,7 @@
 
 #include "support/temp_dir.hpp"
 #include "support/exports.hpp"
+#include "support/mesh_shape.hpp"
 
 namespace {
 
@@ -23,55 +24,12 @@ const std::string kNoNodes = "The number of nodes has not been defined in node d
 const std::string kUnknownSupport = "In CMeshData, no support has the given solverId.\nGiven solverId is : ";
 const std::uint32_t kSupportSize = 5;
 
-
 std::string Id(RomObject* object) { return RomGetSolverId(object); }
 
 // The sizes of a mesh data configuration; a zero count leaves that part out.
-struct Shape {
-    std::uint32_t nodes = 4;
-    std::int32_t dimension = 3;
-    std::uint32_t elements = 2, elementConnectivity = 7;
-    std::uint32_t polygons = 2, polygonConnectivity = 9;
-    std::uint32_t polyhedrons = 2, polyhedronConnectivity = 13;
-    std::vector<std::vector<std::string>> regions{{"S1", "S2"}, {"S3"}};  // support ids per region
+struct Shape : MeshShape {
+    Shape() : MeshShape{4, 3, 2, 7, 2, 9, 2, 13, {{"S1", "S2"}, {"S3"}}, kSupportSize} {}
 };
-
-Owned NewConfiguration(const Shape& shape) {
-    Owned cfg = Create(RomFactoryCreateMeshDataCfg);
-    RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, cfg.get());
-    ROM_OK(RomNodeDataCfgSetCount(nodes, shape.nodes));
-    ROM_OK(RomNodeDataCfgSetDimension(nodes, shape.dimension));
-    RomObject* elements = Child(RomMeshDataCfgConfigureElementData, cfg.get());
-    if (shape.elements != 0) {
-        RomObject* standard = Child(RomElementDataCfgConfigureStdElementData, elements);
-        ROM_OK(RomStdElementDataCfgSetCount(standard, shape.elements));
-        ROM_OK(RomStdElementDataCfgSetConnectivityTableSize(standard, shape.elementConnectivity));
-    }
-    if (shape.polygons != 0 || shape.polyhedrons != 0) {
-        RomObject* user = Child(RomElementDataCfgConfigureUserElementData, elements);
-        if (shape.polygons != 0) {
-            RomObject* polygons = Child(RomUserElementDataCfgConfigurePolygonData, user);
-            ROM_OK(RomPolygonDataCfgSetCount(polygons, shape.polygons));
-            ROM_OK(RomPolygonDataCfgSetConnectivityTableSize(polygons, shape.polygonConnectivity));
-        }
-        if (shape.polyhedrons != 0) {
-            RomObject* polyhedrons = Child(RomUserElementDataCfgConfigurePolyhedronData, user);
-            ROM_OK(RomPolyhedronDataCfgSetCount(polyhedrons, shape.polyhedrons));
-            ROM_OK(RomPolyhedronDataCfgSetConnectivityTableSize(polyhedrons, shape.polyhedronConnectivity));
-        }
-    }
-    for (std::size_t r = 0; r < shape.regions.size(); ++r) {
-        RomObject* region = Child(RomMeshDataCfgAddRegion, cfg.get());
-        ROM_OK(RomSetSolverId(region, ("R" + std::to_string(r)).c_str()));
-        for (const std::string& id : shape.regions[r]) {
-            RomObject* support = Child(RomRegionCfgAddSupport, region);
-            ROM_OK(RomSetSolverId(support, id.c_str()));
-            ROM_OK(RomSupportCfgSetEntityCount(support, kSupportSize));
-            ROM_OK(RomSupportCfgSetEntitiesType(support, 1));
-        }
-    }
-    return cfg;
-}
 
 Owned NewMeshData(RomObject* cfg) {
     Owned mesh = Create(RomFactoryCreateMeshData);
@@ -178,7 +136,7 @@ std::vector<T> Values(std::uint32_t count, int first) {
 class MeshDataTable : public ::testing::TestWithParam<TableCase> {
 protected:
     void SetUp() override {
-        cfg_ = NewConfiguration({});
+        cfg_ = NewConfiguration(Shape());
         mesh_ = NewMeshData(cfg_.get());
         owner_ = GetParam().owner(mesh_.get());
     }
@@ -330,7 +288,7 @@ TEST(MeshDataExports, AbsentElementKinds) {
 }
 
 TEST(MeshDataExports, InconsistentConfigurationKeepsThePreviousData) {
-    Owned cfg = NewConfiguration({});
+    Owned cfg = NewConfiguration(Shape());
     Owned mesh = NewMeshData(cfg.get());
     const std::vector<std::int32_t> ids{11, 12, 13, 14};
     ROM_OK(RomNodeDataCopyIds(NodeData(mesh.get()), ids.data(), 0, 0));
@@ -411,7 +369,7 @@ TEST(MeshDataExports, SupportDataLookUpBySolverId) {
 class MeshDataFiles : public TempDirTest {};
 
 TEST_F(MeshDataFiles, CreateAndInitFromASavedConfiguration) {
-    Owned cfg = NewConfiguration({});
+    Owned cfg = NewConfiguration(Shape());
     const std::string file = Path("mesh.romcfg");
     ROM_OK(RomPersistableSave(cfg.get(), file.c_str()));
 

@@ -18,6 +18,7 @@
 
 #include "support/temp_dir.hpp"
 #include "support/exports.hpp"
+#include "support/mesh_shape.hpp"
 
 namespace {
 
@@ -33,7 +34,6 @@ const char kPolyhedronDataUuid[] = "B8BFEE6A-D4B2-45D3-95D7-C90C1EBBD9E0";
 const char kSupportDataUuid[] = "C06D09B2-D600-4188-BA39-4AA42AD87366";
 const char kSupportDatasUuid[] = "4D7FE8D9-5054-448F-8449-CA5562DBB707";
 
-
 template <class T>
 std::vector<T> Values(std::uint32_t count, int first) {
     std::vector<T> values(count);
@@ -42,53 +42,9 @@ std::vector<T> Values(std::uint32_t count, int first) {
 }
 
 // The sizes of a mesh data configuration; a zero count leaves that part out.
-struct Shape {
-    std::uint32_t nodes = 3;
-    std::int32_t dimension = 2;
-    std::uint32_t elements = 2, elementConnectivity = 5;
-    std::uint32_t polygons = 2, polygonConnectivity = 7;
-    std::uint32_t polyhedrons = 2, polyhedronConnectivity = 13;
-    std::vector<std::vector<std::string>> regions{{"S1", "S2"}, {"S3"}};  // support ids per region
-    std::uint32_t supportSize = 3;
-};
+using Shape = MeshShape;
 // Two nodes in 2D, one triangle, support S1 of two entities.
 const Shape kSmall{2, 2, 1, 3, 0, 0, 0, 0, {{"S1"}}, 2};
-
-Owned NewConfiguration(const Shape& shape) {
-    Owned cfg = Create(RomFactoryCreateMeshDataCfg);
-    RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, cfg.get());
-    ROM_OK(RomNodeDataCfgSetCount(nodes, shape.nodes));
-    ROM_OK(RomNodeDataCfgSetDimension(nodes, shape.dimension));
-    RomObject* elements = Child(RomMeshDataCfgConfigureElementData, cfg.get());
-    if (shape.elements != 0) {
-        RomObject* standard = Child(RomElementDataCfgConfigureStdElementData, elements);
-        ROM_OK(RomStdElementDataCfgSetCount(standard, shape.elements));
-        ROM_OK(RomStdElementDataCfgSetConnectivityTableSize(standard, shape.elementConnectivity));
-    }
-    if (shape.polygons != 0) {
-        RomObject* user = Child(RomElementDataCfgConfigureUserElementData, elements);
-        RomObject* polygons = Child(RomUserElementDataCfgConfigurePolygonData, user);
-        ROM_OK(RomPolygonDataCfgSetCount(polygons, shape.polygons));
-        ROM_OK(RomPolygonDataCfgSetConnectivityTableSize(polygons, shape.polygonConnectivity));
-    }
-    if (shape.polyhedrons != 0) {
-        RomObject* user = Child(RomElementDataCfgConfigureUserElementData, elements);
-        RomObject* polyhedrons = Child(RomUserElementDataCfgConfigurePolyhedronData, user);
-        ROM_OK(RomPolyhedronDataCfgSetCount(polyhedrons, shape.polyhedrons));
-        ROM_OK(RomPolyhedronDataCfgSetConnectivityTableSize(polyhedrons, shape.polyhedronConnectivity));
-    }
-    for (std::size_t r = 0; r < shape.regions.size(); ++r) {
-        RomObject* region = Child(RomMeshDataCfgAddRegion, cfg.get());
-        ROM_OK(RomSetSolverId(region, ("R" + std::to_string(r)).c_str()));
-        for (const std::string& id : shape.regions[r]) {
-            RomObject* support = Child(RomRegionCfgAddSupport, region);
-            ROM_OK(RomSetSolverId(support, id.c_str()));
-            ROM_OK(RomSupportCfgSetEntityCount(support, shape.supportSize));
-            ROM_OK(RomSupportCfgSetEntitiesType(support, 1));
-        }
-    }
-    return cfg;
-}
 
 Owned NewMeshData(const Shape& shape) {
     Owned data = Create(RomFactoryCreateMeshData);

@@ -1,0 +1,58 @@
+// A mesh data configuration of given sizes, built through the exported functions.
+#ifndef TERVIK_ROM_TESTS_SUPPORT_MESH_SHAPE_HPP
+#define TERVIK_ROM_TESTS_SUPPORT_MESH_SHAPE_HPP
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/exports.hpp"
+
+// The sizes of a mesh data configuration; a zero count leaves that part out.
+struct MeshShape {
+    std::uint32_t nodes = 3;
+    std::int32_t dimension = 2;
+    std::uint32_t elements = 2, elementConnectivity = 5;
+    std::uint32_t polygons = 2, polygonConnectivity = 7;
+    std::uint32_t polyhedrons = 2, polyhedronConnectivity = 13;
+    std::vector<std::vector<std::string>> regions{{"S1", "S2"}, {"S3"}};  // support ids per region
+    std::uint32_t supportSize = 3;
+};
+
+inline Owned NewConfiguration(const MeshShape& shape) {
+    Owned cfg = Create(RomFactoryCreateMeshDataCfg);
+    RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, cfg.get());
+    ROM_OK(RomNodeDataCfgSetCount(nodes, shape.nodes));
+    ROM_OK(RomNodeDataCfgSetDimension(nodes, shape.dimension));
+    RomObject* elements = Child(RomMeshDataCfgConfigureElementData, cfg.get());
+    if (shape.elements != 0) {
+        RomObject* standard = Child(RomElementDataCfgConfigureStdElementData, elements);
+        ROM_OK(RomStdElementDataCfgSetCount(standard, shape.elements));
+        ROM_OK(RomStdElementDataCfgSetConnectivityTableSize(standard, shape.elementConnectivity));
+    }
+    if (shape.polygons != 0) {
+        RomObject* user = Child(RomElementDataCfgConfigureUserElementData, elements);
+        RomObject* polygons = Child(RomUserElementDataCfgConfigurePolygonData, user);
+        ROM_OK(RomPolygonDataCfgSetCount(polygons, shape.polygons));
+        ROM_OK(RomPolygonDataCfgSetConnectivityTableSize(polygons, shape.polygonConnectivity));
+    }
+    if (shape.polyhedrons != 0) {
+        RomObject* user = Child(RomElementDataCfgConfigureUserElementData, elements);
+        RomObject* polyhedrons = Child(RomUserElementDataCfgConfigurePolyhedronData, user);
+        ROM_OK(RomPolyhedronDataCfgSetCount(polyhedrons, shape.polyhedrons));
+        ROM_OK(RomPolyhedronDataCfgSetConnectivityTableSize(polyhedrons, shape.polyhedronConnectivity));
+    }
+    for (std::size_t r = 0; r < shape.regions.size(); ++r) {
+        RomObject* region = Child(RomMeshDataCfgAddRegion, cfg.get());
+        ROM_OK(RomSetSolverId(region, ("R" + std::to_string(r)).c_str()));
+        for (const std::string& id : shape.regions[r]) {
+            RomObject* support = Child(RomRegionCfgAddSupport, region);
+            ROM_OK(RomSetSolverId(support, id.c_str()));
+            ROM_OK(RomSupportCfgSetEntityCount(support, shape.supportSize));
+            ROM_OK(RomSupportCfgSetEntitiesType(support, 1));
+        }
+    }
+    return cfg;
+}
+
+#endif
