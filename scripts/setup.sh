@@ -3,7 +3,8 @@
 # named as arguments are installed with them.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev pkgconf gfortran python3 "$@")
+packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev pkgconf gfortran
+  libcli11-dev python3 python3-numpy python3-pytest python3-dask python3-distributed python3-vtk9 python3-meshio "$@")
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
