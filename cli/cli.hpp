@@ -1,0 +1,257 @@
+// The tervikrom command: what its subcommands share. Everything is read through the
+// library's exported functions; only the version fields of a file's header (and the
+// parameter names of a snapshot cache, which no export lists) are read from the file.
+#ifndef TERVIK_ROM_CLI_CLI_HPP
+#define TERVIK_ROM_CLI_CLI_HPP
+
+#include <cstdint>
+#include <iosfwd>
+#include <map>
+#include <optional>
+#include <unordered_map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+#include <tervik/rom/rom.h>
+
+namespace tervik::cli {
+
+// A file that cannot be read, or an export that cannot be made; the text names the
+// problem, the caller adds the file name.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Throws a Failure carrying the library's text (released here) after `what`.
+void Check(RomExceptionHandle error, const char* what);
+
+// The members of a container handle, in order.
+std::vector<RomObject*> Members(RomObject* container);
+
+struct Release {
+    void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
+};
+using Handle = std::unique_ptr<RomObject, Release>;
+
+// ---- File kinds and their header ---------------------------------------------------
+
+enum class FileKind { Setup, MeshDataCfg, SnapshotCfg, Mesh, Snapshot, Cache, Project };
+
+// The name used in every output ("mesh", "snapshotConfiguration", ...).
+const char* KindName(FileKind kind);
+
+// The kind from the extension; a configuration document by the key it stores.
+FileKind DetectKind(const std::string& path);
+
+// The version fields of the file: "fileVersion" of a JSON document, "frameVersion",
+// "typeVersion" and "type" of a binary frame, and "productVersion" ("18.2") of both.
+// A project's header is followed by its id, given as "id".
+Json::Value ReadVersions(const std::string& path, FileKind kind);
+
+// ---- Element kinds ------------------------------------------------------------------
+
+// A standard element kind: the code of the types table, its node count, and the VTK
+// cell it becomes (made of the first vtkNodes of its nodes, in the same order).
+struct ElementKind {
+    const char* name;
+    std::int32_t nodes;
+    std::uint8_t vtkType;
+    std::int32_t vtkNodes;
+};
+inline constexpr std::uint8_t kVtkPolygon = 7;
+inline constexpr std::uint8_t kVtkPolyhedron = 42;
+inline constexpr ElementKind kElementKinds[] = {
+    {"Point0", 1, 1, 1},      {"Line2", 2, 3, 2},        {"Line3", 3, 21, 3},   {"Beam3", 3, 3, 2},
+    {"Beam4", 4, 21, 3},      {"Tri3", 3, 5, 3},         {"Tri6", 6, 22, 6},    {"Quad4", 4, 9, 4},
+    {"Quad8", 8, 23, 8},      {"Tet4", 4, 10, 4},        {"Tet10", 10, 24, 10}, {"Hex8", 8, 12, 8},
+    {"Hex20", 20, 25, 20},    {"Wedge6", 6, 13, 6},      {"Wedge15", 15, 26, 15}, {"Pyramid5", 5, 14, 5},
+    {"Pyramid13", 13, 27, 13},
+};
+inline constexpr std::int32_t kElementKindCount = sizeof kElementKinds / sizeof kElementKinds[0];
+
+inline const ElementKind* FindKind(std::int32_t code) {
+    return code >= 0 && code < kElementKindCount ? &kElementKinds[code] : nullptr;
+}
+
+// ---- Resumed files as tables --------------------------------------------------------
+
+// A table of the library: a view of count entries of live storage.
+template <class T>
+struct Table {
+    const T* data = nullptr;
+    std::uint32_t count = 0;
+    const T& operator[](std::size_t i) const { return data[i]; }
+};
+
+struct MeshSupport {
+    std::string solverId;
+    std::string region;
+    std::int32_t entityType = 0;
+    Table<std::int32_t> entities;
+};
+
+// A mesh file resumed into a mesh data; the tables belong to it. Absent parts have
+// count 0.
+struct Mesh {
+    Handle data;
+    RomObject* configuration = nullptr;
+    std::int32_t dimension = 0;
+    Table<double> coordinates;  // node count x dimension
+    Table<std::int32_t> nodeIds;
+    Table<std::int32_t> types, elementIds, connectivity;
+    Table<std::int32_t> polygonIds, polygonConnectivity;
+    Table<std::int32_t> polyhedronIds, polyhedronConnectivity;
+    std::vector<MeshSupport> supports;
+
+    std::uint32_t CellCount() const { return elementIds.count + polygonIds.count + polyhedronIds.count; }
+    const MeshSupport* FindSupport(const std::string& solverId) const;
+};
+Mesh LoadMesh(const std::string& path);
+
+struct SnapshotPair {
+    std::string component, support;
+    std::uint32_t assigned = 0, expected = 0;
+    Table<std::uint32_t> ids;  // the expected count of entries
+    Table<double> values;
+};
+
+struct Snapshot {
+    Handle data;
+    bool filled = false;
+    std::vector<SnapshotPair> pairs;  // in the snapshot's order: by support, then component
+};
+Snapshot LoadSnapshot(const std::string& path);
+
+// ---- References to nodes and cells -------------------------------------------------
+
+// Finds the index of a node or cell from a reference: an id of the id table, or (for
+// connectivity read with --indices) the index itself. Returns -1 for a reference that
+// names nothing.
+class EntityIndex {
+public:
+    // ids: the ids in index order; indices: references are indices below ids.size().
+    // Throws a Failure naming `what` when two entries share an id.
+    EntityIndex(std::vector<const Table<std::int32_t>*> ids, bool indices, const char* what);
+
+    std::int64_t Find(std::int64_t reference) const {
+        if (offset_ != kNone) {
+            const std::int64_t index = reference - offset_;
+            return index >= 0 && index < size_ ? index : -1;
+        }
+        if (!dense_.empty()) {
+            const std::int64_t slot = reference - base_;
+            return slot >= 0 && slot < static_cast<std::int64_t>(dense_.size()) ? dense_[slot] : -1;
+        }
+        const auto found = sparse_.find(reference);
+        return found == sparse_.end() ? -1 : found->second;
+    }
+    std::int64_t Size() const { return size_; }
+
+private:
+    static constexpr std::int64_t kNone = INT64_MIN;
+    std::int64_t size_ = 0;
+    std::int64_t offset_ = kNone;  // index = reference - offset, when the ids ascend by one
+    std::int64_t base_ = 0;
+    std::vector<std::int32_t> dense_;  // index by reference - base, -1 for a gap
+    std::unordered_map<std::int64_t, std::int64_t> sparse_;
+};
+
+// ---- Subcommands ---------------------------------------------------------------------
+
+struct InfoOptions {
+    std::vector<std::string> files;
+    bool json = false;
+    bool tables = false;
+};
+// Prints what each file holds; returns the exit status.
+int Info(const InfoOptions& options, std::ostream& out, std::ostream& err);
+
+struct ValidateOptions {
+    std::vector<std::string> files;
+    std::string mesh;
+    bool indices = false;
+};
+int Validate(const ValidateOptions& options, std::ostream& out, std::ostream& err);
+
+enum class Location { Points, Cells };
+
+struct ExportOptions {
+    std::string mesh;
+    std::vector<std::string> snapshots;
+    std::string output;
+    bool indices = false;  // connectivity references are node indices
+    std::map<std::string, Location> locations;  // --location SUPPORT=points|cells
+};
+int Export(const ExportOptions& options, std::ostream& out, std::ostream& err);
+
+// The unstructured grid of a resumed mesh: cells resolved once, then written with the
+// arrays of any number of snapshots. Connectivity, offsets and faces are 32-bit.
+class VtuWriter {
+public:
+    VtuWriter(const Mesh& mesh, const ExportOptions& options);
+    // Writes path (through a temporary file renamed over it); returns the bytes written.
+    std::uint64_t Write(const Snapshot* snapshot, const std::string& path) const;
+
+private:
+    struct Array;
+    std::vector<Array> SnapshotArrays(const Snapshot& snapshot, std::vector<std::vector<double>>& storage) const;
+    Location Locate(const MeshSupport& support) const;
+    // Nodes and cells by id, for the entities of supports; built on first use, as ids
+    // may repeat in a mesh exported without values.
+    const EntityIndex& Nodes() const;
+    const EntityIndex& Cells() const;
+
+    const Mesh& mesh_;
+    const ExportOptions& options_;
+    EntityIndex references_;  // nodes as connectivity names them: by id, or by index with --indices
+    mutable std::optional<EntityIndex> nodes_, cells_;
+    std::vector<double> points_;  // the coordinates padded to 3, when the mesh has fewer
+    std::vector<std::int32_t> connectivity_, offsets_, faces_, faceOffsets_, cellIds_;
+    std::vector<std::uint8_t> types_;
+};
+
+// Walks a polygon (polyhedron = false) or polyhedron connectivity table: calls
+// visit(element, start, length) for each element's slice, or returns a text saying
+// where the slices stop adding up to the table's size ("" when they do).
+template <class Visit>
+std::string WalkSlices(const Table<std::int32_t>& table, std::uint32_t elements, bool polyhedron, Visit&& visit) {
+    const char* what = polyhedron ? "polyhedron" : "polygon";
+    std::uint64_t at = 0;
+    for (std::uint32_t element = 0; element < elements; ++element) {
+        const std::uint64_t start = at;
+        if (at >= table.count)
+            return std::string(what) + " " + std::to_string(element) + " starts at entry " + std::to_string(at) +
+                   ", past the end of the table of " + std::to_string(table.count);
+        const std::int64_t parts = table[at++];
+        if (parts <= 0)
+            return std::string(what) + " " + std::to_string(element) + " has " + std::to_string(parts) +
+                   (polyhedron ? " faces" : " nodes") + " (entry " + std::to_string(start) + ")";
+        if (polyhedron) {
+            for (std::int64_t face = 0; face < parts && at < table.count; ++face) {
+                const std::int64_t nodes = table[at];
+                if (nodes <= 0)
+                    return "polyhedron " + std::to_string(element) + " face " + std::to_string(face) + " has " +
+                           std::to_string(nodes) + " nodes (entry " + std::to_string(at) + ")";
+                at += 1 + static_cast<std::uint64_t>(nodes);
+            }
+        } else {
+            at += static_cast<std::uint64_t>(parts);
+        }
+        if (at > table.count)
+            return std::string(what) + " " + std::to_string(element) + " (entries " + std::to_string(start) +
+                   " on) runs past the end of the table of " + std::to_string(table.count);
+        visit(element, start, at - start);
+    }
+    if (at != table.count)
+        return std::string("the ") + what + " slices add up to " + std::to_string(at) +
+               " entries, the configured connectivity size is " + std::to_string(table.count);
+    return "";
+}
+
+}  // namespace tervik::cli
+
+#endif

@@ -1,0 +1,336 @@
+// `tervikrom export`: a mesh and its snapshots as VTK XML unstructured grids (raw
+// appended data, 64-bit headers), one ".vtu" per snapshot and a ".pvd" collection
+// when there are several.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <ostream>
+#include <sstream>
+
+#include "cli.hpp"
+
+namespace tervik::cli {
+
+// One array of the appended data: its XML attributes and its bytes, wherever they live.
+struct VtuWriter::Array {
+    enum Section { PointData, CellData, Points, Cells } section;
+    std::string name;
+    const char* type;
+    int components;
+    const void* data;
+    std::uint64_t bytes;
+};
+
+namespace {
+
+template <class T>
+std::uint64_t Bytes(const std::vector<T>& values) {
+    return values.size() * sizeof(T);
+}
+
+std::int32_t Narrow(std::uint64_t value, const char* what) {
+    if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
+        throw Failure(std::string("the mesh has more ") + what + " than a 32-bit index holds");
+    return static_cast<std::int32_t>(value);
+}
+
+std::string Escaped(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        switch (c) {
+            case '&': out += "&amp;"; break;
+            case '<': out += "&lt;"; break;
+            case '>': out += "&gt;"; break;
+            case '"': out += "&quot;"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+// Writes a file beside path and renames it over path once complete.
+class OutputFile {
+public:
+    explicit OutputFile(std::string path) : path_(std::move(path)), temporary_(path_ + ".part") {
+        file_ = std::fopen(temporary_.c_str(), "wb");
+        if (file_ == nullptr) throw Failure("cannot create " + temporary_);
+        std::setvbuf(file_, nullptr, _IOFBF, 1 << 16);
+    }
+    ~OutputFile() {
+        if (file_ != nullptr) {
+            std::fclose(file_);
+            std::remove(temporary_.c_str());
+        }
+    }
+    void Write(const void* data, std::uint64_t bytes) {
+        if (bytes != 0 && std::fwrite(data, 1, bytes, file_) != bytes) throw Failure("cannot write " + temporary_);
+        written_ += bytes;
+    }
+    void Write(const std::string& text) { Write(text.data(), text.size()); }
+    std::uint64_t Commit() {
+        const bool closed = std::fclose(file_) == 0;
+        file_ = nullptr;
+        if (!closed || std::rename(temporary_.c_str(), path_.c_str()) != 0) {
+            std::remove(temporary_.c_str());
+            throw Failure("cannot write " + path_);
+        }
+        return written_;
+    }
+
+private:
+    std::string path_, temporary_;
+    std::FILE* file_ = nullptr;
+    std::uint64_t written_ = 0;
+};
+
+}  // namespace
+
+VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
+    : mesh_(mesh), options_(options), references_({&mesh.nodeIds}, options.indices, "nodes") {
+    const std::uint32_t nodeCount = mesh.nodeIds.count;
+    if (mesh.dimension != 3) {
+        points_.assign(std::size_t{nodeCount} * 3, 0.0);
+        const std::size_t dimension = static_cast<std::size_t>(std::clamp(mesh.dimension, 0, 3));
+        for (std::size_t n = 0; n < nodeCount; ++n)
+            for (std::size_t axis = 0; axis < dimension; ++axis)
+                points_[3 * n + axis] = mesh.coordinates[n * static_cast<std::size_t>(mesh.dimension) + axis];
+    }
+
+    const auto resolve = [&](std::int32_t reference, const char* element, std::uint64_t index) {
+        const std::int64_t node = references_.Find(reference);
+        if (node < 0)
+            throw Failure(std::string(element) + " " + std::to_string(index) + " names node " + std::to_string(reference) +
+                          ", which the mesh does not hold" + (options_.indices ? "" : " (give --indices if references are node indices)"));
+        return static_cast<std::int32_t>(node);
+    };
+
+    // Standard elements: the first vtkNodes of each element's nodes, in order.
+    const std::uint32_t cellCount = mesh.CellCount();
+    types_.resize(cellCount);
+    offsets_.resize(cellCount);
+    connectivity_.resize(mesh.connectivity.count + mesh.polygonConnectivity.count + mesh.polyhedronConnectivity.count);
+    std::uint64_t used = 0, written = 0;
+    std::uint32_t cell = 0;
+    for (; cell < mesh.types.count; ++cell) {
+        const ElementKind* kind = FindKind(mesh.types[cell]);
+        if (kind == nullptr || used + static_cast<std::uint64_t>(kind->nodes) > mesh.connectivity.count)
+            throw Failure("standard element " + std::to_string(cell) + " has " +
+                          (kind == nullptr ? "the unknown type code " + std::to_string(mesh.types[cell])
+                                           : "nodes past the end of the connectivity table") +
+                          "; tervikrom validate tells more");
+        const std::int32_t* nodes = mesh.connectivity.data + used;
+        for (std::int32_t k = 0; k < kind->vtkNodes; ++k) connectivity_[written + k] = resolve(nodes[k], "standard element", cell);
+        used += static_cast<std::uint64_t>(kind->nodes);
+        written += static_cast<std::uint64_t>(kind->vtkNodes);
+        offsets_[cell] = Narrow(written, "connectivity entries");
+        types_[cell] = kind->vtkType;
+    }
+
+    // Polygons: their node lists.
+    const auto failed = [](const std::string& broken) {
+        if (!broken.empty()) throw Failure(broken + "; tervikrom validate tells more");
+    };
+    const Table<std::int32_t>& polygons = mesh.polygonConnectivity;
+    failed(WalkSlices(polygons, mesh.polygonIds.count, false, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
+        for (std::uint64_t at = start + 1; at < start + length; ++at) connectivity_[written++] = resolve(polygons[at], "polygon", element);
+        offsets_[cell] = Narrow(written, "connectivity entries");
+        types_[cell++] = kVtkPolygon;
+    }));
+
+    // Polyhedrons: the face stream as stored (node references resolved), and each
+    // node once in the connectivity.
+    const Table<std::int32_t>& polyhedrons = mesh.polyhedronConnectivity;
+    if (mesh.polyhedronIds.count != 0) {
+        faceOffsets_.assign(cellCount, -1);
+        faces_.reserve(polyhedrons.count);
+    }
+    failed(WalkSlices(polyhedrons, mesh.polyhedronIds.count, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
+        const std::uint64_t first = written;
+        faces_.push_back(polyhedrons[start]);
+        for (std::uint64_t at = start + 1; at < start + length;) {
+            const std::int32_t count = polyhedrons[at++];
+            faces_.push_back(count);
+            for (std::int32_t k = 0; k < count; ++k, ++at) {
+                const std::int32_t node = resolve(polyhedrons[at], "polyhedron", element);
+                faces_.push_back(node);
+                if (std::find(connectivity_.begin() + static_cast<std::ptrdiff_t>(first),
+                              connectivity_.begin() + static_cast<std::ptrdiff_t>(written), node) ==
+                    connectivity_.begin() + static_cast<std::ptrdiff_t>(written))
+                    connectivity_[written++] = node;
+            }
+        }
+        offsets_[cell] = Narrow(written, "connectivity entries");
+        faceOffsets_[cell] = Narrow(faces_.size(), "face entries");
+        types_[cell++] = kVtkPolyhedron;
+    }));
+    connectivity_.resize(written);
+
+    if (mesh.polygonIds.count + mesh.polyhedronIds.count != 0) {
+        cellIds_.reserve(cellCount);
+        for (const auto* ids : {&mesh.elementIds, &mesh.polygonIds, &mesh.polyhedronIds})
+            cellIds_.insert(cellIds_.end(), ids->data, ids->data + ids->count);
+    }
+}
+
+const EntityIndex& VtuWriter::Nodes() const {
+    if (!options_.indices) return references_;
+    if (!nodes_) nodes_.emplace(std::vector<const Table<std::int32_t>*>{&mesh_.nodeIds}, false, "nodes");
+    return *nodes_;
+}
+
+const EntityIndex& VtuWriter::Cells() const {
+    if (!cells_) cells_.emplace(std::vector<const Table<std::int32_t>*>{&mesh_.elementIds, &mesh_.polygonIds, &mesh_.polyhedronIds},
+                                false, "elements");
+    return *cells_;
+}
+
+// Points when every entity of the support names a node and not every one names a cell;
+// cells in the opposite case; --location decides the others.
+Location VtuWriter::Locate(const MeshSupport& support) const {
+    const auto chosen = options_.locations.find(support.solverId);
+    if (chosen != options_.locations.end()) return chosen->second;
+    const EntityIndex &points = Nodes(), &cells = Cells();
+    bool nodes = true, elements = true;
+    for (std::uint32_t i = 0; i < support.entities.count && (nodes || elements); ++i) {
+        nodes = nodes && points.Find(support.entities[i]) >= 0;
+        elements = elements && cells.Find(support.entities[i]) >= 0;
+    }
+    if (nodes != elements) return nodes ? Location::Points : Location::Cells;
+    const std::string option = "--location " + support.solverId + "=points or --location " + support.solverId + "=cells";
+    if (nodes)
+        throw Failure("every entity of the support " + support.solverId + " names a node and an element alike; give " + option);
+    throw Failure("the entity ids of the support " + support.solverId +
+                  " are neither all node ids nor all element ids of the mesh; give " + option);
+}
+
+std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot,
+                                                         std::vector<std::vector<double>>& storage) const {
+    std::vector<Array> arrays;
+    storage.reserve(snapshot.pairs.size());
+    for (const auto& pair : snapshot.pairs) {
+        const MeshSupport* support = mesh_.FindSupport(pair.support);
+        if (support == nullptr) throw Failure("the mesh has no support " + pair.support + " for the values of " + pair.component);
+        const Location location = Locate(*support);
+        const EntityIndex& index = location == Location::Points ? Nodes() : Cells();
+        std::vector<double>& values = storage.emplace_back(static_cast<std::size_t>(index.Size()),
+                                                           std::numeric_limits<double>::quiet_NaN());
+        for (std::uint32_t i = 0; i < pair.assigned; ++i) {
+            const std::int64_t at = index.Find(static_cast<std::int64_t>(pair.ids[i]));
+            if (at < 0)
+                throw Failure("the value of " + pair.component + " on " + pair.support + " for entity " +
+                              std::to_string(pair.ids[i]) + " names no " + (location == Location::Points ? "node" : "element") +
+                              " of the mesh");
+            values[static_cast<std::size_t>(at)] = pair.values[i];
+        }
+        arrays.push_back({location == Location::Points ? Array::PointData : Array::CellData,
+                          pair.component + "@" + pair.support, "Float64", 1, values.data(), Bytes(values)});
+    }
+    return arrays;
+}
+
+std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path) const {
+    std::vector<std::vector<double>> storage;
+    std::vector<Array> arrays;
+    const std::uint64_t nodeCount = mesh_.nodeIds.count;
+    arrays.push_back({Array::PointData, "NodeId", "Int32", 1, mesh_.nodeIds.data, nodeCount * 4});
+    arrays.push_back({Array::CellData, "ElementId", "Int32", 1, cellIds_.empty() ? mesh_.elementIds.data : cellIds_.data(),
+                      std::uint64_t{mesh_.CellCount()} * 4});
+    if (snapshot != nullptr)
+        for (Array& array : SnapshotArrays(*snapshot, storage)) arrays.push_back(std::move(array));
+    arrays.push_back({Array::Points, "Points", "Float64", 3, points_.empty() ? mesh_.coordinates.data : points_.data(),
+                      nodeCount * 24});
+    arrays.push_back({Array::Cells, "connectivity", "Int32", 1, connectivity_.data(), Bytes(connectivity_)});
+    arrays.push_back({Array::Cells, "offsets", "Int32", 1, offsets_.data(), Bytes(offsets_)});
+    arrays.push_back({Array::Cells, "types", "UInt8", 1, types_.data(), Bytes(types_)});
+    if (!faceOffsets_.empty()) {
+        arrays.push_back({Array::Cells, "faces", "Int32", 1, faces_.data(), Bytes(faces_)});
+        arrays.push_back({Array::Cells, "faceoffsets", "Int32", 1, faceOffsets_.data(), Bytes(faceOffsets_)});
+    }
+    std::stable_sort(arrays.begin(), arrays.end(), [](const Array& a, const Array& b) { return a.section < b.section; });
+
+    std::ostringstream xml;
+    xml << "<?xml version=\"1.0\"?>\n"
+        << "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" header_type=\"UInt64\">\n"
+        << "  <UnstructuredGrid>\n"
+        << "    <Piece NumberOfPoints=\"" << nodeCount << "\" NumberOfCells=\"" << mesh_.CellCount() << "\">\n";
+    const char* const sections[] = {"PointData", "CellData", "Points", "Cells"};
+    std::uint64_t offset = 0;
+    for (int section = Array::PointData; section <= Array::Cells; ++section) {
+        xml << "      <" << sections[section] << ">\n";
+        for (const Array& array : arrays) {
+            if (array.section != section) continue;
+            xml << "        <DataArray type=\"" << array.type << "\" Name=\"" << Escaped(array.name) << "\"";
+            if (array.components != 1) xml << " NumberOfComponents=\"" << array.components << "\"";
+            xml << " format=\"appended\" offset=\"" << offset << "\"/>\n";
+            offset += sizeof(std::uint64_t) + array.bytes;
+        }
+        xml << "      </" << sections[section] << ">\n";
+    }
+    xml << "    </Piece>\n  </UnstructuredGrid>\n  <AppendedData encoding=\"raw\">\n   _";
+
+    OutputFile file(path);
+    file.Write(xml.str());
+    for (const Array& array : arrays) {
+        file.Write(&array.bytes, sizeof array.bytes);
+        file.Write(array.data, array.bytes);
+    }
+    file.Write(std::string("\n  </AppendedData>\n</VTKFile>\n"));
+    return file.Commit();
+}
+
+namespace {
+
+std::string WithoutExtension(const std::string& path, std::initializer_list<const char*> extensions) {
+    for (const std::string extension : extensions)
+        if (path.size() > extension.size() && path.compare(path.size() - extension.size(), extension.size(), extension) == 0)
+            return path.substr(0, path.size() - extension.size());
+    return path;
+}
+
+std::string BaseName(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace
+
+int Export(const ExportOptions& options, std::ostream& out, std::ostream& err) {
+    std::string current = options.mesh;
+    try {
+        const Mesh mesh = LoadMesh(options.mesh);
+        const VtuWriter writer(mesh, options);
+        const std::string base = WithoutExtension(options.output, {".vtu", ".pvd"});
+        if (options.snapshots.size() <= 1) {
+            std::optional<Snapshot> snapshot;
+            if (!options.snapshots.empty()) snapshot.emplace(LoadSnapshot(current = options.snapshots.front()));
+            const std::string path = base + ".vtu";
+            const std::uint64_t bytes = writer.Write(snapshot ? &*snapshot : nullptr, path);
+            out << path << ": " << mesh.nodeIds.count << " points, " << mesh.CellCount() << " cells, " << bytes
+                << " bytes\n";
+            return 0;
+        }
+        std::ostringstream collection;
+        collection << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"0.1\" byte_order=\"LittleEndian\">\n"
+                   << "  <Collection>\n";
+        for (std::size_t i = 0; i < options.snapshots.size(); ++i) {
+            const Snapshot snapshot = LoadSnapshot(current = options.snapshots[i]);
+            const std::string path = base + "_" + std::to_string(i) + ".vtu";
+            const std::uint64_t bytes = writer.Write(&snapshot, path);
+            out << path << ": " << options.snapshots[i] << ", " << bytes << " bytes\n";
+            collection << "    <DataSet timestep=\"" << i << "\" part=\"0\" file=\"" << Escaped(BaseName(path))
+                       << "\" name=\"" << Escaped(WithoutExtension(BaseName(options.snapshots[i]), {".romsnp"})) << "\"/>\n";
+        }
+        collection << "  </Collection>\n</VTKFile>\n";
+        OutputFile pvd(current = base + ".pvd");
+        pvd.Write(collection.str());
+        pvd.Commit();
+        out << current << ": " << options.snapshots.size() << " time steps\n";
+        return 0;
+    } catch (const std::exception& error) {
+        err << "tervikrom: " << current << ": " << error.what() << "\n";
+        return 1;
+    }
+}
+
+}  // namespace tervik::cli

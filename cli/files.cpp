@@ -1,0 +1,321 @@
+// Reading files: their kind and header, and mesh and snapshot files resumed through the
+// library into table views.
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include <json/reader.h>
+
+#include "cli.hpp"
+
+namespace tervik::cli {
+
+void Check(RomExceptionHandle error, const char* what) {
+    if (error == nullptr) return;
+    std::string text = std::string(what) + ": " + RomGetExceptionDescription(error);
+    RomReleaseException(error);
+    throw Failure(text);
+}
+
+namespace {
+
+struct KindEntry {
+    FileKind kind;
+    const char* name;
+    const char* (*extension)();
+    const char* documentKey;  // for configuration documents
+};
+constexpr KindEntry kKinds[] = {
+    {FileKind::Setup, "setup", RomGetConfigurationFileExtension, "setup"},
+    {FileKind::MeshDataCfg, "meshDataConfiguration", RomGetConfigurationFileExtension, "meshData"},
+    {FileKind::SnapshotCfg, "snapshotConfiguration", RomGetConfigurationFileExtension, "snapshot"},
+    {FileKind::Mesh, "mesh", RomGetMeshFileExtension, nullptr},
+    {FileKind::Snapshot, "snapshot", RomGetSnapshotFileExtension, nullptr},
+    {FileKind::Cache, "snapshotCache", RomGetSnapshotCacheFileExtension, "snapshotCache"},
+    {FileKind::Project, "project", RomGetProjectFileExtension, nullptr},
+};
+
+std::string Extension(const std::string& path) {
+    const auto dot = path.rfind('.');
+    const auto slash = path.rfind('/');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+    return path.substr(dot + 1);
+}
+
+Json::Value ParseDocument(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw Failure("cannot open the file");
+    Json::CharReaderBuilder builder;
+    Json::Value root;
+    std::string errors;
+    if (!Json::parseFromStream(builder, in, &root, &errors) || !root.isObject())
+        throw Failure("not a JSON document: " + errors);
+    return root;
+}
+
+// Little-endian fields at the start of a binary file.
+class HeaderReader {
+public:
+    explicit HeaderReader(const std::string& path) {
+        std::ifstream in(path, std::ios::binary);
+        if (!in) throw Failure("cannot open the file");
+        bytes_.resize(kLimit);
+        in.read(bytes_.data(), kLimit);
+        bytes_.resize(static_cast<std::size_t>(in.gcount()));
+    }
+    std::int32_t Int() {
+        std::int32_t value = 0;
+        Take(&value, sizeof value);
+        return value;
+    }
+    std::string String() {
+        const std::int32_t length = Int();
+        if (length < 0 || static_cast<std::size_t>(length) > bytes_.size() - at_)
+            throw Failure("the header holds a text of " + std::to_string(length) + " bytes past the end of the header");
+        std::string text(bytes_.data() + at_, static_cast<std::size_t>(length));
+        at_ += static_cast<std::size_t>(length);
+        return text;
+    }
+
+private:
+    static constexpr std::size_t kLimit = 1024;
+    void Take(void* out, std::size_t size) {
+        if (bytes_.size() - at_ < size) throw Failure("the file ends inside its header");
+        std::memcpy(out, bytes_.data() + at_, size);
+        at_ += size;
+    }
+    std::vector<char> bytes_;
+    std::size_t at_ = 0;
+};
+
+template <class T>
+Table<T> TableOf(T* data, std::uint32_t count) {
+    return Table<T>{data, count};
+}
+
+}  // namespace
+
+std::vector<RomObject*> Members(RomObject* container) {
+    std::uint32_t count = 0;
+    Check(RomContainerGetCount(container, &count), "RomContainerGetCount");
+    std::vector<RomObject*> members(count);
+    for (std::uint32_t i = 0; i < count; ++i) Check(RomContainerGetObject(container, i, &members[i]), "RomContainerGetObject");
+    return members;
+}
+
+const char* KindName(FileKind kind) {
+    for (const auto& entry : kKinds)
+        if (entry.kind == kind) return entry.name;
+    return "";
+}
+
+FileKind DetectKind(const std::string& path) {
+    const std::string extension = Extension(path);
+    if (extension == RomGetConfigurationFileExtension()) {
+        const Json::Value root = ParseDocument(path);
+        for (const auto& entry : kKinds)
+            if (entry.extension == RomGetConfigurationFileExtension && root.isMember(entry.documentKey)) return entry.kind;
+        throw Failure("a configuration document holds \"setup\", \"meshData\" or \"snapshot\"; this one holds none");
+    }
+    for (const auto& entry : kKinds)
+        if (entry.extension != RomGetConfigurationFileExtension && extension == entry.extension()) return entry.kind;
+    std::string known;
+    for (const char* (*name)() : {RomGetConfigurationFileExtension, RomGetMeshFileExtension, RomGetSnapshotFileExtension,
+                                  RomGetSnapshotCacheFileExtension, RomGetProjectFileExtension})
+        known += std::string(known.empty() ? "" : ", ") + "." + name();
+    throw Failure("unknown file kind \"." + extension + "\"; known: " + known);
+}
+
+Json::Value ReadVersions(const std::string& path, FileKind kind) {
+    Json::Value versions(Json::objectValue);
+    if (kind == FileKind::Setup || kind == FileKind::MeshDataCfg || kind == FileKind::SnapshotCfg ||
+        kind == FileKind::Cache) {
+        const Json::Value root = ParseDocument(path);
+        if (root.isMember("version")) versions["fileVersion"] = root["version"];
+        const Json::Value& product = root["loomsteadVersion"];
+        if (product.isArray() && product.size() == 2)
+            versions["productVersion"] = std::to_string(product[0].asInt()) + "." + std::to_string(product[1].asInt());
+        return versions;
+    }
+    HeaderReader header(path);
+    if (header.Int() != 0) throw Failure("the file holds no object (its null flag is set)");
+    versions["frameVersion"] = header.Int();
+    versions["type"] = header.String();
+    versions["typeVersion"] = header.Int();
+    const std::int32_t major = header.Int();
+    const std::int32_t minor = header.Int();
+    versions["productVersion"] = std::to_string(major) + "." + std::to_string(minor);
+    if (kind == FileKind::Project) versions["id"] = header.String();
+    return versions;
+}
+
+const MeshSupport* Mesh::FindSupport(const std::string& solverId) const {
+    for (const auto& support : supports)
+        if (support.solverId == solverId) return &support;
+    return nullptr;
+}
+
+Mesh LoadMesh(const std::string& path) {
+    Mesh mesh;
+    RomObject* data = nullptr;
+    Check(RomFactoryCreateMeshData(&data), "RomFactoryCreateMeshData");
+    mesh.data.reset(data);
+    Check(RomPersistableResume(data, path.c_str()), "resume");
+    RomObject* cfg = nullptr;
+    Check(RomMeshDataGetConfiguration(data, &cfg), "RomMeshDataGetConfiguration");
+    mesh.configuration = cfg;
+
+    RomObject *nodeCfg = nullptr, *nodes = nullptr;
+    std::uint32_t count = 0, size = 0;
+    Check(RomMeshDataCfgGetNodeDataCfg(cfg, &nodeCfg), "RomMeshDataCfgGetNodeDataCfg");
+    Check(RomNodeDataCfgGetCount(nodeCfg, &count), "RomNodeDataCfgGetCount");
+    Check(RomNodeDataCfgGetDimension(nodeCfg, &mesh.dimension), "RomNodeDataCfgGetDimension");
+    Check(RomNodeDataCfgGetCoordinateTableSize(nodeCfg, &size), "RomNodeDataCfgGetCoordinateTableSize");
+    Check(RomMeshDataGetNodeData(data, &nodes), "RomMeshDataGetNodeData");
+    std::int32_t* table = nullptr;
+    double* coordinates = nullptr;
+    Check(RomNodeDataGetIds(nodes, &table), "RomNodeDataGetIds");
+    Check(RomNodeDataGetCoordinateTable(nodes, &coordinates), "RomNodeDataGetCoordinateTable");
+    mesh.nodeIds = TableOf(table, count);
+    mesh.coordinates = TableOf(coordinates, size);
+
+    RomObject *elementCfg = nullptr, *elements = nullptr, *part = nullptr, *partCfg = nullptr;
+    Check(RomMeshDataCfgGetElementDataCfg(cfg, &elementCfg), "RomMeshDataCfgGetElementDataCfg");
+    Check(RomMeshDataGetElementData(data, &elements), "RomMeshDataGetElementData");
+    if (RomElementDataCfgTryGetStdElementDataCfg(elementCfg, &partCfg)) {
+        Check(RomStdElementDataCfgGetCount(partCfg, &count), "RomStdElementDataCfgGetCount");
+        Check(RomStdElementDataCfgGetConnectivityTableSize(partCfg, &size), "GetConnectivityTableSize");
+        Check(RomElementDataGetStdElementData(elements, &part), "RomElementDataGetStdElementData");
+        Check(RomStdElementDataGetTypes(part, &table), "RomStdElementDataGetTypes");
+        mesh.types = TableOf(table, count);
+        Check(RomStdElementDataGetIds(part, &table), "RomStdElementDataGetIds");
+        mesh.elementIds = TableOf(table, count);
+        Check(RomStdElementDataGetConnectivityTable(part, &table), "RomStdElementDataGetConnectivityTable");
+        mesh.connectivity = TableOf(table, size);
+    }
+    RomObject *userCfg = nullptr, *user = nullptr;
+    if (RomElementDataCfgTryGetUserElementDataCfg(elementCfg, &userCfg)) {
+        Check(RomElementDataGetUserElementData(elements, &user), "RomElementDataGetUserElementData");
+        if (RomUserElementDataCfgTryGetPolygonDataCfg(userCfg, &partCfg)) {
+            Check(RomPolygonDataCfgGetCount(partCfg, &count), "RomPolygonDataCfgGetCount");
+            Check(RomPolygonDataCfgGetConnectivityTableSize(partCfg, &size), "GetConnectivityTableSize");
+            Check(RomUserElementDataGetPolygonData(user, &part), "RomUserElementDataGetPolygonData");
+            Check(RomPolygonDataGetIds(part, &table), "RomPolygonDataGetIds");
+            mesh.polygonIds = TableOf(table, count);
+            Check(RomPolygonDataGetConnectivityTable(part, &table), "RomPolygonDataGetConnectivityTable");
+            mesh.polygonConnectivity = TableOf(table, size);
+        }
+        if (RomUserElementDataCfgTryGetPolyhedronDataCfg(userCfg, &partCfg)) {
+            Check(RomPolyhedronDataCfgGetCount(partCfg, &count), "RomPolyhedronDataCfgGetCount");
+            Check(RomPolyhedronDataCfgGetConnectivityTableSize(partCfg, &size), "GetConnectivityTableSize");
+            Check(RomUserElementDataGetPolyhedronData(user, &part), "RomUserElementDataGetPolyhedronData");
+            Check(RomPolyhedronDataGetIds(part, &table), "RomPolyhedronDataGetIds");
+            mesh.polyhedronIds = TableOf(table, count);
+            Check(RomPolyhedronDataGetConnectivityTable(part, &table), "RomPolyhedronDataGetConnectivityTable");
+            mesh.polyhedronConnectivity = TableOf(table, size);
+        }
+    }
+
+    RomObject* regions = nullptr;
+    Check(RomMeshDataCfgGetRegionCfgs(cfg, &regions), "RomMeshDataCfgGetRegionCfgs");
+    for (RomObject* region : Members(regions)) {
+        RomObject* supports = nullptr;
+        Check(RomRegionCfgGetSupportCfgs(region, &supports), "RomRegionCfgGetSupportCfgs");
+        for (RomObject* supportCfg : Members(supports)) {
+            MeshSupport support;
+            support.solverId = RomGetSolverId(supportCfg);
+            support.region = RomGetSolverId(region);
+            Check(RomSupportCfgGetEntitiesType(supportCfg, &support.entityType), "RomSupportCfgGetEntitiesType");
+            Check(RomSupportCfgGetEntityCount(supportCfg, &count), "RomSupportCfgGetEntityCount");
+            Check(RomMeshDataGetSupportData(data, support.solverId.c_str(), &part), "RomMeshDataGetSupportData");
+            Check(RomSupportDataGetEntities(part, &table), "RomSupportDataGetEntities");
+            support.entities = TableOf(table, count);
+            mesh.supports.push_back(std::move(support));
+        }
+    }
+    return mesh;
+}
+
+Snapshot LoadSnapshot(const std::string& path) {
+    Snapshot snapshot;
+    RomObject* data = nullptr;
+    Check(RomFactoryCreateSnapshot(&data), "RomFactoryCreateSnapshot");
+    snapshot.data.reset(data);
+    Check(RomPersistableResume(data, path.c_str()), "resume");
+    std::uint32_t filled = 0;
+    Check(RomSnapshotIsFilled(data, &filled), "RomSnapshotIsFilled");
+    snapshot.filled = filled != 0;
+    RomObject *cfg = nullptr, *supports = nullptr;
+    Check(RomSnapshotGetConfiguration(data, &cfg), "RomSnapshotGetConfiguration");
+    Check(RomSnapshotCfgGetSupportCfgs(cfg, &supports), "RomSnapshotCfgGetSupportCfgs");
+    for (RomObject* support : Members(supports)) {
+        RomObject* components = nullptr;
+        // A support without components has no list, and no component data.
+        if (RomExceptionHandle none = RomSnapshotCfgGetComponentsOfSupport(cfg, support, &components)) {
+            RomReleaseException(none);
+            continue;
+        }
+        for (RomObject* component : Members(components)) {
+            SnapshotPair pair;
+            pair.component = RomGetSolverId(component);
+            pair.support = RomGetSolverId(support);
+            RomObject* values = nullptr;
+            Check(RomSnapshotGetComponentData(data, pair.component.c_str(), pair.support.c_str(), &values),
+                  "RomSnapshotGetComponentData");
+            Check(RomSnapshotComponentDataGetAssignedEntityValueCount(values, &pair.assigned), "GetAssignedEntityValueCount");
+            Check(RomSnapshotComponentDataGetExpectedEntityValueCount(values, &pair.expected), "GetExpectedEntityValueCount");
+            std::uint32_t* ids = nullptr;
+            double* array = nullptr;
+            Check(RomSnapshotComponentDataGetIdArray(values, &ids), "RomSnapshotComponentDataGetIdArray");
+            Check(RomSnapshotComponentDataGetValueArray(values, &array), "RomSnapshotComponentDataGetValueArray");
+            pair.ids = TableOf(ids, pair.expected);
+            pair.values = TableOf(array, pair.expected);
+            snapshot.pairs.push_back(std::move(pair));
+        }
+    }
+    return snapshot;
+}
+
+EntityIndex::EntityIndex(std::vector<const Table<std::int32_t>*> ids, bool indices, const char* what) {
+    for (const auto* table : ids) size_ += table->count;
+    if (indices || size_ == 0) {
+        offset_ = 0;
+        return;
+    }
+    // Ids that ascend by one from the first need no table at all.
+    const std::int64_t first = (*ids.front())[0];
+    std::int64_t next = first, low = first, high = first;
+    bool ascending = true;
+    for (const auto* table : ids)
+        for (std::uint32_t i = 0; i < table->count; ++i) {
+            const std::int64_t id = (*table)[i];
+            ascending = ascending && id == next++;
+            low = std::min(low, id);
+            high = std::max(high, id);
+        }
+    if (ascending) {
+        offset_ = first;
+        return;
+    }
+    const auto duplicate = [&](std::int64_t id) {
+        return Failure(std::string("two ") + what + " have the id " + std::to_string(id));
+    };
+    std::int64_t index = 0;
+    if (high - low < 4 * size_ + 1024 && size_ < INT32_MAX) {
+        base_ = low;
+        dense_.assign(static_cast<std::size_t>(high - low + 1), -1);
+        for (const auto* table : ids)
+            for (std::uint32_t i = 0; i < table->count; ++i, ++index) {
+                std::int32_t& slot = dense_[static_cast<std::size_t>((*table)[i] - low)];
+                if (slot >= 0) throw duplicate((*table)[i]);
+                slot = static_cast<std::int32_t>(index);
+            }
+        return;
+    }
+    for (const auto* table : ids)
+        for (std::uint32_t i = 0; i < table->count; ++i, ++index)
+            if (!sparse_.emplace((*table)[i], index).second) throw duplicate((*table)[i]);
+}
+
+}  // namespace tervik::cli
