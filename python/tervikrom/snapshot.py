@@ -1,7 +1,8 @@
 """Snapshots with numpy views of their values, points, the snapshot cache, projects, and
 the snapshot matrix of a series of snapshot files."""
+import ctypes
 import os
-from ctypes import c_char_p, c_double, c_uint32
+from ctypes import c_double, c_size_t, c_uint32, c_void_p
 
 import numpy as np
 
@@ -105,6 +106,10 @@ class UserPoint(Object):
     __slots__ = ()
     _factory = "RomFactoryCreateUserPoint"
 
+    def __init__(self, _handle=None, _parent=None, **values):
+        super().__init__(_handle, _parent)
+        self.update(values)
+
     def update(self, values=(), **more):
         for name, value in dict(values, **more).items():
             self[name] = value
@@ -173,6 +178,16 @@ class Project(Persistable):
     __hash__ = None
 
 
+_memcmp = ctypes.CDLL(None).memcmp
+_memcmp.argtypes, _memcmp.restype = (c_void_p, c_void_p, c_size_t), ctypes.c_int
+
+
+def _equal(a, b):
+    """Whether two contiguous arrays of one dtype hold the same values, compared as bytes:
+    no temporary array, unlike numpy's comparison."""
+    return a.shape == b.shape and (a.nbytes == 0 or _memcmp(a.ctypes.data, b.ctypes.data, a.nbytes) == 0)
+
+
 class ColumnReader:
     """Reads the values of one (component, support) pair from snapshot files, in ascending
     entity id, through one snapshot object reused for every file (one thread at a time)."""
@@ -204,7 +219,7 @@ class ColumnReader:
         """Writes the file's values into `out` in the order of `ids`, which the file must hold."""
         found, values = self._pair(path)
         same = len(found) == len(ids)
-        if same and np.array_equal(found, ids):
+        if same and _equal(found, ids):
             out[:] = values
             return
         if same:

@@ -1,0 +1,188 @@
+import ctypes
+import gc
+import weakref
+
+import dask
+import numpy as np
+import pytest
+
+import tervikrom
+import tervikrom.dask
+from tervikrom import Error, lib
+from conftest import COMPONENTS, ELEMENTS, NODES, POLYGONS, PYRAMID, SUPPORTS, flat
+
+# (table, the C getter of its live storage, its C element type, the values the workflow wrote)
+TABLES = [
+    (lambda m: m.node_data, "coordinates", "RomNodeDataGetCoordinateTable", ctypes.c_double, NODES),
+    (lambda m: m.node_data, "ids", "RomNodeDataGetIds", ctypes.c_int32, np.arange(100, 112)),
+    (lambda m: m.std_element_data, "types", "RomStdElementDataGetTypes", ctypes.c_int32, [11, 9, 5]),
+    (lambda m: m.std_element_data, "ids", "RomStdElementDataGetIds", ctypes.c_int32, [1, 2, 3]),
+    (lambda m: m.std_element_data, "connectivity", "RomStdElementDataGetConnectivityTable", ctypes.c_int32,
+     flat([nodes for _, nodes in ELEMENTS], counted=False)),
+    (lambda m: m.polygon_data, "connectivity", "RomPolygonDataGetConnectivityTable", ctypes.c_int32, flat(POLYGONS)),
+    (lambda m: m.polygon_data, "ids", "RomPolygonDataGetIds", ctypes.c_int32, [10, 11]),
+    (lambda m: m.polyhedron_data, "connectivity", "RomPolyhedronDataGetConnectivityTable", ctypes.c_int32,
+     [len(PYRAMID)] + flat(PYRAMID)),
+    (lambda m: m.polyhedron_data, "ids", "RomPolyhedronDataGetIds", ctypes.c_int32, [20]),
+    (lambda m: m.support_data("solid-cells"), "entities", "RomSupportDataGetEntities", ctypes.c_int32, [1, 2, 3]),
+    (lambda m: m.support_data("solid-nodes"), "entities", "RomSupportDataGetEntities", ctypes.c_int32,
+     np.arange(100, 112)),
+]
+TABLE_IDS = ["%s-%d" % (table[2], index) for index, table in enumerate(TABLES)]
+FROZEN = np.zeros(12, dtype=np.int32)
+FROZEN.flags.writeable = False
+
+
+def _write_snapshots(files, name, count, order=None, entities=SUPPORTS["solid-nodes"][1]):
+    """Snapshot files of the set-up: column j holds j + 0.001 * id on every component."""
+    paths = []
+    for run in range(count):
+        with tervikrom.Snapshot(files.snapshot_cfg) as snapshot:
+            ids = entities if order is None else entities[order]
+            for component in COMPONENTS:
+                snapshot.component_data(component, "solid-nodes").fill(ids, run + 0.001 * ids)
+            paths.append(files.folder / ("%s-%d.romsnp" % (name, run)))
+            snapshot.save(paths[-1])
+    return paths
+
+
+@pytest.mark.parametrize("part, name, getter, ctype, expected", TABLES, ids=TABLE_IDS)
+def test_views_are_the_live_tables(files, tmp_path, part, name, getter, ctype, expected):
+    mesh = tervikrom.load(files.mesh)
+    table = getattr(part(mesh), name)
+    np.testing.assert_array_equal(table, np.asarray(expected).reshape(table.shape))
+    address = ctypes.POINTER(ctype)()
+    getattr(lib, getter)(part(mesh)._handle, ctypes.byref(address))
+    assert table.ctypes.data == ctypes.cast(address, ctypes.c_void_p).value
+    table[-1] += 7  # seen by the library: it saves what the view holds
+    changed = table.copy()
+    mesh.save(tmp_path / "changed.rommsh")
+    np.testing.assert_array_equal(getattr(part(tervikrom.load(tmp_path / "changed.rommsh")), name), changed)
+
+
+def test_mesh_from_numpy_equals_the_built_one(files, tmp_path):
+    built = tervikrom.load(files.mesh)
+    mesh = tervikrom.MeshData(files.mesh_cfg)
+    arrays = {}
+    for part, name, _, ctype, _ in TABLES:
+        source = getattr(part(built), name)
+        arrays[part, name] = array = source.copy()
+        setattr(part(mesh), name, array)
+        assert getattr(part(mesh), name).ctypes.data == array.ctypes.data  # borrowed, not copied
+    del arrays  # the tables keep what they borrowed alive
+    gc.collect()
+    mesh.save(tmp_path / "numpy.rommsh")
+    again = tervikrom.load(tmp_path / "numpy.rommsh")
+    for part, name, *_ in TABLES:
+        np.testing.assert_array_equal(getattr(part(again), name), getattr(part(built), name))
+    assert again.std_element_data.offsets.tolist() == [0, 8, 12, 15]
+    assert [again.polygon_data.polygon(i).tolist() for i in range(2)] == POLYGONS
+    assert [face.tolist() for face in again.polyhedron_data.polyhedron(0)] == PYRAMID
+
+
+def test_view_outlives_its_owner(files):
+    coordinates = tervikrom.load(files.mesh).node_data.coordinates
+    keeper = weakref.ref(coordinates.base.keeper)
+    gc.collect()
+    np.testing.assert_array_equal(coordinates[3:], NODES[3:])
+    assert keeper() is not None
+    del coordinates
+    gc.collect()
+    assert keeper() is None  # released with its last view
+
+
+@pytest.mark.parametrize("array, message", [
+    (np.zeros(12, dtype=np.int64), "NodeData.ids takes int32 values, not int64"),
+    (np.zeros(11, dtype=np.int32), "NodeData.ids takes 12 values, not 11"),
+    (np.zeros(24, dtype=np.int32)[::2], "NodeData.ids borrows the array, which must be C-contiguous"),
+    (FROZEN, "NodeData.ids borrows the array, which must be writable"),
+    (list(range(12)), "NodeData.ids borrows a numpy array, not a list"),
+])
+def test_set_refuses_before_the_library_sees_it(files, array, message):
+    nodes = tervikrom.MeshData(files.mesh_cfg).node_data
+    with pytest.raises(Error, match="^" + message):
+        nodes.ids = array
+    with pytest.raises(Error, match="^In CNodeData, trying to access ids table but this table is not available yet!$"):
+        nodes.ids
+
+
+@pytest.mark.parametrize("action, message", [
+    (lambda f: tervikrom.load(f.mesh).support_data("nope"),
+     "In CMeshData, no support has the given solverId.\nGiven solverId is : nope"),
+    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("p", "solid-nodes"),
+     "Tried to retrieve the snapshot data for the component p on the support solid-nodesbut this "
+     "component/support pair is unknown according to this configuration."),
+    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill([1, 2, 3, 4], [0] * 4),
+     "The component ux on the support solid-nodes expects 12 more values, not 4"),
+    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).save(f.folder / "unfilled.romsnp"),
+     "The following snapshot component data are not filled:\n"),
+    (lambda f: tervikrom.load(f.folder / "missing.romcch"), None),
+    (lambda f: tervikrom.load(f.folder / "mesh.txt"), "mesh.txt: no object is saved with the extension 'txt'"),
+    (lambda f: tervikrom.MeshData(f.mesh_cfg).node_data.copy_ids(np.arange(13)), "NodeData.ids holds 12 values"),
+])
+def test_errors_carry_the_library_text(files, action, message):
+    with pytest.raises(Error) as raised:
+        action(files)
+    if message:
+        assert message in str(raised.value)
+
+
+def test_closed_and_renewed_objects_refuse_calls(files):
+    mesh = tervikrom.load(files.mesh)
+    nodes, ids = mesh.node_data, mesh.node_data.coordinates
+    with pytest.raises(Error, match="views of its tables are in use"):
+        mesh.resume(files.mesh)
+    del ids
+    mesh.resume(files.mesh)
+    with pytest.raises(Error, match="fetch it again"):
+        nodes.coordinates
+    mesh.close()
+    with pytest.raises(Error, match="MeshData is closed"):
+        mesh.node_data
+
+
+@pytest.mark.parametrize("name, cls", [("setup.romcfg", tervikrom.SetupCfg), ("mesh.romcfg", tervikrom.MeshDataCfg),
+                                       ("snapshot.romcfg", tervikrom.SnapshotCfg), ("mesh.rommsh", tervikrom.MeshData)])
+def test_load_picks_the_class(files, name, cls):
+    assert type(tervikrom.load(files.folder / name)) is cls
+
+
+def test_snapshot_roundtrip_and_matrix(files):
+    order = np.random.default_rng(1).permutation(12)
+    paths = _write_snapshots(files, "run", 4, order)
+    data = tervikrom.load(paths[2]).component_data("uy", "solid-nodes")
+    assert (data.component_id, data.support_id, len(data), data.assigned_count) == ("uy", "solid-nodes", 12, 12)
+    np.testing.assert_array_equal(data.ids, np.arange(100, 112))  # saved in ascending id order
+    address = ctypes.POINTER(ctypes.c_double)()
+    lib.RomSnapshotComponentDataGetValueArray(data._handle, ctypes.byref(address))
+    assert data.values.ctypes.data == ctypes.cast(address, ctypes.c_void_p).value
+    data.values[5] = -1.0
+    assert data.value(5) == (105, -1.0)
+
+    ids, matrix = tervikrom.snapshot_matrix(paths, "ux", "solid-nodes")
+    expected = np.arange(4)[None, :] + 0.001 * np.arange(100, 112)[:, None]
+    np.testing.assert_array_equal(ids, np.arange(100, 112))
+    np.testing.assert_array_equal(matrix, expected)
+    lazy_ids, lazy = tervikrom.dask.snapshot_matrix(paths, "ux", "solid-nodes")
+    assert lazy.chunks == ((12,), (1,) * 4)
+    np.testing.assert_array_equal(lazy_ids, ids)
+    np.testing.assert_array_equal(lazy.compute(scheduler="threads"), expected)
+
+    other = _write_snapshots(files, "other", 1, entities=np.arange(200, 212))[0]
+    for matrix_of in (tervikrom.snapshot_matrix,
+                      lambda *a: tervikrom.dask.snapshot_matrix(*a)[1].compute(scheduler="sync")):
+        with pytest.raises(Error, match="other-0.romsnp: the component ux on the support solid-nodes has other"):
+            matrix_of(paths + [other], "ux", "solid-nodes")
+
+
+def test_cache_points_and_project(files, tmp_path):
+    cache, run, result = tervikrom.SnapshotCache(), tervikrom.UserPoint(load=1500.0), tervikrom.UserPoint()
+    result["max-displacement"] = 0.0123
+    assert cache.push(run, result, "run-1.romsnp") and not cache.push(run, result, "run-2.romsnp")
+    cache.save(tmp_path / "runs.romcch")
+    entry = tervikrom.load(tmp_path / "runs.romcch").pull(tervikrom.UserPoint(load=1500.0))
+    assert entry.snapshot_file == "run-1.romsnp" and entry.output_point["max-displacement"] == 0.0123
+    assert "load" in entry.input_point and entry.input_point.get("speed") is None
+    project = tervikrom.Project()
+    project.save(tmp_path / "p.rompjt")
+    assert tervikrom.load(tmp_path / "p.rompjt") == project != tervikrom.Project()
