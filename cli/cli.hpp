@@ -37,12 +37,24 @@ struct Release {
 };
 using Handle = std::unique_ptr<RomObject, Release>;
 
+// A factory function of rom.h, RomFactoryCreate...
+using Factory = RomExceptionHandle (*)(RomObject**);
+
+// A new object of the factory function's kind, resumed from path.
+Handle Resumed(Factory create, const std::string& path);
+
+// A string getter's text.
+std::string Text(RomExceptionHandle (*get)(RomObject*, const char**), RomObject* object);
+
 // ---- File kinds and their header ---------------------------------------------------
 
 enum class FileKind { Setup, MeshDataCfg, SnapshotCfg, Mesh, Snapshot, Cache, Project };
 
 // The name used in every output ("mesh", "snapshotConfiguration", ...).
 const char* KindName(FileKind kind);
+// The factory function that makes an object of the kind, and whether it is a configuration.
+Factory FactoryOf(FileKind kind);
+bool IsConfiguration(FileKind kind);
 
 // The kind from the extension; a configuration document by the key it stores.
 FileKind DetectKind(const std::string& path);

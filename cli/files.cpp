@@ -25,16 +25,25 @@ struct KindEntry {
     const char* name;
     const char* (*extension)();
     const char* documentKey;  // for configuration documents
+    Factory create;
 };
 constexpr KindEntry kKinds[] = {
-    {FileKind::Setup, "setup", RomGetConfigurationFileExtension, "setup"},
-    {FileKind::MeshDataCfg, "meshDataConfiguration", RomGetConfigurationFileExtension, "meshData"},
-    {FileKind::SnapshotCfg, "snapshotConfiguration", RomGetConfigurationFileExtension, "snapshot"},
-    {FileKind::Mesh, "mesh", RomGetMeshFileExtension, nullptr},
-    {FileKind::Snapshot, "snapshot", RomGetSnapshotFileExtension, nullptr},
-    {FileKind::Cache, "snapshotCache", RomGetSnapshotCacheFileExtension, "snapshotCache"},
-    {FileKind::Project, "project", RomGetProjectFileExtension, nullptr},
+    {FileKind::Setup, "setup", RomGetConfigurationFileExtension, "setup", RomFactoryCreateSetupCfg},
+    {FileKind::MeshDataCfg, "meshDataConfiguration", RomGetConfigurationFileExtension, "meshData",
+     RomFactoryCreateMeshDataCfg},
+    {FileKind::SnapshotCfg, "snapshotConfiguration", RomGetConfigurationFileExtension, "snapshot",
+     RomFactoryCreateSnapshotCfg},
+    {FileKind::Mesh, "mesh", RomGetMeshFileExtension, nullptr, RomFactoryCreateMeshData},
+    {FileKind::Snapshot, "snapshot", RomGetSnapshotFileExtension, nullptr, RomFactoryCreateSnapshot},
+    {FileKind::Cache, "snapshotCache", RomGetSnapshotCacheFileExtension, "snapshotCache", RomFactoryCreateSnapshotCache},
+    {FileKind::Project, "project", RomGetProjectFileExtension, nullptr, RomFactoryCreateProject},
 };
+
+const KindEntry& EntryOf(FileKind kind) {
+    for (const auto& entry : kKinds)
+        if (entry.kind == kind) return entry;
+    return kKinds[0];
+}
 
 std::string Extension(const std::string& path) {
     const auto dot = path.rfind('.');
@@ -104,11 +113,17 @@ std::vector<RomObject*> Members(RomObject* container) {
     return members;
 }
 
-const char* KindName(FileKind kind) {
-    for (const auto& entry : kKinds)
-        if (entry.kind == kind) return entry.name;
-    return "";
+std::string Text(RomExceptionHandle (*get)(RomObject*, const char**), RomObject* object) {
+    const char* text = nullptr;
+    Check(get(object, &text), "text");
+    return text;
 }
+
+const char* KindName(FileKind kind) { return EntryOf(kind).name; }
+
+Factory FactoryOf(FileKind kind) { return EntryOf(kind).create; }
+
+bool IsConfiguration(FileKind kind) { return EntryOf(kind).extension == RomGetConfigurationFileExtension; }
 
 FileKind DetectKind(const std::string& path) {
     const std::string extension = Extension(path);
@@ -129,8 +144,7 @@ FileKind DetectKind(const std::string& path) {
 
 Json::Value ReadVersions(const std::string& path, FileKind kind) {
     Json::Value versions(Json::objectValue);
-    if (kind == FileKind::Setup || kind == FileKind::MeshDataCfg || kind == FileKind::SnapshotCfg ||
-        kind == FileKind::Cache) {
+    if (EntryOf(kind).documentKey != nullptr) {
         const Json::Value root = ParseDocument(path);
         if (root.isMember("version")) versions["fileVersion"] = root["version"];
         const Json::Value& product = root["loomsteadVersion"];
@@ -156,12 +170,18 @@ const MeshSupport* Mesh::FindSupport(const std::string& solverId) const {
     return nullptr;
 }
 
+Handle Resumed(Factory create, const std::string& path) {
+    RomObject* object = nullptr;
+    Check(create(&object), "create");
+    Handle owned(object);
+    Check(RomPersistableResume(object, path.c_str()), "resume");
+    return owned;
+}
+
 Mesh LoadMesh(const std::string& path) {
     Mesh mesh;
-    RomObject* data = nullptr;
-    Check(RomFactoryCreateMeshData(&data), "RomFactoryCreateMeshData");
-    mesh.data.reset(data);
-    Check(RomPersistableResume(data, path.c_str()), "resume");
+    mesh.data = Resumed(RomFactoryCreateMeshData, path);
+    RomObject* const data = mesh.data.get();
     RomObject* cfg = nullptr;
     Check(RomMeshDataGetConfiguration(data, &cfg), "RomMeshDataGetConfiguration");
     mesh.configuration = cfg;
@@ -197,23 +217,32 @@ Mesh LoadMesh(const std::string& path) {
     RomObject *userCfg = nullptr, *user = nullptr;
     if (RomElementDataCfgTryGetUserElementDataCfg(elementCfg, &userCfg)) {
         Check(RomElementDataGetUserElementData(elements, &user), "RomElementDataGetUserElementData");
-        if (RomUserElementDataCfgTryGetPolygonDataCfg(userCfg, &partCfg)) {
-            Check(RomPolygonDataCfgGetCount(partCfg, &count), "RomPolygonDataCfgGetCount");
-            Check(RomPolygonDataCfgGetConnectivityTableSize(partCfg, &size), "GetConnectivityTableSize");
-            Check(RomUserElementDataGetPolygonData(user, &part), "RomUserElementDataGetPolygonData");
-            Check(RomPolygonDataGetIds(part, &table), "RomPolygonDataGetIds");
-            mesh.polygonIds = TableOf(table, count);
-            Check(RomPolygonDataGetConnectivityTable(part, &table), "RomPolygonDataGetConnectivityTable");
-            mesh.polygonConnectivity = TableOf(table, size);
-        }
-        if (RomUserElementDataCfgTryGetPolyhedronDataCfg(userCfg, &partCfg)) {
-            Check(RomPolyhedronDataCfgGetCount(partCfg, &count), "RomPolyhedronDataCfgGetCount");
-            Check(RomPolyhedronDataCfgGetConnectivityTableSize(partCfg, &size), "GetConnectivityTableSize");
-            Check(RomUserElementDataGetPolyhedronData(user, &part), "RomUserElementDataGetPolyhedronData");
-            Check(RomPolyhedronDataGetIds(part, &table), "RomPolyhedronDataGetIds");
-            mesh.polyhedronIds = TableOf(table, count);
-            Check(RomPolyhedronDataGetConnectivityTable(part, &table), "RomPolyhedronDataGetConnectivityTable");
-            mesh.polyhedronConnectivity = TableOf(table, size);
+        // Polygons and polyhedrons: the same calls on each kind's functions.
+        using Get = RomExceptionHandle (*)(RomObject*, RomObject**);
+        using Size = RomExceptionHandle (*)(RomObject*, std::uint32_t*);
+        using GetTable = RomExceptionHandle (*)(RomObject*, std::int32_t**);
+        const struct {
+            bool (*tryGetCfg)(RomObject*, RomObject**);
+            Size count, size;
+            Get data;
+            GetTable ids, connectivity;
+            Table<std::int32_t>*idTable, *connectivityTable;
+        } kinds[] = {{RomUserElementDataCfgTryGetPolygonDataCfg, RomPolygonDataCfgGetCount,
+                      RomPolygonDataCfgGetConnectivityTableSize, RomUserElementDataGetPolygonData, RomPolygonDataGetIds,
+                      RomPolygonDataGetConnectivityTable, &mesh.polygonIds, &mesh.polygonConnectivity},
+                     {RomUserElementDataCfgTryGetPolyhedronDataCfg, RomPolyhedronDataCfgGetCount,
+                      RomPolyhedronDataCfgGetConnectivityTableSize, RomUserElementDataGetPolyhedronData,
+                      RomPolyhedronDataGetIds, RomPolyhedronDataGetConnectivityTable, &mesh.polyhedronIds,
+                      &mesh.polyhedronConnectivity}};
+        for (const auto& kind : kinds) {
+            if (!kind.tryGetCfg(userCfg, &partCfg)) continue;
+            Check(kind.count(partCfg, &count), "count");
+            Check(kind.size(partCfg, &size), "connectivity table size");
+            Check(kind.data(user, &part), "user element data");
+            Check(kind.ids(part, &table), "ids");
+            *kind.idTable = TableOf(table, count);
+            Check(kind.connectivity(part, &table), "connectivity table");
+            *kind.connectivityTable = TableOf(table, size);
         }
     }
 
@@ -239,10 +268,8 @@ Mesh LoadMesh(const std::string& path) {
 
 Snapshot LoadSnapshot(const std::string& path) {
     Snapshot snapshot;
-    RomObject* data = nullptr;
-    Check(RomFactoryCreateSnapshot(&data), "RomFactoryCreateSnapshot");
-    snapshot.data.reset(data);
-    Check(RomPersistableResume(data, path.c_str()), "resume");
+    snapshot.data = Resumed(RomFactoryCreateSnapshot, path);
+    RomObject* const data = snapshot.data.get();
     std::uint32_t filled = 0;
     Check(RomSnapshotIsFilled(data, &filled), "RomSnapshotIsFilled");
     snapshot.filled = filled != 0;

@@ -24,14 +24,6 @@ Json::Value SolverIds(RomObject* container) {
     return ids;
 }
 
-Handle Resumed(RomExceptionHandle (*create)(RomObject**), const std::string& path) {
-    RomObject* object = nullptr;
-    Check(create(&object), "create");
-    Handle owned(object);
-    Check(RomPersistableResume(object, path.c_str()), "resume");
-    return owned;
-}
-
 // Counts and connectivity size of one element part of a configuration.
 Json::Value Sizes(RomObject* cfg, RomExceptionHandle (*count)(RomObject*, std::uint32_t*),
                   RomExceptionHandle (*size)(RomObject*, std::uint32_t*)) {
@@ -54,9 +46,7 @@ Json::Value DescribeMeshDataCfg(RomObject* cfg) {
     Check(RomNodeDataCfgGetDimension(part, &value), "RomNodeDataCfgGetDimension");
     out["nodes"]["count"] = count;
     out["nodes"]["dimension"] = value;
-    const char* unit = nullptr;
-    Check(RomMeshDataCfgGetUnit(cfg, &unit), "RomMeshDataCfgGetUnit");
-    out["unit"] = unit;
+    out["unit"] = Text(RomMeshDataCfgGetUnit, cfg);
     Check(RomMeshDataCfgGetElementDataCfg(cfg, &elements), "RomMeshDataCfgGetElementDataCfg");
     if (RomElementDataCfgTryGetStdElementDataCfg(elements, &part))
         out["standardElements"] = Sizes(part, RomStdElementDataCfgGetCount, RomStdElementDataCfgGetConnectivityTableSize);
@@ -71,9 +61,7 @@ Json::Value DescribeMeshDataCfg(RomObject* cfg) {
     for (RomObject* region : Members(regions)) {
         Json::Value entry;
         entry["solverId"] = RomGetSolverId(region);
-        const char* caption = nullptr;
-        Check(RomRegionCfgGetCaption(region, &caption), "RomRegionCfgGetCaption");
-        entry["caption"] = caption;
+        entry["caption"] = Text(RomRegionCfgGetCaption, region);
         RomObject* supports = nullptr;
         Check(RomRegionCfgGetSupportCfgs(region, &supports), "RomRegionCfgGetSupportCfgs");
         entry["supports"] = Json::Value(Json::arrayValue);
@@ -123,7 +111,7 @@ Json::Value DescribeMesh(const std::string& path, bool tables) {
 }
 
 Json::Value DescribeSetup(const std::string& path) {
-    const Handle setup = Resumed(RomFactoryCreateSetupCfg, path);
+    const Handle setup = Resumed(FactoryOf(FileKind::Setup), path);
     RomObject *meshData = nullptr, *fields = nullptr;
     Check(RomSetupCfgGetMeshData(setup.get(), &meshData), "RomSetupCfgGetMeshData");
     Json::Value out;
@@ -133,13 +121,9 @@ Json::Value DescribeSetup(const std::string& path) {
     for (RomObject* field : Members(fields)) {
         Json::Value entry;
         entry["solverId"] = RomGetSolverId(field);
-        const char* text = nullptr;
-        Check(RomFieldCfgGetCaption(field, &text), "RomFieldCfgGetCaption");
-        entry["caption"] = text;
-        Check(RomFieldCfgGetQuantity(field, &text), "RomFieldCfgGetQuantity");
-        entry["quantity"] = text;
-        Check(RomFieldCfgGetUnit(field, &text), "RomFieldCfgGetUnit");
-        entry["unit"] = text;
+        entry["caption"] = Text(RomFieldCfgGetCaption, field);
+        entry["quantity"] = Text(RomFieldCfgGetQuantity, field);
+        entry["unit"] = Text(RomFieldCfgGetUnit, field);
         std::int32_t type = 0;
         Check(RomFieldCfgGetEntitiesType(field, &type), "RomFieldCfgGetEntitiesType");
         entry["entityType"] = type;
@@ -200,7 +184,7 @@ Json::Value DescribeSnapshot(const std::string& path, bool tables) {
 // The library resumes the cache; the parameter names come from the document, as no
 // export lists them, and each value is read back through the entry the library finds.
 Json::Value DescribeCache(const std::string& path) {
-    const Handle cache = Resumed(RomFactoryCreateSnapshotCache, path);
+    const Handle cache = Resumed(FactoryOf(FileKind::Cache), path);
     Json::Value root;
     {
         std::ifstream in(path, std::ios::binary);
@@ -245,9 +229,9 @@ Json::Value Describe(const std::string& path, FileKind kind, bool tables) {
         case FileKind::Setup:
             return DescribeSetup(path);
         case FileKind::MeshDataCfg:
-            return DescribeMeshDataCfg(Resumed(RomFactoryCreateMeshDataCfg, path).get());
+            return DescribeMeshDataCfg(Resumed(FactoryOf(kind), path).get());
         case FileKind::SnapshotCfg:
-            return DescribeSnapshotCfg(Resumed(RomFactoryCreateSnapshotCfg, path).get());
+            return DescribeSnapshotCfg(Resumed(FactoryOf(kind), path).get());
         case FileKind::Mesh:
             return DescribeMesh(path, tables);
         case FileKind::Snapshot:
@@ -255,7 +239,7 @@ Json::Value Describe(const std::string& path, FileKind kind, bool tables) {
         case FileKind::Cache:
             return DescribeCache(path);
         case FileKind::Project:
-            Resumed(RomFactoryCreateProject, path);
+            Resumed(FactoryOf(kind), path);
             return Json::Value(Json::objectValue);
     }
     return Json::Value();

@@ -58,7 +58,8 @@ int main(int argc, char** argv) {
     exportCommand->add_flag("--indices", exported.indices,
                             "Connectivity references are node indices (from 0), not node ids");
     exportCommand->add_option("--location", locations,
-                              "SUPPORT=points or SUPPORT=cells: where the values of a support go, whatever its entities");
+                              "SUPPORT=points or SUPPORT=cells: where the values of a support go, whatever its entities")
+        ->allow_extra_args(false);
 
     try {
         app.parse(argc, argv);

@@ -144,14 +144,6 @@ void CheckSnapshot(const Snapshot& snapshot, const Mesh* mesh, const std::string
     }
 }
 
-void Resume(RomExceptionHandle (*create)(RomObject**), const std::string& path, Findings& findings, bool check) {
-    RomObject* object = nullptr;
-    Check(create(&object), "create");
-    const Handle owned(object);
-    Check(RomPersistableResume(object, path.c_str()), "resume");
-    if (check) CheckConfiguration(object, findings, "configuration");
-}
-
 }  // namespace
 
 int Validate(const ValidateOptions& options, std::ostream& out, std::ostream& err) {
@@ -168,28 +160,14 @@ int Validate(const ValidateOptions& options, std::ostream& out, std::ostream& er
     for (const std::string& path : options.files) {
         Findings findings(err, path);
         try {
-            switch (DetectKind(path)) {
-                case FileKind::Setup:
-                    Resume(RomFactoryCreateSetupCfg, path, findings, true);
-                    break;
-                case FileKind::MeshDataCfg:
-                    Resume(RomFactoryCreateMeshDataCfg, path, findings, true);
-                    break;
-                case FileKind::SnapshotCfg:
-                    Resume(RomFactoryCreateSnapshotCfg, path, findings, true);
-                    break;
-                case FileKind::Mesh:
-                    CheckMesh(LoadMesh(path), options.indices, findings);
-                    break;
-                case FileKind::Snapshot:
-                    CheckSnapshot(LoadSnapshot(path), mesh ? &*mesh : nullptr, options.mesh, findings);
-                    break;
-                case FileKind::Cache:
-                    Resume(RomFactoryCreateSnapshotCache, path, findings, false);
-                    break;
-                case FileKind::Project:
-                    Resume(RomFactoryCreateProject, path, findings, false);
-                    break;
+            const FileKind kind = DetectKind(path);
+            if (kind == FileKind::Mesh) {
+                CheckMesh(LoadMesh(path), options.indices, findings);
+            } else if (kind == FileKind::Snapshot) {
+                CheckSnapshot(LoadSnapshot(path), mesh ? &*mesh : nullptr, options.mesh, findings);
+            } else {
+                const Handle object = Resumed(FactoryOf(kind), path);
+                if (IsConfiguration(kind)) CheckConfiguration(object.get(), findings, "configuration");
             }
         } catch (const std::exception& error) {
             findings.Add("file", error.what());
