@@ -46,3 +46,25 @@ cc -std=c99 -Wall -Wextra -pedantic -Werror -o "$work/consumer-pc" "$root/tests/
   $(pkg-config --cflags --libs tervikrom) -Wl,-rpath,"$pkglibdir"
 run "$work/consumer-pc"
 echo "package test: installed into a fresh prefix, found by CMake and by pkg-config"
+
+# The Python package, imported from the prefix by Debian's interpreter: it must load the
+# installed library (found beside it, with no environment variable) and work with it.
+location="$(find "$prefix" -path '*/tervikrom/_location.py')"
+[ -n "$location" ] || fail "no Python package installed"
+env -u TERVIKROM_LIBRARY PYTHONPATH="$(dirname "$(dirname "$location")")" PYTHONDONTWRITEBYTECODE=1 \
+  /usr/bin/python3 - "$libdir" "$work" <<'PYTHON' || fail "the installed Python package does not work"
+import os, sys
+import numpy as np
+import tervikrom
+libdir, work = sys.argv[1:]
+assert os.path.realpath(tervikrom.LIBRARY_PATH) == os.path.realpath(os.path.join(libdir, "libtervikrom.so.18")), \
+    tervikrom.LIBRARY_PATH
+cfg = tervikrom.SnapshotCfg()
+cfg.add_component_to_support(cfg.add_component(solver_id="T"), cfg.add_support(solver_id="s", entity_count=3))
+with tervikrom.Snapshot(cfg) as snapshot:
+    snapshot.component_data("T", "s").fill([7, 5, 6], [0.7, 0.5, 0.6])
+    snapshot.save(os.path.join(work, "run.romsnp"))
+ids, matrix = tervikrom.snapshot_matrix([os.path.join(work, "run.romsnp")], "T", "s")
+assert ids.tolist() == [5, 6, 7] and matrix[:, 0].tolist() == [0.5, 0.6, 0.7]
+PYTHON
+echo "package test: the installed Python package loads the installed library"

@@ -76,24 +76,21 @@ PolygonDataCfg = _sized("Polygon")
 PolyhedronDataCfg = _sized("Polyhedron")
 
 
-class UserElementDataCfg(Object):
-    __slots__ = ()
-    configure_polygon_data = _adder("RomUserElementDataCfgConfigurePolygonData", PolygonDataCfg,
-                                    "The polygon sizes, created when absent.")
-    configure_polyhedron_data = _adder("RomUserElementDataCfgConfigurePolyhedronData", PolyhedronDataCfg,
-                                       "The polyhedron sizes, created when absent.")
-    polygon_data = _try_get("RomUserElementDataCfgTryGetPolygonDataCfg", PolygonDataCfg)
-    polyhedron_data = _try_get("RomUserElementDataCfgTryGetPolyhedronDataCfg", PolyhedronDataCfg)
+def _holder(name, parts):
+    """A configuration holding optional sub-configurations: for each (attribute, kind, class),
+    `configure_<attribute>()` creates it when absent and `<attribute>` is it, or None."""
+    members = {"__slots__": ()}
+    for attribute, kind, cls in parts:
+        members["configure_" + attribute] = _adder("Rom%sConfigure%s" % (name, kind), cls,
+                                                   "The %s configuration, created when absent." % kind)
+        members[attribute] = _try_get("Rom%sTryGet%sCfg" % (name, kind), cls)
+    return type(name, (Object,), members)
 
 
-class ElementDataCfg(Object):
-    __slots__ = ()
-    configure_std_element_data = _adder("RomElementDataCfgConfigureStdElementData", StdElementDataCfg,
-                                        "The standard element sizes, created when absent.")
-    configure_user_element_data = _adder("RomElementDataCfgConfigureUserElementData", UserElementDataCfg,
-                                         "The user element configuration, created when absent.")
-    std_element_data = _try_get("RomElementDataCfgTryGetStdElementDataCfg", StdElementDataCfg)
-    user_element_data = _try_get("RomElementDataCfgTryGetUserElementDataCfg", UserElementDataCfg)
+UserElementDataCfg = _holder("UserElementDataCfg", (("polygon_data", "PolygonData", PolygonDataCfg),
+                                                    ("polyhedron_data", "PolyhedronData", PolyhedronDataCfg)))
+ElementDataCfg = _holder("ElementDataCfg", (("std_element_data", "StdElementData", StdElementDataCfg),
+                                            ("user_element_data", "UserElementData", UserElementDataCfg)))
 
 
 class MeshDataCfg(_Checked):
