@@ -76,4 +76,12 @@ def load(path):
     return obj
 
 
-__all__ = [name for name in dir() if not name.startswith("_") and name not in ("json", "os", "lib")]
+__all__ = [
+    "Error", "load", "snapshot_matrix", "EXTENSIONS", "ELEMENT_KINDS", "LIBRARY_PATH", "HEADER_PATH",
+    "Object", "Container",
+    "SetupCfg", "MeshDataCfg", "SnapshotCfg", "RegionCfg", "SupportCfg", "FieldCfg", "ComponentCfg",
+    "NodeDataCfg", "ElementDataCfg", "StdElementDataCfg", "UserElementDataCfg", "PolygonDataCfg", "PolyhedronDataCfg",
+    "MeshData", "NodeData", "ElementData", "StdElementData", "UserElementData", "PolygonData", "PolyhedronData",
+    "SupportData", "Mesh", "Node", "StdElement", "Polygon", "Polyhedron", "Support",
+    "Snapshot", "ComponentData", "SnapshotCache", "CacheEntry", "UserPoint", "Project",
+]

@@ -23,18 +23,21 @@ class _Keeper:
         self.borrowed = {}       # (table handle, table) -> numpy array handed to a Set
         self.views = weakref.WeakSet()
 
-    def renew(self, what):
-        """Before an operation that discards the object's tables and sub-objects."""
-        if any(True for _ in self.views):
-            raise Error("Cannot " + what + " while numpy views of its tables are in use: "
-                        "delete them (or copy what you need) first.")
+    def renew(self, what, table=None):
+        """Before an operation that frees storage views may show: all of the object's, or
+        one table's (a (table handle, name) pair)."""
+        if any(table is None or view.table == table for view in self.views):
+            raise Error("Cannot " + what + " while numpy views of " + ("its tables" if table is None else "it")
+                        + " are in use: delete them (or copy what you need) first.")
 
-    def renewed(self):
+    def renewed(self, released):
+        """After such an operation; `released`: the tables no longer use borrowed arrays."""
         self.generation += 1
-        self.borrowed.clear()
+        if released:
+            self.borrowed.clear()
 
     def __del__(self):
-        if self.handle:
+        if self.handle and lib is not None:  # the module may be gone at interpreter exit
             lib.RomFactoryRelease(self.handle)
             self.handle = None
 
@@ -64,7 +67,7 @@ class Object:
         keeper = self._keeper
         if keeper is None or not keeper.handle:
             raise Error(type(self).__name__ + " is closed.")
-        if self._generation != keeper.generation:
+        if self._generation != keeper.generation and self._parent is not None:
             raise Error(type(self).__name__ + " belonged to an object that was initialised or "
                         "resumed since; fetch it again.")
         return self._handle
@@ -155,15 +158,20 @@ class Persistable(Object):
         lib.RomPersistableSave(self._h, arg(str(path)))
 
     def resume(self, path):
-        if self._rebuilds:
-            self._keeper.renew("resume " + type(self).__name__)
-        lib.RomPersistableResume(self._h, arg(str(path)))
-        if self._rebuilds:
-            self._renewed()
+        """Reads the object from `path`. Tables may be read in place, into arrays they
+        borrow, so those stay referenced."""
+        if not self._rebuilds:
+            lib.RomPersistableResume(self._h, arg(str(path)))
+            return self
+        self._keeper.renew("resume " + type(self).__name__)
+        try:
+            lib.RomPersistableResume(self._h, arg(str(path)))
+        finally:
+            self._renewed(False)
         return self
 
-    def _renewed(self):
-        self._keeper.renewed()
+    def _renewed(self, released):
+        self._keeper.renewed(released)
         self._generation = self._keeper.generation
 
 
@@ -188,9 +196,14 @@ class Configurable(Persistable):
             self.initialize(configuration)
 
     def initialize(self, configuration):
+        """(Re)builds the object's tables from `configuration`; the old ones are freed."""
         self._keeper.renew("initialise " + type(self).__name__)
-        getattr(lib, self._initialize)(self._h, configuration._h)
-        self._renewed()
+        released = False
+        try:
+            getattr(lib, self._initialize)(self._h, configuration._h)
+            released = True
+        finally:
+            self._renewed(released)
 
 
 class Container(Object):
@@ -238,17 +251,19 @@ class _Live:
     """The numpy base object of a view of live storage: it keeps the owning object alive
     and lets the owner know a view is out."""
 
-    __slots__ = ("__array_interface__", "keeper", "__weakref__")
+    __slots__ = ("__array_interface__", "keeper", "table", "__weakref__")
 
-    def __init__(self, address, shape, dtype, keeper, writable=True):
-        self.__array_interface__ = {"data": (address, not writable), "shape": shape,
+    def __init__(self, address, shape, dtype, keeper, table):
+        self.__array_interface__ = {"data": (address, False), "shape": shape,
                                     "typestr": np.dtype(dtype).str, "version": 3}
         self.keeper = keeper
+        self.table = table
 
 
-def view(obj, address, shape, dtype):
-    """A numpy array over `address`, valid while `obj`'s owner lives."""
-    live = _Live(address, tuple(shape), dtype, obj._keeper)
+def view(obj, address, shape, dtype, table=None):
+    """A numpy array over `address`, valid while `obj`'s owner lives; `table` names the
+    table for operations that replace it."""
+    live = _Live(address, tuple(shape), dtype, obj._keeper, table)
     obj._keeper.views.add(live)
     return np.asarray(live)
 

@@ -47,11 +47,13 @@ class Table:
         if obj is None:
             return self
         address = pointer_address(obj, "Rom%sGet%s" % (self.family, self.export), self.ctype)
-        return view(obj, address, self.shape(obj), self.dtype)
+        return view(obj, address, self.shape(obj), self.dtype, (obj._handle, self.name))
 
     def __set__(self, obj, array):
         size = int(np.prod(self.shape(obj)))
         array = checked_array(array, self.dtype, size, self._what(obj), borrow=True)
+        # the table's storage until now is freed (when the library owned it) or let go
+        obj._keeper.renew("set " + self._what(obj), (obj._handle, self.name))
         getattr(lib, "Rom%sSet%s" % (self.family, self.export))(obj._h, as_pointer(array, self.ctype))
         obj._keeper.borrowed[(obj._handle, self.name)] = array
 

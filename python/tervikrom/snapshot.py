@@ -155,7 +155,7 @@ class SnapshotCache(Persistable):
 
     def clear(self):
         lib.RomSnapshotCacheClear(self._h)
-        self._renewed()
+        self._renewed(False)
 
     def pull(self, input):
         """The entry whose input point matches `input`, or None."""

@@ -2,7 +2,6 @@ import ctypes
 import gc
 import weakref
 
-import dask
 import numpy as np
 import pytest
 
@@ -186,3 +185,17 @@ def test_cache_points_and_project(files, tmp_path):
     project = tervikrom.Project()
     project.save(tmp_path / "p.rompjt")
     assert tervikrom.load(tmp_path / "p.rompjt") == project != tervikrom.Project()
+
+
+def test_set_keeps_arrays_as_long_as_tables_use_them(files, tmp_path):
+    mesh = tervikrom.load(files.mesh)
+    nodes = mesh.node_data
+    old = nodes.ids
+    with pytest.raises(Error, match="Cannot set NodeData.ids while numpy views of it are in use"):
+        nodes.ids = np.arange(12, dtype=np.int32)
+    del old
+    nodes.ids = np.arange(50, 62, dtype=np.int32)
+    mesh.save(tmp_path / "again.rommsh")
+    mesh.resume(tmp_path / "again.rommsh")  # same configuration: read into the borrowed array
+    gc.collect()
+    np.testing.assert_array_equal(mesh.node_data.ids, np.arange(50, 62))
