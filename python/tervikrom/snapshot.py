@@ -91,10 +91,17 @@ class Snapshot(Configurable):
     def pairs(self):
         """The (component id, support id) pairs of the configuration, in its order."""
         cfg = self.configuration
-        if cfg is None:
-            return []
-        return [(component.solver_id, support.solver_id)
-                for support in cfg.supports for component in cfg.components_of_support(support)]
+        pairs = []
+        for support in cfg.supports if cfg is not None else ():
+            try:
+                components = list(cfg.components_of_support(support))
+            except Error as failure:
+                # how the configuration answers for a support that was given no component
+                if str(failure) != "invalid map<K, T> key":
+                    raise
+                components = []
+            pairs += [(component.solver_id, support.solver_id) for component in components]
+        return pairs
 
     def __iter__(self):
         for component, support in self.pairs():

@@ -149,6 +149,7 @@ def test_load_picks_the_class(files, name, cls):
 def test_snapshot_roundtrip_and_matrix(files):
     order = np.random.default_rng(1).permutation(12)
     paths = _write_snapshots(files, "run", 4, order)
+    assert tervikrom.load(paths[0]).pairs() == [("ux", "solid-nodes"), ("uy", "solid-nodes")]  # none on solid-cells
     data = tervikrom.load(paths[2]).component_data("uy", "solid-nodes")
     assert (data.component_id, data.support_id, len(data), data.assigned_count) == ("uy", "solid-nodes", 12, 12)
     np.testing.assert_array_equal(data.ids, np.arange(100, 112))  # saved in ascending id order
