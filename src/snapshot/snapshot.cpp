@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/file_extensions.hpp"
+#include "snapshot/id_order.hpp"
 
 namespace Tervik::Rom::Snapshot {
 
@@ -136,63 +137,6 @@ void CheckVersion(std::int32_t version, const char* head) {
                            std::to_string(kVersion) + ")");
 }
 
-// One (id, value) pair on its way through the sort.
-struct Pair {
-    std::uint32_t id;
-    double value;
-};
-
-// Sorts the pairs by id into ids and values: a least-significant-digit radix sort of as
-// few passes as the largest id needs (at most 8 bits a pass, so that every pass writes
-// to few enough places at once for the caches), moving each value with
-// its id so that nothing is gathered from random places afterwards. scratch holds the
-// pairs between passes: room for 2 x count pairs.
-void SortPairs(const std::uint32_t* sourceIds, const double* sourceValues, std::uint32_t count,
-               std::uint32_t* ids, double* values, unsigned char* scratch) {
-    std::uint32_t largest = 0;
-    for (std::uint32_t i = 0; i < count; ++i) largest |= sourceIds[i];
-    int bits = 1;
-    while (bits < 32 && (largest >> bits) != 0) ++bits;
-    const int passes = (bits + 7) / 8;
-    const int width = (bits + passes - 1) / passes;
-    const std::uint32_t buckets = 1u << width;
-    const std::uint32_t mask = buckets - 1;
-
-    std::vector<std::uint32_t> starts(static_cast<std::size_t>(passes) * buckets, 0);
-    for (std::uint32_t i = 0; i < count; ++i)
-        for (int pass = 0; pass < passes; ++pass) ++starts[pass * buckets + ((sourceIds[i] >> (pass * width)) & mask)];
-    for (int pass = 0; pass < passes; ++pass) {
-        std::uint32_t start = 0;
-        for (std::uint32_t b = 0; b < buckets; ++b) {
-            const std::uint32_t size = starts[pass * buckets + b];
-            starts[pass * buckets + b] = start;
-            start += size;
-        }
-    }
-    const std::size_t pairBytes = sizeof(Pair) * std::size_t{count};
-    Pair* buffers[2] = {reinterpret_cast<Pair*>(scratch), reinterpret_cast<Pair*>(scratch + pairBytes)};
-
-    for (int pass = 0; pass < passes; ++pass) {
-        std::uint32_t* start = &starts[pass * buckets];
-        const int shift = pass * width;
-        const bool first = pass == 0;
-        const bool last = pass == passes - 1;
-        const Pair* in = first ? nullptr : buffers[(pass - 1) % 2];
-        Pair* out = buffers[pass % 2];
-        for (std::uint32_t i = 0; i < count; ++i) {
-            const std::uint32_t id = first ? sourceIds[i] : in[i].id;
-            const double value = first ? sourceValues[i] : in[i].value;
-            const std::uint32_t position = start[(id >> shift) & mask]++;
-            if (last) {
-                ids[position] = id;
-                values[position] = value;
-            } else {
-                out[position] = Pair{id, value};
-            }
-        }
-    }
-}
-
 class CSnapshotComponentDataFactory final : public CSerializationFactory<CSnapshotComponentData> {
 public:
     std::int32_t GetVersion() const override { return kVersion; }
@@ -211,17 +155,10 @@ protected:
             stream.Write(data.Values(), count);
             return;
         }
-        SortScratch own;
-        SortScratch& scratch = data.sortScratch != nullptr ? *data.sortScratch : own;
-        // The sorted arrays lie behind the pairs' room in the scratch memory.
-        const std::size_t pairs = 2 * sizeof(Pair) * std::size_t{count};
-        const std::size_t sorted = (sizeof(std::uint32_t) + sizeof(double)) * std::size_t{count};
-        unsigned char* memory = scratch.Reserve(pairs + sorted);
-        auto* values = reinterpret_cast<double*>(memory + pairs);
-        auto* ids = reinterpret_cast<std::uint32_t*>(memory + pairs + sizeof(double) * std::size_t{count});
-        SortPairs(data.Ids(), data.Values(), count, ids, values, memory);
-        stream.Write(ids, count);
-        stream.Write(values, count);
+        CIdOrder own;
+        CIdOrder& order = data.idOrder != nullptr ? *data.idOrder : own;
+        order.Make(data.Ids(), count);
+        order.WriteSorted(stream, data.Ids(), data.Values());
     }
 
     void Read(ISerializationFile& file, CSnapshotComponentData& data, std::int32_t version) const override {
@@ -251,16 +188,16 @@ protected:
         if (!snapshot.IsInitialized()) throw RomException("Impossible to save the snapshot. It is unitialized.");
         snapshot.CheckFilled();
         file.GetStreamAdapter()->Write(ToEnvelope(*snapshot.Held()));
-        // One working memory for the sorts of all component data.
-        SortScratch scratch;
+        // One sort, its memory and its thread for all component data.
+        CIdOrder order;
         struct Lend {
             const CSnapshot& snapshot;
             ~Lend() {
-                for (const auto& data : snapshot.ComponentData()) data->sortScratch = nullptr;
+                for (const auto& data : snapshot.ComponentData()) data->idOrder = nullptr;
             }
         } lend{snapshot};
         for (const auto& data : snapshot.ComponentData()) {
-            data->sortScratch = &scratch;
+            data->idOrder = &order;
             WriteObject(file, data.get());
         }
     }

@@ -18,18 +18,7 @@ namespace Tervik::Rom::Snapshot {
 inline constexpr char kSnapshotUuid[] = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
 inline constexpr char kSnapshotComponentDataUuid[] = "76323E85-420C-430F-A0E2-3C576F16718D";
 
-// Uninitialised working memory for sorting, grown on demand.
-struct SortScratch {
-    std::unique_ptr<unsigned char[]> bytes;
-    std::size_t size = 0;
-    unsigned char* Reserve(std::size_t needed) {
-        if (size < needed) {
-            bytes.reset(new unsigned char[needed]);
-            size = needed;
-        }
-        return bytes.get();
-    }
-};
+class CIdOrder;
 
 class CSnapshotComponentData final : public ISnapshotComponentData, public virtual Common::ISerializable {
 public:
@@ -65,8 +54,8 @@ public:
     // Notes the order of the ids just read into the table.
     void RestoredIds();
 
-    // Working memory a writer lends to the sort of several component data in a row.
-    mutable struct SortScratch* sortScratch = nullptr;
+    // The sort a writer lends to several component data in a row.
+    mutable CIdOrder* idOrder = nullptr;
 
 private:
     [[noreturn]] void ThrowFull(std::uint32_t id) const;

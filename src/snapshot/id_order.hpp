@@ -1,0 +1,103 @@
+// The order in which a component data's (id, value) pairs go to a file: by ascending id,
+// equal ids in the order they were added.
+#ifndef TERVIK_ROM_SRC_SNAPSHOT_ID_ORDER_HPP
+#define TERVIK_ROM_SRC_SNAPSHOT_ID_ORDER_HPP
+
+#include <condition_variable>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace Tervik::Rom::Common {
+class IStreamAdapter;
+}
+
+namespace Tervik::Rom::Snapshot {
+
+// A second thread that runs one job at a time beside the caller, or runs it in the
+// caller when no thread could be started.
+class CHelperThread {
+public:
+    CHelperThread() = default;
+    CHelperThread(const CHelperThread&) = delete;
+    CHelperThread& operator=(const CHelperThread&) = delete;
+    ~CHelperThread();
+
+    // Starts job; the job must not throw.
+    void Start(std::function<void()> job);
+    // Waits until the job started last has ended.
+    void Wait();
+
+private:
+    void Loop();
+
+    std::thread thread_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::function<void()> job_;
+    bool busy_ = false;
+    bool stopping_ = false;
+    bool failed_ = false;  // no thread: jobs run in the caller
+};
+
+// Uninitialised working memory, grown on demand and kept for the next use.
+class ScratchBlock {
+public:
+    ScratchBlock() = default;
+    ScratchBlock(const ScratchBlock&) = delete;
+    ScratchBlock& operator=(const ScratchBlock&) = delete;
+    ~ScratchBlock() { std::free(data_); }
+    void* Reserve(std::size_t bytes);
+    void* Get() const { return data_; }
+
+private:
+    void* data_ = nullptr;
+    std::size_t capacity_ = 0;
+};
+
+template <typename T>
+class Scratch {
+public:
+    T* Reserve(std::size_t count) { return static_cast<T*>(block_.Reserve(count * sizeof(T))); }
+    T* Get() const { return static_cast<T*>(block_.Get()); }
+
+private:
+    ScratchBlock block_;
+};
+
+// Sorts the ids of one component data after another during a save, reusing its memory, and
+// writes the pairs in that order. Consecutive distinct ids (the usual numbering of a
+// support's entities) are dealt out and placed chunk by chunk; any other ids go through a
+// radix sort.
+class CIdOrder {
+public:
+    // Orders ids[0, count), or keeps the order made last when these ids equal the ones it
+    // was made for (several components filled in the same entity order).
+    void Make(const std::uint32_t* ids, std::uint32_t count);
+    // Writes the ids ordered last, then values (added with those ids) in their order.
+    void WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values);
+
+private:
+    void MakeByRadix(const std::uint32_t* ids);
+    bool Distinct(const std::uint32_t* ids, std::uint32_t first) const;
+
+    const std::uint32_t* madeFor_ = nullptr;
+    std::uint32_t count_ = 0;
+    bool consecutive_ = false;
+    std::uint32_t first_ = 0;
+    Scratch<std::uint32_t> positions_;  // [k]: where the k-th smallest id was added, unless consecutive
+    Scratch<std::uint32_t> sortedIds_;  // the ids in order, unless consecutive
+    Scratch<std::uint64_t> keys_;       // the radix sort's two buffers of (id, position)
+    Scratch<std::uint32_t> places_;     // consecutive ids: the values dealt out by chunk
+    Scratch<double> dealt_;
+    Scratch<std::uint32_t> chunkIds_;  // two chunks on their way to the file
+    Scratch<double> chunkValues_;
+    CHelperThread helper_;
+};
+
+}  // namespace Tervik::Rom::Snapshot
+
+#endif
