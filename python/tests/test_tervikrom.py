@@ -2,6 +2,8 @@ import ctypes
 import gc
 import weakref
 
+import dask
+import dask.array as da
 import numpy as np
 import pytest
 
@@ -146,7 +148,7 @@ def test_load_picks_the_class(files, name, cls):
     assert type(tervikrom.load(files.folder / name)) is cls
 
 
-def test_snapshot_roundtrip_and_matrix(files):
+def test_snapshot_roundtrip_and_matrix(files, monkeypatch):
     order = np.random.default_rng(1).permutation(12)
     paths = _write_snapshots(files, "run", 4, order)
     assert tervikrom.load(paths[0]).pairs() == [("ux", "solid-nodes"), ("uy", "solid-nodes")]  # none on solid-cells
@@ -167,6 +169,13 @@ def test_snapshot_roundtrip_and_matrix(files):
     assert lazy.chunks == ((12,), (1,) * 4)
     np.testing.assert_array_equal(lazy_ids, ids)
     np.testing.assert_array_equal(lazy.compute(scheduler="threads"), expected)
+    reads, read_into = [], tervikrom.snapshot.ColumnReader.read_into
+    monkeypatch.setattr(tervikrom.snapshot.ColumnReader, "read_into",
+                        lambda reader, path, *rest: reads.append(path) or read_into(reader, path, *rest))
+    u, s, vt = dask.compute(*da.linalg.svd(lazy.rechunk((6, 4))), scheduler="threads")
+    np.testing.assert_allclose((u * s) @ vt, expected, rtol=1e-12)
+    assert sorted(reads) == sorted(map(str, paths))  # each file once per compute
+    monkeypatch.undo()
 
     other = _write_snapshots(files, "other", 1, entities=np.arange(200, 212))[0]
     for matrix_of in (tervikrom.snapshot_matrix,
