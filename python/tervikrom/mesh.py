@@ -363,7 +363,6 @@ class Mesh(Persistable):
     each add_... checks the configured sizes and returns the item's accessor. Meant for
     meshes made item by item; from numpy arrays, fill a MeshData's tables instead."""
     __slots__ = ()
-    _rebuilds = False
 
     def __init__(self, configuration):
         super().__init__(create("RomFactoryCreateAndInitMesh", str(configuration)))
