@@ -5,6 +5,7 @@
 #define TERVIK_ROM_CLI_CLI_HPP
 
 #include <cstdint>
+#include <future>
 #include <iosfwd>
 #include <map>
 #include <optional>
@@ -162,6 +163,22 @@ public:
         return found == sparse_.end() ? -1 : found->second;
     }
     std::int64_t Size() const { return size_; }
+    // The offset index = reference - offset, when there is one for every reference.
+    std::optional<std::int64_t> Offset() const {
+        return offset_ == kNone ? std::nullopt : std::optional<std::int64_t>(offset_);
+    }
+    // Whether the references give the indices 0, 1, ... Size() - 1 in this order.
+    bool InOrder(const Table<std::uint32_t>& references) const {
+        if (references.count != size_) return false;
+        if (offset_ != kNone) {
+            bool inOrder = true;
+            for (std::uint32_t i = 0; i < references.count; ++i) inOrder &= references[i] - offset_ == i;
+            return inOrder;
+        }
+        for (std::uint32_t i = 0; i < references.count; ++i)
+            if (Find(references[i]) != i) return false;
+        return true;
+    }
 
 private:
     static constexpr std::int64_t kNone = INT64_MIN;
@@ -201,10 +218,14 @@ struct ExportOptions {
 int Export(const ExportOptions& options, std::ostream& out, std::ostream& err);
 
 // The unstructured grid of a resumed mesh: cells resolved once, then written with the
-// arrays of any number of snapshots. Connectivity, offsets and faces are 32-bit.
+// arrays of any number of snapshots. Connectivity, offsets and faces are 32-bit. The
+// cells of the standard elements are resolved by a thread of their own while Write
+// writes the arrays that need no work (ids, points, values in mesh order).
 class VtuWriter {
 public:
     VtuWriter(const Mesh& mesh, const ExportOptions& options);
+    VtuWriter(const VtuWriter&) = delete;
+    VtuWriter& operator=(const VtuWriter&) = delete;
     // Writes path (through a temporary file renamed over it); returns the bytes written.
     std::uint64_t Write(const Snapshot* snapshot, const std::string& path) const;
 
@@ -216,14 +237,20 @@ private:
     // may repeat in a mesh exported without values.
     const EntityIndex& Nodes() const;
     const EntityIndex& Cells() const;
+    std::int32_t Resolve(std::int32_t reference, const char* element, std::uint64_t index) const;
+    void ResolveStandardElements();
 
     const Mesh& mesh_;
     const ExportOptions& options_;
     EntityIndex references_;  // nodes as connectivity names them: by id, or by index with --indices
     mutable std::optional<EntityIndex> nodes_, cells_;
     std::vector<double> points_;  // the coordinates padded to 3, when the mesh has fewer
-    std::vector<std::int32_t> connectivity_, offsets_, faces_, faceOffsets_, cellIds_;
-    std::vector<std::uint8_t> types_;
+    std::uint64_t connectivitySize_ = 0, standardSize_ = 0;
+    bool trimmed_ = false;  // a kind whose VTK cell takes fewer nodes than it has (beams)
+    std::unique_ptr<std::int32_t[]> connectivity_, offsets_;  // left uninitialised until resolved
+    std::unique_ptr<std::uint8_t[]> types_;
+    std::vector<std::int32_t> faces_, faceOffsets_, cellIds_;
+    std::shared_future<void> standard_;  // last: waited for before the tables go
 };
 
 // Walks a polygon (polyhedron = false) or polyhedron connectivity table: calls

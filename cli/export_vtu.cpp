@@ -97,79 +97,110 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
                 points_[3 * n + axis] = mesh.coordinates[n * static_cast<std::size_t>(mesh.dimension) + axis];
     }
 
-    const auto resolve = [&](std::int32_t reference, const char* element, std::uint64_t index) {
-        const std::int64_t node = references_.Find(reference);
-        if (node < 0)
-            throw Failure(std::string(element) + " " + std::to_string(index) + " names node " + std::to_string(reference) +
-                          ", which the mesh does not hold" + (options_.indices ? "" : " (give --indices if references are node indices)"));
-        return static_cast<std::int32_t>(node);
-    };
-
-    // Standard elements: the first vtkNodes of each element's nodes, in order.
-    const std::uint32_t cellCount = mesh.CellCount();
-    types_.resize(cellCount);
-    offsets_.resize(cellCount);
-    connectivity_.resize(mesh.connectivity.count + mesh.polygonConnectivity.count + mesh.polyhedronConnectivity.count);
-    std::uint64_t used = 0, written = 0;
-    std::uint32_t cell = 0;
-    for (; cell < mesh.types.count; ++cell) {
-        const ElementKind* kind = FindKind(mesh.types[cell]);
+    // Standard elements: known kinds within the table; their cells come later.
+    std::uint64_t used = 0;
+    for (std::uint32_t e = 0; e < mesh.types.count; ++e) {
+        const ElementKind* kind = FindKind(mesh.types[e]);
         if (kind == nullptr || used + static_cast<std::uint64_t>(kind->nodes) > mesh.connectivity.count)
-            throw Failure("standard element " + std::to_string(cell) + " has " +
-                          (kind == nullptr ? "the unknown type code " + std::to_string(mesh.types[cell])
+            throw Failure("standard element " + std::to_string(e) + " has " +
+                          (kind == nullptr ? "the unknown type code " + std::to_string(mesh.types[e])
                                            : "nodes past the end of the connectivity table") +
                           "; tervikrom validate tells more");
-        const std::int32_t* nodes = mesh.connectivity.data + used;
-        for (std::int32_t k = 0; k < kind->vtkNodes; ++k) connectivity_[written + k] = resolve(nodes[k], "standard element", cell);
         used += static_cast<std::uint64_t>(kind->nodes);
-        written += static_cast<std::uint64_t>(kind->vtkNodes);
-        offsets_[cell] = Narrow(written, "connectivity entries");
-        types_[cell] = kind->vtkType;
+        standardSize_ += static_cast<std::uint64_t>(kind->vtkNodes);
+        trimmed_ = trimmed_ || kind->vtkNodes != kind->nodes;
     }
 
-    // Polygons: their node lists.
+    // Polygons: their node lists. Polyhedrons: the face stream as stored (references
+    // resolved), and each node once in the connectivity.
     const auto failed = [](const std::string& broken) {
         if (!broken.empty()) throw Failure(broken + "; tervikrom validate tells more");
     };
+    std::vector<std::int32_t> user, userOffsets;
     const Table<std::int32_t>& polygons = mesh.polygonConnectivity;
     failed(WalkSlices(polygons, mesh.polygonIds.count, false, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
-        for (std::uint64_t at = start + 1; at < start + length; ++at) connectivity_[written++] = resolve(polygons[at], "polygon", element);
-        offsets_[cell] = Narrow(written, "connectivity entries");
-        types_[cell++] = kVtkPolygon;
+        for (std::uint64_t at = start + 1; at < start + length; ++at) user.push_back(Resolve(polygons[at], "polygon", element));
+        userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
     }));
-
-    // Polyhedrons: the face stream as stored (node references resolved), and each
-    // node once in the connectivity.
     const Table<std::int32_t>& polyhedrons = mesh.polyhedronConnectivity;
+    const std::uint32_t cellCount = mesh.CellCount();
     if (mesh.polyhedronIds.count != 0) {
         faceOffsets_.assign(cellCount, -1);
         faces_.reserve(polyhedrons.count);
     }
+    std::uint32_t cell = mesh.elementIds.count + mesh.polygonIds.count;
     failed(WalkSlices(polyhedrons, mesh.polyhedronIds.count, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
-        const std::uint64_t first = written;
+        const std::size_t first = user.size();
         faces_.push_back(polyhedrons[start]);
         for (std::uint64_t at = start + 1; at < start + length;) {
             const std::int32_t count = polyhedrons[at++];
             faces_.push_back(count);
             for (std::int32_t k = 0; k < count; ++k, ++at) {
-                const std::int32_t node = resolve(polyhedrons[at], "polyhedron", element);
+                const std::int32_t node = Resolve(polyhedrons[at], "polyhedron", element);
                 faces_.push_back(node);
-                if (std::find(connectivity_.begin() + static_cast<std::ptrdiff_t>(first),
-                              connectivity_.begin() + static_cast<std::ptrdiff_t>(written), node) ==
-                    connectivity_.begin() + static_cast<std::ptrdiff_t>(written))
-                    connectivity_[written++] = node;
+                if (std::find(user.begin() + static_cast<std::ptrdiff_t>(first), user.end(), node) == user.end())
+                    user.push_back(node);
             }
         }
-        offsets_[cell] = Narrow(written, "connectivity entries");
-        faceOffsets_[cell] = Narrow(faces_.size(), "face entries");
-        types_[cell++] = kVtkPolyhedron;
+        userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
+        faceOffsets_[cell++] = Narrow(faces_.size(), "face entries");
     }));
-    connectivity_.resize(written);
+
+    connectivitySize_ = standardSize_ + user.size();
+    Narrow(connectivitySize_, "connectivity entries");
+    connectivity_.reset(new std::int32_t[connectivitySize_]);
+    offsets_.reset(new std::int32_t[cellCount]);
+    types_.reset(new std::uint8_t[cellCount]);
+    std::copy(user.begin(), user.end(), connectivity_.get() + standardSize_);
+    std::copy(userOffsets.begin(), userOffsets.end(), offsets_.get() + mesh.elementIds.count);
+    std::fill(types_.get() + mesh.elementIds.count, types_.get() + mesh.elementIds.count + mesh.polygonIds.count, kVtkPolygon);
+    std::fill(types_.get() + mesh.elementIds.count + mesh.polygonIds.count, types_.get() + cellCount, kVtkPolyhedron);
 
     if (mesh.polygonIds.count + mesh.polyhedronIds.count != 0) {
         cellIds_.reserve(cellCount);
         for (const auto* ids : {&mesh.elementIds, &mesh.polygonIds, &mesh.polyhedronIds})
             cellIds_.insert(cellIds_.end(), ids->data, ids->data + ids->count);
+    }
+    standard_ = std::async(std::launch::async, [this] { ResolveStandardElements(); }).share();
+}
+
+std::int32_t VtuWriter::Resolve(std::int32_t reference, const char* element, std::uint64_t index) const {
+    const std::int64_t node = references_.Find(reference);
+    if (node < 0)
+        throw Failure(std::string(element) + " " + std::to_string(index) + " names node " + std::to_string(reference) +
+                      ", which the mesh does not hold" +
+                      (options_.indices ? "" : " (give --indices if references are node indices)"));
+    return static_cast<std::int32_t>(node);
+}
+
+// The first vtkNodes of each element's nodes, in order. When every kind keeps all its
+// nodes and node ids ascend by one (or references are indices), the connectivity is the
+// table shifted by one offset, checked in the same pass.
+void VtuWriter::ResolveStandardElements() {
+    const Table<std::int32_t>& table = mesh_.connectivity;
+    std::int32_t* out = connectivity_.get();
+    const std::optional<std::int64_t> offset = references_.Offset();
+    bool resolved = false;
+    if (!trimmed_ && offset) {
+        const std::uint64_t size = static_cast<std::uint64_t>(references_.Size());
+        bool outside = false;
+        for (std::uint64_t i = 0; i < standardSize_; ++i) {
+            const std::int64_t node = table[i] - *offset;
+            outside |= static_cast<std::uint64_t>(node) >= size;
+            out[i] = static_cast<std::int32_t>(node);
+        }
+        resolved = !outside;
+    }
+    std::uint64_t used = 0, written = 0;
+    for (std::uint32_t e = 0; e < mesh_.types.count; ++e) {
+        const ElementKind& kind = kElementKinds[mesh_.types[e]];
+        if (!resolved)
+            for (std::int32_t k = 0; k < kind.vtkNodes; ++k)
+                out[written + static_cast<std::uint64_t>(k)] = Resolve(table[used + static_cast<std::uint64_t>(k)], "standard element", e);
+        used += static_cast<std::uint64_t>(kind.nodes);
+        written += static_cast<std::uint64_t>(kind.vtkNodes);
+        offsets_[e] = static_cast<std::int32_t>(written);
+        types_[e] = kind.vtkType;
     }
 }
 
@@ -213,6 +244,12 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
         if (support == nullptr) throw Failure("the mesh has no support " + pair.support + " for the values of " + pair.component);
         const Location location = Locate(*support);
         const EntityIndex& index = location == Location::Points ? Nodes() : Cells();
+        const std::string name = pair.component + "@" + pair.support;
+        const auto section = location == Location::Points ? Array::PointData : Array::CellData;
+        if (pair.assigned == pair.expected && index.InOrder(pair.ids)) {  // the values as they are
+            arrays.push_back({section, name, "Float64", 1, pair.values.data, std::uint64_t{pair.assigned} * 8});
+            continue;
+        }
         std::vector<double>& values = storage.emplace_back(static_cast<std::size_t>(index.Size()),
                                                            std::numeric_limits<double>::quiet_NaN());
         for (std::uint32_t i = 0; i < pair.assigned; ++i) {
@@ -223,8 +260,7 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
                               " of the mesh");
             values[static_cast<std::size_t>(at)] = pair.values[i];
         }
-        arrays.push_back({location == Location::Points ? Array::PointData : Array::CellData,
-                          pair.component + "@" + pair.support, "Float64", 1, values.data(), Bytes(values)});
+        arrays.push_back({section, name, "Float64", 1, values.data(), Bytes(values)});
     }
     return arrays;
 }
@@ -240,9 +276,10 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
         for (Array& array : SnapshotArrays(*snapshot, storage)) arrays.push_back(std::move(array));
     arrays.push_back({Array::Points, "Points", "Float64", 3, points_.empty() ? mesh_.coordinates.data : points_.data(),
                       nodeCount * 24});
-    arrays.push_back({Array::Cells, "connectivity", "Int32", 1, connectivity_.data(), Bytes(connectivity_)});
-    arrays.push_back({Array::Cells, "offsets", "Int32", 1, offsets_.data(), Bytes(offsets_)});
-    arrays.push_back({Array::Cells, "types", "UInt8", 1, types_.data(), Bytes(types_)});
+    const std::uint64_t cellCount = mesh_.CellCount();
+    arrays.push_back({Array::Cells, "connectivity", "Int32", 1, connectivity_.get(), connectivitySize_ * 4});
+    arrays.push_back({Array::Cells, "offsets", "Int32", 1, offsets_.get(), cellCount * 4});
+    arrays.push_back({Array::Cells, "types", "UInt8", 1, types_.get(), cellCount});
     if (!faceOffsets_.empty()) {
         arrays.push_back({Array::Cells, "faces", "Int32", 1, faces_.data(), Bytes(faces_)});
         arrays.push_back({Array::Cells, "faceoffsets", "Int32", 1, faceOffsets_.data(), Bytes(faceOffsets_)});
@@ -253,7 +290,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     xml << "<?xml version=\"1.0\"?>\n"
         << "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" header_type=\"UInt64\">\n"
         << "  <UnstructuredGrid>\n"
-        << "    <Piece NumberOfPoints=\"" << nodeCount << "\" NumberOfCells=\"" << mesh_.CellCount() << "\">\n";
+        << "    <Piece NumberOfPoints=\"" << nodeCount << "\" NumberOfCells=\"" << cellCount << "\">\n";
     const char* const sections[] = {"PointData", "CellData", "Points", "Cells"};
     std::uint64_t offset = 0;
     for (int section = Array::PointData; section <= Array::Cells; ++section) {
@@ -272,6 +309,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     OutputFile file(path);
     file.Write(xml.str());
     for (const Array& array : arrays) {
+        if (array.section == Array::Cells) standard_.get();  // rethrows what resolving threw
         file.Write(&array.bytes, sizeof array.bytes);
         file.Write(array.data, array.bytes);
     }
