@@ -22,6 +22,7 @@
 #include <tervik/rom/rom.h>
 
 #include "bench.hpp"
+#include "strip.hpp"
 
 #if defined(__clang__)
 #define MESH_BENCH_OPAQUE __attribute__((noinline))
@@ -31,12 +32,8 @@
 
 namespace {
 
-constexpr std::uint32_t kElements = 2000000;
-constexpr std::uint32_t kNodes = 4 * (kElements + 1);  // four corners per cross-section
-constexpr std::uint32_t kDimension = 3;
-constexpr std::uint32_t kCorners = 8;
-constexpr std::int32_t kNodeEntities = 1;
-constexpr const char* kSupport = "all";
+using namespace strip;
+
 constexpr int kBuildRuns = 5;
 constexpr int kFileRounds = 3;
 
@@ -50,21 +47,8 @@ double Median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-// ---- The strip --------------------------------------------------------------------
-// Cross-section i holds nodes 4i..4i+3, the corners of the unit square at x = i / 100;
-// element e joins cross-sections e and e + 1. Ids start at 1, connectivity and support
-// entities give node indices.
-
-std::uint32_t NodeId(std::uint32_t node) { return node + 1; }
-std::uint32_t ElementId(std::uint32_t element) { return element + 1; }
-std::uint32_t Corner(std::uint32_t element, std::uint32_t corner) { return 4 * element + corner; }
-
-double Coordinate(std::uint32_t node, std::uint32_t axis) {
-    const std::uint32_t corner = node % 4;
-    if (axis == 0) return 0.01 * static_cast<double>(node / 4);
-    if (axis == 1) return corner == 1 || corner == 2 ? 1.0 : 0.0;
-    return corner >= 2 ? 1.0 : 0.0;
-}
+// ---- The build of the strip (strip.hpp) --------------------------------------------
+// Here connectivity and support entities give node indices.
 
 // The build, one step at a time, into a sink: the exports or the reference stores.
 template <class Sink>
@@ -201,37 +185,6 @@ private:
     std::uint32_t element_ = 0;
     std::uint64_t calls_ = 0;
 };
-
-// ---- Files ------------------------------------------------------------------------
-
-void WriteConfiguration(const std::string& path) {
-    RomObject* cfg = nullptr;
-    Must(RomFactoryCreateMeshDataCfg(&cfg), "RomFactoryCreateMeshDataCfg");
-    RomObject* nodes = nullptr;
-    Must(RomMeshDataCfgConfigureNodeData(cfg, &nodes), "RomMeshDataCfgConfigureNodeData");
-    Must(RomNodeDataCfgSetCount(nodes, kNodes), "RomNodeDataCfgSetCount");
-    Must(RomNodeDataCfgSetDimension(nodes, kDimension), "RomNodeDataCfgSetDimension");
-    RomObject* elements = nullptr;
-    Must(RomMeshDataCfgConfigureElementData(cfg, &elements), "RomMeshDataCfgConfigureElementData");
-    RomObject* standard = nullptr;
-    Must(RomElementDataCfgConfigureStdElementData(elements, &standard), "RomElementDataCfgConfigureStdElementData");
-    Must(RomStdElementDataCfgSetCount(standard, kElements), "RomStdElementDataCfgSetCount");
-    Must(RomStdElementDataCfgSetConnectivityTableSize(standard, kElements * kCorners),
-         "RomStdElementDataCfgSetConnectivityTableSize");
-    RomObject* region = nullptr;
-    Must(RomMeshDataCfgAddRegion(cfg, &region), "RomMeshDataCfgAddRegion");
-    Must(RomSetSolverId(region, "strip"), "RomSetSolverId");
-    Must(RomRegionCfgSetCaption(region, "Strip"), "RomRegionCfgSetCaption");
-    RomObject* support = nullptr;
-    Must(RomRegionCfgAddSupport(region, &support), "RomRegionCfgAddSupport");
-    Must(RomSetSolverId(support, kSupport), "RomSetSolverId");
-    Must(RomSupportCfgSetEntityCount(support, kNodes), "RomSupportCfgSetEntityCount");
-    Must(RomSupportCfgSetEntitiesType(support, kNodeEntities), "RomSupportCfgSetEntitiesType");
-    Must(RomMeshDataCfgSetUnit(cfg, "m"), "RomMeshDataCfgSetUnit");
-    Must(RomConfigurationCheck(cfg), "RomConfigurationCheck");
-    Must(RomPersistableSave(cfg, path.c_str()), "RomPersistableSave");
-    Must(RomFactoryRelease(cfg), "RomFactoryRelease");
-}
 
 // ---- Checks of the resumed mesh data ----------------------------------------------
 
