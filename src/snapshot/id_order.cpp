@@ -102,6 +102,19 @@ void WriteChunks(Common::IStreamAdapter& stream, std::uint32_t count, T* buffers
     }
 }
 
+// Deals the values added at [from, to) out to their chunks; next holds where each chunk's
+// next value goes.
+template <bool kWithPlaces>
+void DealOut(const std::uint32_t* ids, const double* values, std::uint32_t first, std::uint32_t from, std::uint32_t to,
+             std::uint32_t* next, std::uint32_t* places, double* dealt) {
+    for (std::uint32_t i = from; i < to; ++i) {
+        const std::uint32_t slot = ids[i] - first;
+        const std::uint32_t at = next[slot / kChunk]++;
+        if (kWithPlaces) places[at] = slot % kChunk;
+        dealt[at] = values[i];
+    }
+}
+
 }  // namespace
 
 // ---- Working memory ------------------------------------------------------------
@@ -138,6 +151,7 @@ void CIdOrder::Make(const std::uint32_t* ids, std::uint32_t count) {
         return;
     }
     madeFor_ = nullptr;
+    placesMade_ = false;
     count_ = count;
     std::uint32_t lowest = kNone;
     std::uint32_t highest = 0;
@@ -240,13 +254,15 @@ void CIdOrder::WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* 
     std::uint32_t* places = places_.Reserve(count);
     double* dealt = dealt_.Reserve(count);
     const std::uint32_t chunks = (count - 1) / kChunk + 1;
+    // The places depend on the ids alone: a component filled in the same order as the one
+    // before finds them made.
+    const bool placesMade = placesMade_;
+    placesMade_ = false;
     auto deal = [=](std::uint32_t from, std::uint32_t to, std::uint32_t* next) {
-        for (std::uint32_t i = from; i < to; ++i) {
-            const std::uint32_t slot = ids[i] - first;
-            const std::uint32_t at = next[slot / kChunk]++;
-            places[at] = slot % kChunk;
-            dealt[at] = values[i];
-        }
+        if (placesMade)
+            DealOut<false>(ids, values, first, from, to, next, places, dealt);
+        else
+            DealOut<true>(ids, values, first, from, to, next, places, dealt);
     };
     // Two threads deal a half each: the first half's share of each chunk comes first.
     std::vector<std::uint32_t> next(2 * std::size_t{chunks}, 0);
@@ -263,6 +279,7 @@ void CIdOrder::WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* 
         WaitFor wait{helper_};
         deal(0, half, lowerNext);
     }
+    placesMade_ = true;
     WriteChunks(stream, count, chunkValues, helper_, [places, dealt](double* out, std::uint32_t begin, std::uint32_t n) {
         for (std::uint32_t k = begin; k < begin + n; ++k) out[places[k]] = dealt[k];
     });

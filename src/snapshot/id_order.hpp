@@ -93,6 +93,7 @@ private:
     Scratch<std::uint64_t> keys_;       // the radix sort's two buffers of (id, position)
     Scratch<std::uint32_t> places_;     // consecutive ids: the values dealt out by chunk
     Scratch<double> dealt_;
+    bool placesMade_ = false;  // places_ hold the places of the ids ordered last
     Scratch<std::uint32_t> chunkIds_;  // two chunks on their way to the file
     Scratch<double> chunkValues_;
     CHelperThread helper_;
