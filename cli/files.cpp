@@ -139,7 +139,8 @@ FileKind DetectKind(const std::string& path) {
     for (const char* (*name)() : {RomGetConfigurationFileExtension, RomGetMeshFileExtension, RomGetSnapshotFileExtension,
                                   RomGetSnapshotCacheFileExtension, RomGetProjectFileExtension})
         known += std::string(known.empty() ? "" : ", ") + "." + name();
-    throw Failure("unknown file kind \"." + extension + "\"; known: " + known);
+    throw Failure((extension.empty() ? std::string("no file extension") : "unknown file kind \"." + extension + "\"") +
+                  "; known: " + known);
 }
 
 Json::Value ReadVersions(const std::string& path, FileKind kind) {
