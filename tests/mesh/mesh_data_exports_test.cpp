@@ -31,26 +31,7 @@ struct Shape : MeshShape {
     Shape() : MeshShape{4, 3, 2, 7, 2, 9, 2, 13, {{"S1", "S2"}, {"S3"}}, kSupportSize} {}
 };
 
-Owned NewMeshData(RomObject* cfg) {
-    Owned mesh = Create(RomFactoryCreateMeshData);
-    ROM_OK(RomMeshDataInitialize(mesh.get(), cfg));
-    return mesh;
-}
-
-// The objects that own the tables, reached from the mesh data.
-RomObject* NodeData(RomObject* mesh) { return Child(RomMeshDataGetMutableNodeData, mesh); }
-RomObject* Elements(RomObject* mesh) { return Child(RomMeshDataGetMutableElementData, mesh); }
-RomObject* StdElements(RomObject* mesh) { return Child(RomElementDataGetMutableStdElementData, Elements(mesh)); }
-RomObject* UserElements(RomObject* mesh) { return Child(RomElementDataGetMutableUserElementData, Elements(mesh)); }
-RomObject* Polygons(RomObject* mesh) { return Child(RomUserElementDataGetMutablePolygonData, UserElements(mesh)); }
-RomObject* Polyhedrons(RomObject* mesh) {
-    return Child(RomUserElementDataGetMutablePolyhedronData, UserElements(mesh));
-}
-RomObject* SupportS2(RomObject* mesh) {
-    RomObject* support = nullptr;
-    ROM_OK(RomMeshDataGetMutableSupportData(mesh, "S2", &support));
-    return support;
-}
+RomObject* SupportS2(RomObject* mesh) { return SupportData(mesh, "S2"); }
 
 // ---- Tables ------------------------------------------------------------------------
 
@@ -71,67 +52,50 @@ struct TableCase {
 };
 void PrintTo(const TableCase& c, std::ostream* out) { *out << c.name; }
 
-const TableCase kTables[] = {
-    {"node_coordinates", NodeData, 12,
-     Access<double>{RomNodeDataCopyCoordinateTable, RomNodeDataGetCoordinateTable, RomNodeDataSetCoordinateTable},
-     "In CNodeData, trying to access coordinates table but this table is not available yet!",
-     "In CNodeData, trying to copy coordinates table but provided data are not valid !",
-     "In CNodeData, trying to set coordinates table but provided data are not valid !"},
-    {"node_ids", NodeData, 4, Access<std::int32_t>{RomNodeDataCopyIds, RomNodeDataGetIds, RomNodeDataSetIds},
-     "In CNodeData, trying to access ids table but this table is not available yet!",
-     "In CNodeData, trying to copy ids table but provided data are not valid !",
-     "In CNodeData, trying to set ids table but provided data are not valid !"},
-    {"element_connectivity", StdElements, 7,
-     Access<std::int32_t>{RomStdElementDataCopyConnectivityTable, RomStdElementDataGetConnectivityTable,
-                          RomStdElementDataSetConnectivityTable},
-     "In CStdElementData, trying to access connectivity table but this table is not available yet!",
-     "In CStdElementData, trying to copy connectivity table but provided data are not valid !",
-     "In CStdElementData, trying to set connectivity table but provided data are not valid !"},
-    {"element_ids", StdElements, 2,
-     Access<std::int32_t>{RomStdElementDataCopyIds, RomStdElementDataGetIds, RomStdElementDataSetIds},
-     "In CStdElementData, trying to access ids table but this table is not available yet!",
-     "In CStdElementData, trying to copy ids table but provided data are not valid !",
-     "In CStdElementData, trying to set ids table but provided data are not valid !"},
-    {"element_types", StdElements, 2,
-     Access<std::int32_t>{RomStdElementDataCopyTypes, RomStdElementDataGetTypes, RomStdElementDataSetTypes},
-     "In CStdElementData, trying to access types table but this table is not available yet!",
-     "In CStdElementData, trying to copy types table but provided data are not valid !",
-     "In CStdElementData, trying to set types table but provided data are not valid !"},
-    {"polygon_connectivity", Polygons, 9,
-     Access<std::int32_t>{RomPolygonDataCopyConnectivityTable, RomPolygonDataGetConnectivityTable,
-                          RomPolygonDataSetConnectivityTable},
-     "In CPolygonData, trying to access connectivity table but data for this table is not available yet!",
-     "In CPolygonData, trying to copy connectivity table but provided data are not valid !",
-     "In CPolygonData, trying to set connectivity table but provided data are not valid !"},
-    {"polygon_ids", Polygons, 2,
-     Access<std::int32_t>{RomPolygonDataCopyIds, RomPolygonDataGetIds, RomPolygonDataSetIds},
-     "In CPolygonData, trying to access table of ids but data for this table is not available yet!",
-     "In CPolygonData, trying to copy ids table but provided data are not valid !",
-     "In CPolygonData, trying to set ids table but provided data are not valid !"},
-    {"polyhedron_connectivity", Polyhedrons, 13,
-     Access<std::int32_t>{RomPolyhedronDataCopyConnectivityTable, RomPolyhedronDataGetConnectivityTable,
-                          RomPolyhedronDataSetConnectivityTable},
-     "In CPolyhedronData, trying to access connectivity table but data for this table is not available yet!",
-     "In CPolyhedronData, trying to copy connectivity table but provided data are not valid !",
-     "In CPolyhedronData, trying to set connectivity table but provided data are not valid !"},
-    {"polyhedron_ids", Polyhedrons, 2,
-     Access<std::int32_t>{RomPolyhedronDataCopyIds, RomPolyhedronDataGetIds, RomPolyhedronDataSetIds},
-     "In CPolyhedronData, trying to access table of ids but data for this table is not available yet!",
-     "In CPolyhedronData, trying to copy ids table but provided data are not valid !",
-     "In CPolyhedronData, trying to set ids table but provided data are not valid !"},
-    {"support_entities", SupportS2, kSupportSize,
-     Access<std::int32_t>{RomSupportDataCopyEntities, RomSupportDataGetEntities, RomSupportDataSetEntities},
-     "In CSupportData, trying to access entities table but this table is not available yet!",
-     "In CSupportData, trying to copy entities table but provided data are not valid !",
-     "In CSupportData, trying to set entities table but provided data are not valid !"},
-};
-
+// What the owner of class `cls` says of a table it does not have yet (`absent` follows
+// "trying to access ") and of a null array given to copy or set its `table`.
 template <class T>
-std::vector<T> Values(std::uint32_t count, int first) {
-    std::vector<T> values(count);
-    for (std::uint32_t i = 0; i < count; ++i) values[i] = static_cast<T>(first + static_cast<int>(i));
-    return values;
+TableCase Table(const char* name, RomObject* (*owner)(RomObject*), std::uint32_t size, Access<T> access,
+                const std::string& cls, const std::string& table, const std::string& absent) {
+    const std::string in = "In " + cls + ", trying to ", invalid = " table but provided data are not valid !";
+    return {name, owner, size, access, in + "access " + absent + " is not available yet!",
+            in + "copy " + table + invalid, in + "set " + table + invalid};
 }
+const std::string kTableAbsent = " table but this table", kDataAbsent = " but data for this table";
+
+const TableCase kTables[] = {
+    Table<double>("node_coordinates", NodeData, 12,
+                  {RomNodeDataCopyCoordinateTable, RomNodeDataGetCoordinateTable, RomNodeDataSetCoordinateTable},
+                  "CNodeData", "coordinates", "coordinates" + kTableAbsent),
+    Table<std::int32_t>("node_ids", NodeData, 4, {RomNodeDataCopyIds, RomNodeDataGetIds, RomNodeDataSetIds},
+                        "CNodeData", "ids", "ids" + kTableAbsent),
+    Table<std::int32_t>("element_connectivity", StdElements, 7,
+                        {RomStdElementDataCopyConnectivityTable, RomStdElementDataGetConnectivityTable,
+                         RomStdElementDataSetConnectivityTable},
+                        "CStdElementData", "connectivity", "connectivity" + kTableAbsent),
+    Table<std::int32_t>("element_ids", StdElements, 2,
+                        {RomStdElementDataCopyIds, RomStdElementDataGetIds, RomStdElementDataSetIds},
+                        "CStdElementData", "ids", "ids" + kTableAbsent),
+    Table<std::int32_t>("element_types", StdElements, 2,
+                        {RomStdElementDataCopyTypes, RomStdElementDataGetTypes, RomStdElementDataSetTypes},
+                        "CStdElementData", "types", "types" + kTableAbsent),
+    Table<std::int32_t>("polygon_connectivity", Polygons, 9,
+                        {RomPolygonDataCopyConnectivityTable, RomPolygonDataGetConnectivityTable,
+                         RomPolygonDataSetConnectivityTable},
+                        "CPolygonData", "connectivity", "connectivity table" + kDataAbsent),
+    Table<std::int32_t>("polygon_ids", Polygons, 2, {RomPolygonDataCopyIds, RomPolygonDataGetIds, RomPolygonDataSetIds},
+                        "CPolygonData", "ids", "table of ids" + kDataAbsent),
+    Table<std::int32_t>("polyhedron_connectivity", Polyhedrons, 13,
+                        {RomPolyhedronDataCopyConnectivityTable, RomPolyhedronDataGetConnectivityTable,
+                         RomPolyhedronDataSetConnectivityTable},
+                        "CPolyhedronData", "connectivity", "connectivity table" + kDataAbsent),
+    Table<std::int32_t>("polyhedron_ids", Polyhedrons, 2,
+                        {RomPolyhedronDataCopyIds, RomPolyhedronDataGetIds, RomPolyhedronDataSetIds},
+                        "CPolyhedronData", "ids", "table of ids" + kDataAbsent),
+    Table<std::int32_t>("support_entities", SupportS2, kSupportSize,
+                        {RomSupportDataCopyEntities, RomSupportDataGetEntities, RomSupportDataSetEntities},
+                        "CSupportData", "entities", "entities" + kTableAbsent),
+};
 
 class MeshDataTable : public ::testing::TestWithParam<TableCase> {
 protected:
@@ -264,8 +228,7 @@ TEST(MeshDataExports, AbsentElementKinds) {
     const auto check = [](void (*change)(Shape&), bool user, ChildFn absent, const std::string& message) {
         Shape shape;
         change(shape);
-        Owned cfg = NewConfiguration(shape);
-        Owned mesh = NewMeshData(cfg.get());
+        Owned mesh = NewMeshData(shape);
         RomObject* owner = Child(RomMeshDataGetElementData, mesh.get());
         if (user) owner = Child(RomElementDataGetUserElementData, owner);
         RomObject* out = owner;
@@ -331,8 +294,7 @@ TEST(MeshDataExports, SupportDataLookUpBySolverId) {
     Shape shape;
     shape.regions.assign(4, {});
     for (std::uint32_t i = 0; i < kSupports; ++i) shape.regions[i / 500].push_back("support-" + std::to_string(i));
-    Owned cfg = NewConfiguration(shape);
-    Owned mesh = NewMeshData(cfg.get());
+    Owned mesh = NewMeshData(shape);
 
     RomObject* datas = Child(RomMeshDataGetSupportDatas, mesh.get());
     std::uint32_t count = 0;

@@ -34,37 +34,9 @@ const char kPolyhedronDataUuid[] = "B8BFEE6A-D4B2-45D3-95D7-C90C1EBBD9E0";
 const char kSupportDataUuid[] = "C06D09B2-D600-4188-BA39-4AA42AD87366";
 const char kSupportDatasUuid[] = "4D7FE8D9-5054-448F-8449-CA5562DBB707";
 
-template <class T>
-std::vector<T> Values(std::uint32_t count, int first) {
-    std::vector<T> values(count);
-    for (std::uint32_t i = 0; i < count; ++i) values[i] = static_cast<T>(first + static_cast<int>(i));
-    return values;
-}
-
-// The sizes of a mesh data configuration; a zero count leaves that part out.
 using Shape = MeshShape;
 // Two nodes in 2D, one triangle, support S1 of two entities.
 const Shape kSmall{2, 2, 1, 3, 0, 0, 0, 0, {{"S1"}}, 2};
-
-Owned NewMeshData(const Shape& shape) {
-    Owned data = Create(RomFactoryCreateMeshData);
-    ROM_OK(RomMeshDataInitialize(data.get(), NewConfiguration(shape).get()));
-    return data;
-}
-
-RomObject* NodeData(RomObject* data) { return Child(RomMeshDataGetMutableNodeData, data); }
-RomObject* Elements(RomObject* data) { return Child(RomMeshDataGetMutableElementData, data); }
-RomObject* StdElements(RomObject* data) { return Child(RomElementDataGetMutableStdElementData, Elements(data)); }
-RomObject* UserElements(RomObject* data) { return Child(RomElementDataGetMutableUserElementData, Elements(data)); }
-RomObject* Polygons(RomObject* data) { return Child(RomUserElementDataGetMutablePolygonData, UserElements(data)); }
-RomObject* Polyhedrons(RomObject* data) {
-    return Child(RomUserElementDataGetMutablePolyhedronData, UserElements(data));
-}
-RomObject* SupportData(RomObject* data, const std::string& id) {
-    RomObject* support = nullptr;
-    ROM_OK(RomMeshDataGetMutableSupportData(data, id.c_str(), &support));
-    return support;
-}
 
 // Every table of a mesh data by name (supports by solver id), read through the Get
 // exports at the sizes of shape.

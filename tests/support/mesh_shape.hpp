@@ -1,4 +1,4 @@
-// A mesh data configuration of given sizes, built through the exported functions.
+// A mesh data configuration of given sizes and mesh data of it, built through the exported functions.
 #ifndef TERVIK_ROM_TESTS_SUPPORT_MESH_SHAPE_HPP
 #define TERVIK_ROM_TESTS_SUPPORT_MESH_SHAPE_HPP
 
@@ -53,6 +53,40 @@ inline Owned NewConfiguration(const MeshShape& shape) {
         }
     }
     return cfg;
+}
+
+inline Owned NewMeshData(RomObject* cfg) {
+    Owned data = Create(RomFactoryCreateMeshData);
+    ROM_OK(RomMeshDataInitialize(data.get(), cfg));
+    return data;
+}
+inline Owned NewMeshData(const MeshShape& shape) { return NewMeshData(NewConfiguration(shape).get()); }
+
+// The objects of a mesh data that own its tables.
+inline RomObject* NodeData(RomObject* data) { return Child(RomMeshDataGetMutableNodeData, data); }
+inline RomObject* Elements(RomObject* data) { return Child(RomMeshDataGetMutableElementData, data); }
+inline RomObject* StdElements(RomObject* data) { return Child(RomElementDataGetMutableStdElementData, Elements(data)); }
+inline RomObject* UserElements(RomObject* data) {
+    return Child(RomElementDataGetMutableUserElementData, Elements(data));
+}
+inline RomObject* Polygons(RomObject* data) {
+    return Child(RomUserElementDataGetMutablePolygonData, UserElements(data));
+}
+inline RomObject* Polyhedrons(RomObject* data) {
+    return Child(RomUserElementDataGetMutablePolyhedronData, UserElements(data));
+}
+inline RomObject* SupportData(RomObject* data, const std::string& id) {
+    RomObject* support = nullptr;
+    ROM_OK(RomMeshDataGetMutableSupportData(data, id.c_str(), &support));
+    return support;
+}
+
+// count values: first, first + 1, ...
+template <class T>
+std::vector<T> Values(std::uint32_t count, int first) {
+    std::vector<T> values(count);
+    for (std::uint32_t i = 0; i < count; ++i) values[i] = static_cast<T>(first + static_cast<int>(i));
+    return values;
 }
 
 #endif
