@@ -3,6 +3,7 @@
 // CreateAndInit forms are initialised from the files, and everything created is deleted.
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <typeinfo>
 
@@ -24,14 +25,14 @@ using Rom::Common::IRomObject;
 // Owns what the factory created; deletes it through IRomObject.
 using Owned = std::unique_ptr<IRomObject>;
 
-// The object as interface I: non-null, and through a dynamic_cast from its root, so
-// the object's run-time kind is tested, not the static type of the returned pointer.
+// The object as interface I, through a dynamic_cast from its root, so the object's
+// run-time kind is tested, not the static type of the returned pointer; a null object or
+// another kind ends the test.
 template <class I>
-I* Kind(const Owned& object) {
-    EXPECT_NE(object, nullptr);
+I& Kind(const Owned& object) {
     auto* cast = dynamic_cast<I*>(object.get());
-    EXPECT_NE(cast, nullptr) << "not a " << typeid(I).name();
-    return cast;
+    if (cast == nullptr) throw std::runtime_error(std::string("not a ") + typeid(I).name());
+    return *cast;
 }
 
 class FactorySlots : public TempDirTest {};
@@ -47,10 +48,9 @@ TEST_F(FactorySlots, EverySlotInOrder) {
     // 0: a set-up; with two nodes, one element and one support, it is also the source of
     // the configuration files the CreateAndInit slots read.
     Owned setupObject(factory.CreateSetupCfg());
-    auto* setup = Kind<Rom::Configuration::IRomSetupCfg>(setupObject);
-    ASSERT_NE(setup, nullptr);
-    EXPECT_NE(dynamic_cast<Rom::Common::IPersistable*>(setup), nullptr);
-    auto& meshCfg = setup->ConfigureMeshData();
+    auto& setup = Kind<Rom::Configuration::IRomSetupCfg>(setupObject);
+    Kind<Rom::Common::IPersistable>(setupObject);
+    auto& meshCfg = setup.ConfigureMeshData();
     meshCfg.ConfigureNodeData().SetCount(2);
     meshCfg.ConfigureNodeData().SetDimension(3);
     auto& elements = meshCfg.ConfigureElementData().ConfigureStdElementData();
@@ -62,125 +62,112 @@ TEST_F(FactorySlots, EverySlotInOrder) {
     support.SetSolverId("nodes");
     support.SetEntityCount(2);
     support.SetEntitiesType(1);
-    auto& field = setup->AddField();
+    auto& field = setup.AddField();
     field.SetSolverId("t");
     field.SetCaption("T");
     auto& component = field.AddComponent();
     component.SetSolverId("t");
     component.SetCaption("T");
     field.AddSupport("nodes");
-    setup->Check();
-    setup->SaveMeshConfiguration(meshCfgFile);
-    setup->SaveSnapshotConfiguration(snapshotCfgFile);
+    setup.Check();
+    setup.SaveMeshConfiguration(meshCfgFile);
+    setup.SaveSnapshotConfiguration(snapshotCfgFile);
 
     // 1: a mesh builder initialised from the mesh configuration file.
     Owned meshObject(factory.CreateAndInitMesh(meshCfgFile));
-    auto* mesh = Kind<Rom::Mesh::IMesh>(meshObject);
-    ASSERT_NE(mesh, nullptr);
-    EXPECT_TRUE(mesh->IsInitialized());
-    ASSERT_NE(mesh->GetConfiguration(), nullptr);
-    EXPECT_EQ(mesh->GetConfiguration()->GetNodeDataCfg().GetCount(), 2u);
+    auto& mesh = Kind<Rom::Mesh::IMesh>(meshObject);
+    EXPECT_TRUE(mesh.IsInitialized());
+    ASSERT_NE(mesh.GetConfiguration(), nullptr);
+    EXPECT_EQ(mesh.GetConfiguration()->GetNodeDataCfg().GetCount(), 2u);
 
     // 2: mesh data initialised from the same file.
     Owned initialisedMeshData(factory.CreateAndInitMeshData(meshCfgFile));
-    auto* meshData = Kind<Rom::Mesh::IMeshData>(initialisedMeshData);
-    ASSERT_NE(meshData, nullptr);
-    EXPECT_TRUE(meshData->IsInitialized());
-    EXPECT_EQ(meshData->GetSupportDatas().GetCount(), 1u);
-    EXPECT_EQ(meshData->GetSupportData("nodes").GetSolverId(), "nodes");
+    auto& meshData = Kind<Rom::Mesh::IMeshData>(initialisedMeshData);
+    EXPECT_TRUE(meshData.IsInitialized());
+    EXPECT_EQ(meshData.GetSupportDatas().GetCount(), 1u);
+    EXPECT_EQ(meshData.GetSupportData("nodes").GetSolverId(), "nodes");
 
     // 3: mesh data, not initialised.
     Owned emptyMeshData(factory.CreateMeshData());
-    auto* empty = Kind<Rom::Mesh::IMeshData>(emptyMeshData);
-    ASSERT_NE(empty, nullptr);
-    EXPECT_FALSE(empty->IsInitialized());
+    auto& empty = Kind<Rom::Mesh::IMeshData>(emptyMeshData);
+    EXPECT_FALSE(empty.IsInitialized());
 
     // 4: a mesh data configuration, which reads the file slot 0 wrote.
     Owned meshCfgObject(factory.CreateMeshDataCfg());
-    auto* resumedMeshCfg = Kind<Rom::Configuration::IMeshDataCfg>(meshCfgObject);
-    ASSERT_NE(resumedMeshCfg, nullptr);
-    resumedMeshCfg->Resume(meshCfgFile);
-    EXPECT_EQ(resumedMeshCfg->GetSupportCfg("nodes").GetEntityCount(), 2u);
+    auto& resumedMeshCfg = Kind<Rom::Configuration::IMeshDataCfg>(meshCfgObject);
+    resumedMeshCfg.Resume(meshCfgFile);
+    EXPECT_EQ(resumedMeshCfg.GetSupportCfg("nodes").GetEntityCount(), 2u);
 
     // 6 before 5: slot 5 resumes a saved project.
     Owned projectObject(factory.CreateProject());
-    auto* project = Kind<Rom::Project::IProject>(projectObject);
-    ASSERT_NE(project, nullptr);
+    auto& project = Kind<Rom::Project::IProject>(projectObject);
     const std::string projectFile = Path("project." + factory.GetProjectFileExtension());
-    ASSERT_NE(dynamic_cast<Rom::Common::IPersistable*>(project), nullptr);
-    dynamic_cast<Rom::Common::IPersistable&>(*project).Save(projectFile);
+    Kind<Rom::Common::IPersistable>(projectObject).Save(projectFile);
 
     // 5: that project, resumed: the same identity.
     Owned resumedProjectObject(factory.CreateAndResumeProject(projectFile));
-    auto* resumedProject = Kind<Rom::Project::IProject>(resumedProjectObject);
-    ASSERT_NE(resumedProject, nullptr);
-    EXPECT_TRUE(resumedProject->Compare(project));
+    auto& resumedProject = Kind<Rom::Project::IProject>(resumedProjectObject);
+    EXPECT_TRUE(resumedProject.Compare(&project));
     Owned otherProject(factory.CreateProject());
-    EXPECT_FALSE(resumedProject->Compare(otherProject.get()));
+    EXPECT_FALSE(resumedProject.Compare(otherProject.get()));
 
     // 7: a snapshot initialised from the snapshot configuration file; its file holds the
     // pairs sorted by entity id.
     const std::string sortedFile = Path("sorted." + factory.GetSnapshotFileExtension());
     const std::string orderedFile = Path("ordered." + factory.GetSnapshotFileExtension());
     Owned snapshotObject(factory.CreateAndInitSnapshot(snapshotCfgFile));
-    auto* snapshot = Kind<Rom::Snapshot::ISnapshot>(snapshotObject);
-    ASSERT_NE(snapshot, nullptr);
-    EXPECT_TRUE(snapshot->IsInitialized());
-    EXPECT_FALSE(snapshot->IsFilled());
-    EXPECT_EQ(snapshot->GetComponentData("t", "nodes").GetExpectedEntityValueCount(), 2u);
-    snapshot->GetComponentData("t", "nodes").AddValue(9, 0.5);
-    snapshot->GetComponentData("t", "nodes").AddValue(3, 1.5);
-    snapshot->Save(sortedFile);
+    auto& snapshot = Kind<Rom::Snapshot::ISnapshot>(snapshotObject);
+    EXPECT_TRUE(snapshot.IsInitialized());
+    EXPECT_FALSE(snapshot.IsFilled());
+    EXPECT_EQ(snapshot.GetComponentData("t", "nodes").GetExpectedEntityValueCount(), 2u);
+    snapshot.GetComponentData("t", "nodes").AddValue(9, 0.5);
+    snapshot.GetComponentData("t", "nodes").AddValue(3, 1.5);
+    snapshot.Save(sortedFile);
 
     // 8: a snapshot, not initialised; it reads what slot 7 wrote.
     Owned emptySnapshotObject(factory.CreateSnapshot());
-    auto* emptySnapshot = Kind<Rom::Snapshot::ISnapshot>(emptySnapshotObject);
-    ASSERT_NE(emptySnapshot, nullptr);
-    EXPECT_FALSE(emptySnapshot->IsInitialized());
+    auto& emptySnapshot = Kind<Rom::Snapshot::ISnapshot>(emptySnapshotObject);
+    EXPECT_FALSE(emptySnapshot.IsInitialized());
     std::uint32_t id = 0;
     double value = 0;
-    emptySnapshot->Resume(sortedFile);
-    emptySnapshot->GetComponentData("t", "nodes").GetValue(0, id, value);
+    emptySnapshot.Resume(sortedFile);
+    emptySnapshot.GetComponentData("t", "nodes").GetValue(0, id, value);
     EXPECT_EQ(id, 3u);
     EXPECT_EQ(value, 1.5);
 
     // 9: the second form, initialised the same way; its file keeps the insertion order.
     Owned orderedSnapshotObject(factory.CreateAndInitSnapshot(snapshotCfgFile, true));
-    auto* ordered = Kind<Rom::Snapshot::ISnapshot>(orderedSnapshotObject);
-    ASSERT_NE(ordered, nullptr);
-    EXPECT_TRUE(ordered->IsInitialized());
-    auto& data = ordered->GetComponentData("t", "nodes");
+    auto& ordered = Kind<Rom::Snapshot::ISnapshot>(orderedSnapshotObject);
+    EXPECT_TRUE(ordered.IsInitialized());
+    auto& data = ordered.GetComponentData("t", "nodes");
     data.AddValue(9, 0.5);
     data.AddValue(3, 1.5);
-    EXPECT_TRUE(ordered->IsFilled());
-    ordered->Save(orderedFile);
+    EXPECT_TRUE(ordered.IsFilled());
+    ordered.Save(orderedFile);
     Owned reread(factory.CreateSnapshot());
-    dynamic_cast<Rom::Snapshot::ISnapshot&>(*reread).Resume(orderedFile);
-    dynamic_cast<Rom::Snapshot::ISnapshot&>(*reread).GetComponentData("t", "nodes").GetValue(0, id, value);
+    Kind<Rom::Snapshot::ISnapshot>(reread).Resume(orderedFile);
+    Kind<Rom::Snapshot::ISnapshot>(reread).GetComponentData("t", "nodes").GetValue(0, id, value);
     EXPECT_EQ(id, 9u);
     EXPECT_EQ(value, 0.5);
 
     // 10: a snapshot configuration, which reads the file slot 0 wrote.
     Owned snapshotCfgObject(factory.CreateSnapshotCfg());
-    auto* snapshotCfg = Kind<Rom::Configuration::ISnapshotCfg>(snapshotCfgObject);
-    ASSERT_NE(snapshotCfg, nullptr);
-    snapshotCfg->Resume(snapshotCfgFile);
-    EXPECT_EQ(snapshotCfg->GetComponentCfgs().GetCount(), 1u);
-    EXPECT_EQ(snapshotCfg->GetSupportCfgs().GetCount(), 1u);
+    auto& snapshotCfg = Kind<Rom::Configuration::ISnapshotCfg>(snapshotCfgObject);
+    snapshotCfg.Resume(snapshotCfgFile);
+    EXPECT_EQ(snapshotCfg.GetComponentCfgs().GetCount(), 1u);
+    EXPECT_EQ(snapshotCfg.GetSupportCfgs().GetCount(), 1u);
 
     // 11: a snapshot cache.
     Owned cacheObject(factory.CreateSnapshotCache());
-    auto* cache = Kind<Rom::Snapshot::ISnapshotCache>(cacheObject);
-    ASSERT_NE(cache, nullptr);
-    EXPECT_NE(dynamic_cast<Rom::Common::IPersistable*>(cache), nullptr);
+    auto& cache = Kind<Rom::Snapshot::ISnapshotCache>(cacheObject);
+    Kind<Rom::Common::IPersistable>(cacheObject);
 
     // 12: a user point, which the cache takes.
     Owned pointObject(factory.CreateUserPoint());
-    auto* point = Kind<Rom::Snapshot::IUserPoint>(pointObject);
-    ASSERT_NE(point, nullptr);
-    point->SetValue("load", 2.0);
-    EXPECT_TRUE(cache->Push(*point, *point, "run." + factory.GetSnapshotFileExtension()));
-    EXPECT_NE(cache->Pull(*point), nullptr);
+    auto& point = Kind<Rom::Snapshot::IUserPoint>(pointObject);
+    point.SetValue("load", 2.0);
+    EXPECT_TRUE(cache.Push(point, point, "run." + factory.GetSnapshotFileExtension()));
+    EXPECT_NE(cache.Pull(point), nullptr);
 
     // 13-18: the extensions, each one string for the life of the process.
     EXPECT_EQ(factory.GetConfigurationFileExtension(), "romcfg");
