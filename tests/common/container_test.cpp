@@ -1,4 +1,3 @@
-#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -6,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "common/container.hpp"
+#include "support/temp_dir.hpp"
 
 using namespace Tervik::Rom::Common;
 
@@ -36,15 +36,6 @@ private:
 };
 
 using Items = CContainerWithJsonService<CItem, IItem>;
-
-std::string MessageOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "no exception";
-}
 
 Json::Value Item(int value, const std::string& id) {
     Json::Value item;
