@@ -60,6 +60,9 @@ bool IsConfiguration(FileKind kind);
 // The kind from the extension; a configuration document by the key it stores.
 FileKind DetectKind(const std::string& path);
 
+// The root object of a JSON document file.
+Json::Value ParseDocument(const std::string& path);
+
 // The version fields of the file: "fileVersion" of a JSON document, "frameVersion",
 // "typeVersion" and "type" of a binary frame, and "productVersion" ("18.2") of both.
 // A project's header is followed by its id, given as "id".

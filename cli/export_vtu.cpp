@@ -238,11 +238,14 @@ Location VtuWriter::Locate(const MeshSupport& support) const {
 std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot,
                                                          std::vector<std::vector<double>>& storage) const {
     std::vector<Array> arrays;
+    std::map<std::string, Location> located;  // the components of one support share its location
     storage.reserve(snapshot.pairs.size());
     for (const auto& pair : snapshot.pairs) {
         const MeshSupport* support = mesh_.FindSupport(pair.support);
         if (support == nullptr) throw Failure("the mesh has no support " + pair.support + " for the values of " + pair.component);
-        const Location location = Locate(*support);
+        auto found = located.find(pair.support);
+        if (found == located.end()) found = located.emplace(pair.support, Locate(*support)).first;
+        const Location location = found->second;
         const EntityIndex& index = location == Location::Points ? Nodes() : Cells();
         const std::string name = pair.component + "@" + pair.support;
         const auto section = location == Location::Points ? Array::PointData : Array::CellData;

@@ -52,16 +52,6 @@ std::string Extension(const std::string& path) {
     return path.substr(dot + 1);
 }
 
-Json::Value ParseDocument(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw Failure("cannot open the file");
-    Json::CharReaderBuilder builder;
-    Json::Value root;
-    std::string errors;
-    if (!Json::parseFromStream(builder, in, &root, &errors) || !root.isObject())
-        throw Failure("not a JSON document: " + errors);
-    return root;
-}
 
 // Little-endian fields at the start of a binary file.
 class HeaderReader {
@@ -117,6 +107,17 @@ std::string Text(RomExceptionHandle (*get)(RomObject*, const char**), RomObject*
     const char* text = nullptr;
     Check(get(object, &text), "text");
     return text;
+}
+
+Json::Value ParseDocument(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw Failure("cannot open the file");
+    Json::CharReaderBuilder builder;
+    Json::Value root;
+    std::string errors;
+    if (!Json::parseFromStream(builder, in, &root, &errors) || !root.isObject())
+        throw Failure("not a JSON document: " + errors);
+    return root;
 }
 
 const char* KindName(FileKind kind) { return EntryOf(kind).name; }

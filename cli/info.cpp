@@ -1,9 +1,7 @@
 // `tervikrom info`: what each file holds, as one JSON document or as indented text
 // rendered from the same document.
-#include <fstream>
 #include <ostream>
 
-#include <json/reader.h>
 #include <json/writer.h>
 
 #include "cli.hpp"
@@ -185,13 +183,7 @@ Json::Value DescribeSnapshot(const std::string& path, bool tables) {
 // export lists them, and each value is read back through the entry the library finds.
 Json::Value DescribeCache(const std::string& path) {
     const Handle cache = Resumed(FactoryOf(FileKind::Cache), path);
-    Json::Value root;
-    {
-        std::ifstream in(path, std::ios::binary);
-        Json::CharReaderBuilder builder;
-        std::string errors;
-        Json::parseFromStream(builder, in, &root, &errors);
-    }
+    const Json::Value root = ParseDocument(path);
     Json::Value out;
     out["entries"] = Json::Value(Json::arrayValue);
     for (const Json::Value& stored : root["snapshotCache"]["entries"]) {
