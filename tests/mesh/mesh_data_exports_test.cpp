@@ -55,47 +55,33 @@ void PrintTo(const TableCase& c, std::ostream* out) { *out << c.name; }
 // What the owner of class `cls` says of a table it does not have yet (`absent` follows
 // "trying to access ") and of a null array given to copy or set its `table`.
 template <class T>
-TableCase Table(const char* name, RomObject* (*owner)(RomObject*), std::uint32_t size, Access<T> access,
+TableCase Table(const char* name, RomObject* (*owner)(RomObject*), std::uint32_t size,
+                RomExceptionHandle (*copy)(RomObject*, const T*, std::uint32_t, std::uint32_t),
+                RomExceptionHandle (*get)(RomObject*, T**), RomExceptionHandle (*set)(RomObject*, T*),
                 const std::string& cls, const std::string& table, const std::string& absent) {
     const std::string in = "In " + cls + ", trying to ", invalid = " table but provided data are not valid !";
-    return {name, owner, size, access, in + "access " + absent + " is not available yet!",
+    return {name, owner, size, Access<T>{copy, get, set}, in + "access " + absent + " is not available yet!",
             in + "copy " + table + invalid, in + "set " + table + invalid};
 }
-const std::string kTableAbsent = " table but this table", kDataAbsent = " but data for this table";
+// The table `table` of class C`cls` through its Copy, Get and Set exports, named cls_table.
+#define ROM_TABLE(owner, size, cls, table, ...)                                                            \
+    Table(#cls "_" #table, owner, size, Rom##cls##Copy##table, Rom##cls##Get##table, Rom##cls##Set##table, \
+          "C" #cls, __VA_ARGS__)
+const std::string kTable = " table but this table", kData = " but data for this table";
 
 const TableCase kTables[] = {
-    Table<double>("node_coordinates", NodeData, 12,
-                  {RomNodeDataCopyCoordinateTable, RomNodeDataGetCoordinateTable, RomNodeDataSetCoordinateTable},
-                  "CNodeData", "coordinates", "coordinates" + kTableAbsent),
-    Table<std::int32_t>("node_ids", NodeData, 4, {RomNodeDataCopyIds, RomNodeDataGetIds, RomNodeDataSetIds},
-                        "CNodeData", "ids", "ids" + kTableAbsent),
-    Table<std::int32_t>("element_connectivity", StdElements, 7,
-                        {RomStdElementDataCopyConnectivityTable, RomStdElementDataGetConnectivityTable,
-                         RomStdElementDataSetConnectivityTable},
-                        "CStdElementData", "connectivity", "connectivity" + kTableAbsent),
-    Table<std::int32_t>("element_ids", StdElements, 2,
-                        {RomStdElementDataCopyIds, RomStdElementDataGetIds, RomStdElementDataSetIds},
-                        "CStdElementData", "ids", "ids" + kTableAbsent),
-    Table<std::int32_t>("element_types", StdElements, 2,
-                        {RomStdElementDataCopyTypes, RomStdElementDataGetTypes, RomStdElementDataSetTypes},
-                        "CStdElementData", "types", "types" + kTableAbsent),
-    Table<std::int32_t>("polygon_connectivity", Polygons, 9,
-                        {RomPolygonDataCopyConnectivityTable, RomPolygonDataGetConnectivityTable,
-                         RomPolygonDataSetConnectivityTable},
-                        "CPolygonData", "connectivity", "connectivity table" + kDataAbsent),
-    Table<std::int32_t>("polygon_ids", Polygons, 2, {RomPolygonDataCopyIds, RomPolygonDataGetIds, RomPolygonDataSetIds},
-                        "CPolygonData", "ids", "table of ids" + kDataAbsent),
-    Table<std::int32_t>("polyhedron_connectivity", Polyhedrons, 13,
-                        {RomPolyhedronDataCopyConnectivityTable, RomPolyhedronDataGetConnectivityTable,
-                         RomPolyhedronDataSetConnectivityTable},
-                        "CPolyhedronData", "connectivity", "connectivity table" + kDataAbsent),
-    Table<std::int32_t>("polyhedron_ids", Polyhedrons, 2,
-                        {RomPolyhedronDataCopyIds, RomPolyhedronDataGetIds, RomPolyhedronDataSetIds},
-                        "CPolyhedronData", "ids", "table of ids" + kDataAbsent),
-    Table<std::int32_t>("support_entities", SupportS2, kSupportSize,
-                        {RomSupportDataCopyEntities, RomSupportDataGetEntities, RomSupportDataSetEntities},
-                        "CSupportData", "entities", "entities" + kTableAbsent),
+    ROM_TABLE(NodeData, 12, NodeData, CoordinateTable, "coordinates", "coordinates" + kTable),
+    ROM_TABLE(NodeData, 4, NodeData, Ids, "ids", "ids" + kTable),
+    ROM_TABLE(StdElements, 7, StdElementData, ConnectivityTable, "connectivity", "connectivity" + kTable),
+    ROM_TABLE(StdElements, 2, StdElementData, Ids, "ids", "ids" + kTable),
+    ROM_TABLE(StdElements, 2, StdElementData, Types, "types", "types" + kTable),
+    ROM_TABLE(Polygons, 9, PolygonData, ConnectivityTable, "connectivity", "connectivity table" + kData),
+    ROM_TABLE(Polygons, 2, PolygonData, Ids, "ids", "table of ids" + kData),
+    ROM_TABLE(Polyhedrons, 13, PolyhedronData, ConnectivityTable, "connectivity", "connectivity table" + kData),
+    ROM_TABLE(Polyhedrons, 2, PolyhedronData, Ids, "ids", "table of ids" + kData),
+    ROM_TABLE(SupportS2, kSupportSize, SupportData, Entities, "entities", "entities" + kTable),
 };
+#undef ROM_TABLE
 
 class MeshDataTable : public ::testing::TestWithParam<TableCase> {
 protected:
