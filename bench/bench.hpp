@@ -55,6 +55,21 @@ double BestSeconds(Action&& action, int runs = 3) {
     return best;
 }
 
+// Runs a measurement and its reference in turns for a few rounds; whichever goes second
+// in a round runs faster, so the order alternates between rounds.
+template <class First, class Second>
+void TakeTurns(int rounds, First&& first, Second&& second) {
+    for (int round = 0; round < rounds; ++round) {
+        if (round % 2 == 0) {
+            first();
+            second();
+        } else {
+            second();
+            first();
+        }
+    }
+}
+
 // ---- Printing -----------------------------------------------------------------------
 
 inline void Report(const char* what, double seconds, const char* reference, double referenceSeconds) {

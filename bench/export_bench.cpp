@@ -138,36 +138,28 @@ int main(int argc, char** argv) {
     });
     std::printf("resume of the mesh and snapshot files (not part of the export): %.4f s\n", resume);
 
-    // The export and the raw write of its bytes take turns, the order alternating between
-    // rounds; each writes a new file (the previous one is removed outside the timing).
+    // The export and the raw write of its bytes take turns; each writes a new file (the
+    // previous one is removed outside the timing).
     const tervik::cli::ExportOptions options;
     std::uint64_t bytes = 0;
     double exported = std::numeric_limits<double>::max(), written = exported;
     PageMemory outgoing;
-    for (int round = 0; round < kRounds; ++round) {
-        const auto exportOnce = [&] {
-            std::filesystem::remove(vtuPath);
-            exported = std::min(exported, Time([&] {
-                                    const tervik::cli::VtuWriter writer(*mesh, options);
-                                    bytes = writer.Write(&*snapshot, vtuPath);
-                                }));
-        };
-        const auto writeOnce = [&] {
-            if (!outgoing) {
-                outgoing = PageAligned(bytes);
-                ReadRaw(vtuPath, outgoing.get(), bytes);
-            }
-            std::filesystem::remove(rawPath);
-            written = std::min(written, Time([&] { WriteRaw(rawPath, outgoing.get(), bytes); }));
-        };
-        if (round % 2 == 0) {
-            exportOnce();
-            writeOnce();
-        } else {
-            writeOnce();
-            exportOnce();
+    const auto exportOnce = [&] {
+        std::filesystem::remove(vtuPath);
+        exported = std::min(exported, Time([&] {
+                                const tervik::cli::VtuWriter writer(*mesh, options);
+                                bytes = writer.Write(&*snapshot, vtuPath);
+                            }));
+    };
+    const auto writeOnce = [&] {
+        if (!outgoing) {
+            outgoing = PageAligned(bytes);
+            ReadRaw(vtuPath, outgoing.get(), bytes);
         }
-    }
+        std::filesystem::remove(rawPath);
+        written = std::min(written, Time([&] { WriteRaw(rawPath, outgoing.get(), bytes); }));
+    };
+    TakeTurns(kRounds, exportOnce, writeOnce);
     outgoing.reset();
     std::printf("strip.vtu: %.1f MB\n", static_cast<double>(bytes) / 1e6);
     ReportTarget("export (cells, values, write), best of 5", exported, "fwrite of the bytes, best", written,

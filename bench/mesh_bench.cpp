@@ -308,23 +308,15 @@ int main(int argc, char** argv) {
     ReadRaw(meshPath, outgoing.get(), size);
     double save = std::numeric_limits<double>::max();
     double write = std::numeric_limits<double>::max();
-    for (int round = 0; round < kFileRounds; ++round) {
-        const auto saveOnce = [&] {
-            std::filesystem::remove(meshPath);
-            save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
-        };
-        const auto writeOnce = [&] {
-            std::filesystem::remove(rawPath);
-            write = std::min(write, Time([&] { WriteRaw(rawPath, outgoing.get(), size); }));
-        };
-        if (round % 2 == 0) {
-            saveOnce();
-            writeOnce();
-        } else {
-            writeOnce();
-            saveOnce();
-        }
-    }
+    const auto saveOnce = [&] {
+        std::filesystem::remove(meshPath);
+        save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
+    };
+    const auto writeOnce = [&] {
+        std::filesystem::remove(rawPath);
+        write = std::min(write, Time([&] { WriteRaw(rawPath, outgoing.get(), size); }));
+    };
+    TakeTurns(kFileRounds, saveOnce, writeOnce);
     outgoing.reset();
     if (std::filesystem::file_size(meshPath) != size) Fail("the saved mesh changed size between saves");
     std::printf("mesh_bench.%s: %.1f MB\n", RomGetMeshFileExtension(), static_cast<double>(size) / 1e6);
@@ -335,30 +327,22 @@ int main(int argc, char** argv) {
     RomObject* resumed = nullptr;
     double resume = std::numeric_limits<double>::max();
     double read = std::numeric_limits<double>::max();
-    for (int round = 0; round < kFileRounds; ++round) {
-        const auto resumeOnce = [&] {
-            if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
-            resumed = nullptr;
-            resume = std::min(resume, Time([&] {
-                                  Must(RomFactoryCreateMeshData(&resumed), "RomFactoryCreateMeshData");
-                                  Must(RomPersistableResume(resumed, meshPath.c_str()), "RomPersistableResume");
-                              }));
-        };
-        const auto readOnce = [&] {
-            PageMemory incoming;
-            read = std::min(read, Time([&] {
-                                incoming = PageAligned(size);
-                                ReadRaw(meshPath, incoming.get(), size);
-                            }));
-        };
-        if (round % 2 == 0) {
-            resumeOnce();
-            readOnce();
-        } else {
-            readOnce();
-            resumeOnce();
-        }
-    }
+    const auto resumeOnce = [&] {
+        if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+        resumed = nullptr;
+        resume = std::min(resume, Time([&] {
+                              Must(RomFactoryCreateMeshData(&resumed), "RomFactoryCreateMeshData");
+                              Must(RomPersistableResume(resumed, meshPath.c_str()), "RomPersistableResume");
+                          }));
+    };
+    const auto readOnce = [&] {
+        PageMemory incoming;
+        read = std::min(read, Time([&] {
+                            incoming = PageAligned(size);
+                            ReadRaw(meshPath, incoming.get(), size);
+                        }));
+    };
+    TakeTurns(kFileRounds, resumeOnce, readOnce);
     ReportTarget("resume (CreateMeshData + Resume), best of 3", resume, "fread of the bytes, best", read,
                  "target <= 1.5x");
 
