@@ -146,13 +146,13 @@ def _chains(hop, starts, limits):
     keep = starts < limits
     positions, bounds = starts[keep], limits[keep]
     while True:
-        following = hop[positions]
+        following = np.take(hop, positions)
         keep = following < bounds
         if not keep.any():
             return np.sort(positions)
         positions = np.concatenate((positions, following[keep]))
         bounds = np.concatenate((bounds, bounds[keep]))
-        hop = hop[hop]
+        hop = np.take(hop, hop)  # twice as far (take gathers faster than indexing)
 
 
 def _runs_end(hop, starts, counts):
@@ -162,8 +162,8 @@ def _runs_end(hop, starts, counts):
     bit = 0
     while (counts >> bit).any():
         chosen = ((counts >> bit) & 1).astype(bool)
-        positions[chosen] = hop[positions[chosen]]
-        hop = hop[hop]
+        positions[chosen] = np.take(hop, positions[chosen])
+        hop = np.take(hop, hop)
         bit += 1
     return positions
 
