@@ -209,3 +209,17 @@ def test_set_keeps_arrays_as_long_as_tables_use_them(files, tmp_path):
     mesh.resume(tmp_path / "again.rommsh")  # same configuration: read into the borrowed array
     gc.collect()
     np.testing.assert_array_equal(mesh.node_data.ids, np.arange(50, 62))
+
+
+@pytest.mark.parametrize("part, table, message", [
+    ("polygon_data", [3, 9, 10, 11, 5, 4, 5, 6, 7], "the last one ends at 10"),  # past the end
+    ("polygon_data", [3, 9, 10, 11, 3, 4, 5, 6, 7], "3 found"),
+    ("polyhedron_data", [5] + flat(PYRAMID[:4]) + [4, 7, 4, 8], "the last face ends at 23"),
+    ("polyhedron_data", [6] + flat(PYRAMID), "polyhedron 0 announces 6 faces, 5 fit"),
+    ("std_element_data", [11, 9, 17], "element 2 has the unknown type code 17"),
+])
+def test_offsets_refuse_inconsistent_tables(files, part, table, message):
+    data = getattr(tervikrom.load(files.mesh), part)
+    getattr(data, "copy_types" if part == "std_element_data" else "copy_connectivity")(np.array(table, dtype=np.int32))
+    with pytest.raises(Error, match=message):
+        data.offsets
