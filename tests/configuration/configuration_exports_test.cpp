@@ -61,6 +61,18 @@ std::vector<RomObject*> Members(RomObject* container) {
     return members;
 }
 
+// Each case builds on a fresh object of create(); checked(object) is what it checks.
+struct CheckCase { const char* name; void (*build)(RomObject*); std::string message; };
+void ExpectChecks(Owned (*create)(), RomObject* (*checked)(RomObject*), std::initializer_list<CheckCase> cases) {
+    for (const CheckCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        Owned object = create();
+        c.build(object.get());
+        EXPECT_EQ(Check(checked(object.get())), c.message);
+    }
+}
+RomObject* Itself(RomObject* object) { return object; }
+
 // ---- Builders ----------------------------------------------------------------------
 
 RomObject* MeshOf(RomObject* setup) { return Child(RomSetupCfgConfigureMeshData, setup); }
@@ -343,8 +355,7 @@ TEST(ConfigurationChecks, ElementTablesCountThenConnectivity) {
 }
 
 TEST(ConfigurationChecks, ElementDataParts) {
-    struct Case { const char* name; void (*build)(RomObject* mesh); std::string message; };
-    const Case cases[] = {
+    ExpectChecks(NewMesh, ElementsOf, {
         {"nothing", [](RomObject*) {}, kNoElementData},
         {"empty user part", [](RomObject* mesh) { UserPartOf(mesh); }, kNoUserParts},
         {"polygons only",
@@ -358,13 +369,7 @@ TEST(ConfigurationChecks, ElementDataParts) {
         {"polyhedrons before polygons", [](RomObject* mesh) { PolygonsOf(mesh), PolyhedronsOf(mesh); },
          kPolyhedronCount},
         {"every part valid", BuildFullMesh, kOk},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Owned mesh = NewMesh();
-        c.build(mesh.get());
-        EXPECT_EQ(Check(ElementsOf(mesh.get())), c.message);
-    }
+    });
 }
 
 TEST(ConfigurationChecks, SupportsAndRegions) {
@@ -426,44 +431,37 @@ TEST(ConfigurationChecks, MeshDataOrder) {
 
 TEST(ConfigurationChecks, SetupOrder) {
     const std::string unknown = "The support X is not part of the mesh but it has been added to the field F.";
-    struct Case {
-        const char* name;
-        bool withMesh;  // BuildMesh first
-        void (*build)(RomObject* setup);
-        std::string message;
+    ExpectChecks(NewSetup, Itself, {
+        {"empty", [](RomObject*) {}, kNoNodes},
+        {"mesh before fields", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1"}); }, kNoNodes},
+        {"consistent", BuildSetup, kOk},
+    });
+    const auto withMesh = [] {
+        Owned setup = NewSetup();
+        BuildMesh(MeshOf(setup.get()));
+        return setup;
     };
-    const Case cases[] = {
-        {"empty", false, [](RomObject*) {}, kNoNodes},
-        {"mesh before fields", false, [](RomObject* s) { AddField(s, "F", {"C"}, {"S1"}); }, kNoNodes},
-        {"no field", true, [](RomObject*) {}, "The ROM setup needs at least one field."},
-        {"field without id", true, [](RomObject* s) { Child(RomSetupCfgAddField, s); },
+    ExpectChecks(withMesh, Itself, {
+        {"no field", [](RomObject*) {}, "The ROM setup needs at least one field."},
+        {"field without id", [](RomObject* s) { Child(RomSetupCfgAddField, s); },
          "No ID has been assigned to a field."},
-        {"field without caption", true,
-         [](RomObject* s) { ROM_OK(RomSetSolverId(Child(RomSetupCfgAddField, s), "F")); },
+        {"field without caption", [](RomObject* s) { ROM_OK(RomSetSolverId(Child(RomSetupCfgAddField, s), "F")); },
          "No caption has been set to the field configuration F."},
-        {"no component", true, [](RomObject* s) { AddField(s, "F", {}, {"S1"}); },
+        {"no component", [](RomObject* s) { AddField(s, "F", {}, {"S1"}); },
          "At least one component has to be added to the field !"},
-        {"component checked", true,
+        {"component checked",
          [](RomObject* s) { ROM_OK(RomSetSolverId(Child(RomFieldCfgAddComponent, AddField(s, "F", {}, {})), "C")); },
          kComponentCaption},
-        {"no support", true, [](RomObject* s) { AddField(s, "F", {"C"}, {}); },
+        {"no support", [](RomObject* s) { AddField(s, "F", {"C"}, {}); },
          "At least one support has to be added to the field !"},
-        {"two supports of one region", true, [](RomObject* s) { AddField(s, "F", {"C"}, {"S3", "S2", "S1"}); },
+        {"two supports of one region", [](RomObject* s) { AddField(s, "F", {"C"}, {"S3", "S2", "S1"}); },
          kTwoSupports + "S2 and S1."},
-        {"two supports before unknown ones", true, [](RomObject* s) { AddField(s, "F", {"C"}, {"S1", "X", "S2"}); },
+        {"two supports before unknown ones", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1", "X", "S2"}); },
          kTwoSupports + "S1 and S2."},
-        {"unknown support", true, [](RomObject* s) { AddField(s, "F", {"C"}, {"S1", "X"}); }, unknown},
-        {"a field is finished before the next", true,
+        {"unknown support", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1", "X"}); }, unknown},
+        {"a field is finished before the next",
          [](RomObject* s) { AddField(s, "F", {"C"}, {"X"}), Child(RomSetupCfgAddField, s); }, unknown},
-        {"consistent", false, BuildSetup, kOk},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Owned setup = NewSetup();
-        if (c.withMesh) BuildMesh(MeshOf(setup.get()));
-        c.build(setup.get());
-        EXPECT_EQ(Check(setup.get()), c.message);
-    }
+    });
 }
 
 TEST(ConfigurationChecks, FieldSupportIdsAndComponents) {
@@ -494,8 +492,7 @@ TEST(ConfigurationChecks, FieldSupportIdsAndComponents) {
 
 TEST(ConfigurationChecks, SnapshotOrder) {
     const std::string noSupport = "A snapshot must have at least one support.";
-    struct Case { const char* name; void (*build)(RomObject* snapshot); std::string message; };
-    const Case cases[] = {
+    ExpectChecks(NewSnapshot, Itself, {
         {"empty", [](RomObject*) {}, noSupport},
         {"component only", [](RomObject* s) { SnapshotComponent(s, "C"); }, noSupport},
         {"support only", [](RomObject* s) { SnapshotSupport(s, "S", 4); },
@@ -513,13 +510,7 @@ TEST(ConfigurationChecks, SnapshotOrder) {
          },
          kOk},
         {"consistent", BuildSnapshot, kOk},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Owned snapshot = NewSnapshot();
-        c.build(snapshot.get());
-        EXPECT_EQ(Check(snapshot.get()), c.message);
-    }
+    });
 }
 
 // The other kinds are checked on their own, valid and not, by the tests above.
