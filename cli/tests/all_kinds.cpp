@@ -1,6 +1,7 @@
-// Writes the files the command's tests read: a mesh holding one standard element of each
-// of the 17 kinds, two polygons and a polyhedron, and two snapshots of it. Node ids and
-// element ids both start at 1, so the element support is ambiguous for the export.
+// Writes the files the command's tests read: a two-dimensional mesh holding one standard
+// element of each of the 17 kinds, two polygons and a polyhedron, and two snapshots of it.
+// Node ids and element ids both start at 1, so the element support is ambiguous for the
+// export.
 // Usage: all_kinds_files FOLDER
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +19,7 @@ void Must(RomExceptionHandle error, const char* what) {
 }
 
 constexpr std::uint32_t kNodes = 30;
+constexpr std::uint32_t kDimension = 2;
 constexpr std::uint32_t kKinds = 17;
 constexpr std::uint32_t kKindNodes[kKinds] = {1, 2, 3, 3, 4, 3, 6, 4, 8, 4, 10, 8, 20, 6, 15, 5, 13};
 constexpr std::int32_t kPolygons[] = {3, 1, 2, 3, 4, 4, 5, 6, 7};
@@ -58,7 +60,7 @@ void WriteSetup(const std::string& folder) {
     Must(RomSetupCfgConfigureMeshData(setup, &mesh), "mesh data");
     Must(RomMeshDataCfgConfigureNodeData(mesh, &part), "node data");
     Must(RomNodeDataCfgSetCount(part, kNodes), "node count");
-    Must(RomNodeDataCfgSetDimension(part, 3), "dimension");
+    Must(RomNodeDataCfgSetDimension(part, kDimension), "dimension");
     Must(RomMeshDataCfgConfigureElementData(mesh, &elements), "element data");
     Must(RomElementDataCfgConfigureStdElementData(elements, &part), "standard elements");
     Must(RomStdElementDataCfgSetCount(part, kKinds), "element count");
@@ -106,7 +108,7 @@ void WriteMesh(const std::string& folder) {
     for (std::uint32_t n = 0; n < kNodes; ++n) {
         Must(RomMeshAddNode(mesh, &item), "node");
         Must(RomSupportEntitySetId(item, n + 1), "node id");
-        for (std::uint32_t axis = 0; axis < 3; ++axis)
+        for (std::uint32_t axis = 0; axis < kDimension; ++axis)
             Must(RomNodeSetCoordinate(item, axis, 0.25 * n + axis + (n * (axis + 3) % 7) / 8.0), "coordinate");
     }
     RomExceptionHandle (*const adds[kKinds])(RomObject*, RomObject**) = {

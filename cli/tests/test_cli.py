@@ -169,8 +169,9 @@ EXPORTS = [
 ]
 
 
-def expected_grid(tables, indices):
-    """Points, cells (VTK type, points, faces) and ids as the mesh tables imply."""
+def expected_grid(tables, dimension, indices):
+    """Points (padded to three coordinates), cells (VTK type, points, faces) and ids as the
+    mesh tables imply."""
     node_ids = tables["nodeIds"]
     node = (lambda ref: ref) if indices else {nid: i for i, nid in enumerate(node_ids)}.__getitem__
     cells, at = [], 0
@@ -192,7 +193,8 @@ def expected_grid(tables, indices):
         points = list(dict.fromkeys(p for face in faces for p in face))
         cells.append((42, points, faces))
     element_ids = tables["elementIds"] + tables["polygonIds"] + tables["polyhedronIds"]
-    points = np.array(tables["coordinates"]).reshape(-1, 3)
+    points = np.zeros((len(node_ids), 3))
+    points[:, :dimension] = np.array(tables["coordinates"]).reshape(-1, dimension)
     return points, cells, np.array(node_ids), np.array(element_ids)
 
 
@@ -238,7 +240,8 @@ def test_vtk_reads_the_export_as_the_library_holds_it(tmp_path, case, mesh, snap
     result = run("export", *options, path(mesh), *map(path, snapshots), "-o", tmp_path / case)
     assert result.returncode == 0, result.stderr
     library = info(path(mesh), *map(path, snapshots), tables=True)
-    points, cells, node_ids, element_ids = expected_grid(library[mesh]["tables"], "--indices" in options)
+    points, cells, node_ids, element_ids = expected_grid(
+        library[mesh]["tables"], library[mesh]["nodes"]["dimension"], "--indices" in options)
     if len(snapshots) == 1:
         outputs = [(tmp_path / f"{case}.vtu", snapshots[0])]
     else:
