@@ -112,7 +112,7 @@ def main():
         print("%-58s %8.3f s  %6.2f GB/s" % ("raw read of the files' bytes, kept (reference)", raw, size / raw / 1e9))
         print("%-58s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % ("raw read into one reused buffer (information)", reread,
                                                                   size / reread / 1e9, reread / raw))
-        for name, seconds in (("tervikrom.snapshot_matrix (numpy)", direct),
+        for name, seconds in (("tervikrom.snapshot_matrix (numpy, next file read meanwhile)", direct),
                               ("tervikrom.dask.snapshot_matrix, threaded compute()", dask_path),
                               ("the same, da.store into a column-major array", dask_store)):
             print("%-58s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,

@@ -2,6 +2,7 @@
 the snapshot matrix of a series of snapshot files."""
 import ctypes
 import os
+from concurrent.futures import ThreadPoolExecutor
 from ctypes import c_double, c_size_t, c_uint32, c_void_p
 
 import numpy as np
@@ -203,7 +204,8 @@ class ColumnReader:
         self.component, self.support = component, support
         self.snapshot = Snapshot()
 
-    def _pair(self, path):
+    def pair(self, path):
+        """(ids, values): views of the file's pair, valid until this reader reads again."""
         try:
             self.snapshot.resume(path)
             data = self.snapshot.component_data(self.component, self.support)
@@ -213,7 +215,7 @@ class ColumnReader:
 
     def first(self, path):
         """(ids ascending, values in that order) of a first file."""
-        ids, values = self._pair(path)
+        ids, values = self.pair(path)
         if len(ids) > 1 and not (ids[1:] > ids[:-1]).all():
             order = np.argsort(ids, kind="stable")
             ids, values = ids[order], values[order]
@@ -222,9 +224,9 @@ class ColumnReader:
                             % (path, self.component, self.support))
         return ids.copy(), values.copy()
 
-    def read_into(self, path, ids, out):
-        """Writes the file's values into `out` in the order of `ids`, which the file must hold."""
-        found, values = self._pair(path)
+    def place(self, path, found, values, ids, out):
+        """Writes `values` (read from `path` for the entities `found`) into `out` in the
+        order of `ids`, which the file must hold."""
         same = len(found) == len(ids)
         if same and _equal(found, ids):
             out[:] = values
@@ -233,22 +235,35 @@ class ColumnReader:
             order = np.argsort(found, kind="stable")
             same = np.array_equal(found[order], ids)
         if not same:
-            del found, values
             raise Error("%s: the component %s on the support %s has other entity ids than the "
                         "first file" % (path, self.component, self.support))
         out[:] = values[order]
 
+    def read_into(self, path, ids, out):
+        """Writes the file's values into `out` in the order of `ids`, which the file must hold."""
+        self.place(path, *self.pair(path), ids, out)
+
 
 def snapshot_matrix(files, component, support):
     """(ids, matrix): the entity ids in ascending order and the (entities x files) float64
-    matrix of the pair's values, one column per file. Files with another id set are refused."""
+    matrix of the pair's values, one column per file. Files with another id set are refused.
+    While one file's values are copied into the matrix, a helper thread reads the next one
+    (the library and the copy both run without the interpreter lock)."""
     files = [os.fspath(path) for path in files]
     if not files:
         raise Error("snapshot_matrix needs at least one file")
-    reader = ColumnReader(component, support)
-    ids, first = reader.first(files[0])
+    readers = (ColumnReader(component, support), ColumnReader(component, support))
+    ids, first = readers[0].first(files[0])
     matrix = np.empty((len(ids), len(files)), order="F")
     matrix[:, 0] = first
-    for column, path in enumerate(files[1:], 1):
-        reader.read_into(path, ids, matrix[:, column])
+    with ThreadPoolExecutor(max_workers=1) as helper:
+        following = helper.submit(readers[1].pair, files[1]) if len(files) > 1 else None
+        for column in range(1, len(files)):
+            found, values = following.result()
+            if column + 1 < len(files):  # the other reader, whose views are gone
+                following = helper.submit(readers[(column + 1) % 2].pair, files[column + 1])
+            try:
+                readers[column % 2].place(files[column], found, values, ids, matrix[:, column])
+            finally:
+                del found, values
     return ids, matrix
