@@ -4,6 +4,7 @@
 #ifndef TERVIK_ROM_CLI_CLI_HPP
 #define TERVIK_ROM_CLI_CLI_HPP
 
+#include <algorithm>
 #include <cstdint>
 #include <future>
 #include <iosfwd>
@@ -169,6 +170,20 @@ public:
     // The offset index = reference - offset, when there is one for every reference.
     std::optional<std::int64_t> Offset() const {
         return offset_ == kNone ? std::nullopt : std::optional<std::int64_t>(offset_);
+    }
+    // Whether every reference names an entry.
+    bool HoldsAll(const Table<std::int32_t>& references) const {
+        if (offset_ != kNone) {  // the smallest and the largest reference decide
+            std::int32_t low = INT32_MAX, high = INT32_MIN;
+            for (std::uint32_t i = 0; i < references.count; ++i) {
+                low = std::min(low, references[i]);
+                high = std::max(high, references[i]);
+            }
+            return references.count == 0 || (Find(low) >= 0 && Find(high) >= 0);
+        }
+        for (std::uint32_t i = 0; i < references.count; ++i)
+            if (Find(references[i]) < 0) return false;
+        return true;
     }
     // Whether the references give the indices 0, 1, ... Size() - 1 in this order.
     bool InOrder(const Table<std::uint32_t>& references) const {

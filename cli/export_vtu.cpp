@@ -221,12 +221,7 @@ const EntityIndex& VtuWriter::Cells() const {
 Location VtuWriter::Locate(const MeshSupport& support) const {
     const auto chosen = options_.locations.find(support.solverId);
     if (chosen != options_.locations.end()) return chosen->second;
-    const EntityIndex &points = Nodes(), &cells = Cells();
-    bool nodes = true, elements = true;
-    for (std::uint32_t i = 0; i < support.entities.count && (nodes || elements); ++i) {
-        nodes = nodes && points.Find(support.entities[i]) >= 0;
-        elements = elements && cells.Find(support.entities[i]) >= 0;
-    }
+    const bool nodes = Nodes().HoldsAll(support.entities), elements = Cells().HoldsAll(support.entities);
     if (nodes != elements) return nodes ? Location::Points : Location::Cells;
     const std::string option = "--location " + support.solverId + "=points or --location " + support.solverId + "=cells";
     if (nodes)
