@@ -109,13 +109,13 @@ def main():
             lambda: tervikrom.snapshot_matrix(files, "T", "nodes"),
             lambda: tervikrom.dask.snapshot_matrix(files, "T", "nodes")[1].compute(scheduler="threads"),
             lambda: store(files)])
-        print("%-58s %8.3f s  %6.2f GB/s" % ("raw read of the files' bytes, kept (reference)", raw, size / raw / 1e9))
-        print("%-58s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % ("raw read into one reused buffer (information)", reread,
+        print("%-62s %8.3f s  %6.2f GB/s" % ("raw read of the files' bytes, kept (reference)", raw, size / raw / 1e9))
+        print("%-62s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % ("raw read into one reused buffer (information)", reread,
                                                                   size / reread / 1e9, reread / raw))
         for name, seconds in (("tervikrom.snapshot_matrix (numpy, next file read meanwhile)", direct),
                               ("tervikrom.dask.snapshot_matrix, threaded compute()", dask_path),
                               ("the same, da.store into a column-major array", dask_store)):
-            print("%-58s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
+            print("%-62s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
                                                                       seconds / raw))
     finally:
         shutil.rmtree(folder)
