@@ -24,6 +24,8 @@ struct VtuWriter::Array {
 
 namespace {
 
+constexpr std::uint64_t kPage = 4096;
+
 template <class T>
 std::uint64_t Bytes(const std::vector<T>& values) {
     return values.size() * sizeof(T);
@@ -289,12 +291,19 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
         << "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" header_type=\"UInt64\">\n"
         << "  <UnstructuredGrid>\n"
         << "    <Piece NumberOfPoints=\"" << nodeCount << "\" NumberOfCells=\"" << cellCount << "\">\n";
+    // Each array's bytes land in the file at the same place within a page as they lie in
+    // memory (the header fills whole pages, the gaps between arrays are zeros): the
+    // kernel's copy into the page cache then runs as fast as for page-aligned data.
     const char* const sections[] = {"PointData", "CellData", "Points", "Cells"};
+    std::vector<std::uint64_t> gaps;
     std::uint64_t offset = 0;
     for (int section = Array::PointData; section <= Array::Cells; ++section) {
         xml << "      <" << sections[section] << ">\n";
         for (const Array& array : arrays) {
             if (array.section != section) continue;
+            const auto address = reinterpret_cast<std::uintptr_t>(array.data);
+            gaps.push_back((address - (offset + sizeof(std::uint64_t))) % kPage);
+            offset += gaps.back();
             xml << "        <DataArray type=\"" << array.type << "\" Name=\"" << Escaped(array.name) << "\"";
             if (array.components != 1) xml << " NumberOfComponents=\"" << array.components << "\"";
             xml << " format=\"appended\" offset=\"" << offset << "\"/>\n";
@@ -302,12 +311,18 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
         }
         xml << "      </" << sections[section] << ">\n";
     }
-    xml << "    </Piece>\n  </UnstructuredGrid>\n  <AppendedData encoding=\"raw\">\n   _";
+    xml << "    </Piece>\n  </UnstructuredGrid>\n  <AppendedData encoding=\"raw\">\n";
+    std::string header = xml.str();
+    header.resize((header.size() / kPage + 1) * kPage - 1, ' ');
+    header += '_';
 
+    static const char zeros[kPage] = {};
     OutputFile file(path);
-    file.Write(xml.str());
-    for (const Array& array : arrays) {
+    file.Write(header);
+    for (std::size_t i = 0; i < arrays.size(); ++i) {
+        const Array& array = arrays[i];
         if (array.section == Array::Cells) standard_.get();  // rethrows what resolving threw
+        file.Write(zeros, gaps[i]);
         file.Write(&array.bytes, sizeof array.bytes);
         file.Write(array.data, array.bytes);
     }
