@@ -68,6 +68,9 @@ BY_VALUE = {
     "int32_t**": ("type(c_ptr), intent(out)", "c_ptr"),
     "uint32_t**": ("type(c_ptr), intent(out)", "c_ptr"),
     "const char*": ("character(kind=c_char), dimension(*), intent(in)", "c_char"),
+    # Arrays the call only reads, whatever their name.
+    "const uint32_t*": ("integer(c_int32_t), dimension(*), intent(in)", "c_int32_t"),
+    "const double*": ("real(c_double), dimension(*), intent(in)", "c_double"),
     "uint32_t": ("integer(c_int32_t), value", "c_int32_t"),
     "int32_t": ("integer(c_int32_t), value", "c_int32_t"),
     "double": ("real(c_double), value", "c_double"),

@@ -3,7 +3,7 @@ the snapshot matrix of a series of snapshot files."""
 import ctypes
 import os
 from concurrent.futures import ThreadPoolExecutor
-from ctypes import c_double, c_size_t, c_uint32, c_void_p
+from ctypes import POINTER, c_double, c_size_t, c_uint32, c_void_p
 
 import numpy as np
 
@@ -58,15 +58,13 @@ class ComponentData(Object):
                             "replaced, for the ids it holds" % (self.component_id, self.support_id))
             self.values[:] = values
             return
-        if len(ids) != expected - assigned:
-            raise Error("The component %s on the support %s expects %d more values, not %d"
-                        % (self.component_id, self.support_id, expected - assigned, len(ids)))
         if ids.size and (ids.min() < 0 or ids.max() > 0xFFFFFFFF):
             raise Error("entity ids are unsigned 32-bit values")
-        # The library adds one pair per call: there is no export taking arrays.
-        add, handle = lib.RomSnapshotComponentDataAddValue, self._h
-        for id, value in zip(ids.tolist(), values.tolist()):
-            add(handle, id, value)
+        # One call for the whole arrays; the library copies them (all or none).
+        ids = np.ascontiguousarray(ids, dtype=np.uint32)
+        values = np.ascontiguousarray(values)
+        lib.RomSnapshotComponentDataAddValues(
+            self._h, ids.ctypes.data_as(POINTER(c_uint32)), values.ctypes.data_as(POINTER(c_double)), len(ids))
 
 
 class Snapshot(Configurable):

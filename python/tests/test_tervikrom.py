@@ -113,8 +113,8 @@ def test_set_refuses_before_the_library_sees_it(files, array, message):
     (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("p", "solid-nodes"),
      "Tried to retrieve the snapshot data for the component p on the support solid-nodesbut this "
      "component/support pair is unknown according to this configuration."),
-    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill([1, 2, 3, 4], [0] * 4),
-     "The component ux on the support solid-nodes expects 12 more values, not 4"),
+    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill(range(20, 33), [0] * 13),
+     "Impossible to add the value for the entity 32. The component ux on the support solid-nodes is already full."),
     (lambda f: tervikrom.Snapshot(f.snapshot_cfg).save(f.folder / "unfilled.romsnp"),
      "The following snapshot component data are not filled:\n"),
     (lambda f: tervikrom.load(f.folder / "missing.romcch"), None),

@@ -2,6 +2,7 @@
 #include <tervik/rom/snapshot.hpp>
 
 #include "api/frame.hpp"
+#include "snapshot/snapshot.hpp"
 
 using namespace Tervik::Rom::Snapshot;
 using Tervik::Rom::Api::Frame::As;
@@ -27,6 +28,7 @@ RomExceptionHandle RomSnapshotGetConfiguration(RomObject* snapshot, RomObject** 
 RomExceptionHandle RomSnapshotGetComponentData(RomObject* snapshot, const char* componentId, const char* supportId, RomObject** data) { return Run(data, ROM_CALL(As<ISnapshot>(snapshot).GetComponentData(Str(componentId), Str(supportId)))); }
 
 RomExceptionHandle RomSnapshotComponentDataAddValue(RomObject* data, uint32_t id, double value) { return Run(ROM_CALL(As<ISnapshotComponentData>(data).AddValue(id, value))); }
+RomExceptionHandle RomSnapshotComponentDataAddValues(RomObject* data, const uint32_t* ids, const double* values, uint32_t count) { return Run(ROM_CALL(Tervik::Rom::Snapshot::AddValues(As<ISnapshotComponentData>(data), ids, values, count))); }
 RomExceptionHandle RomSnapshotComponentDataGetValue(RomObject* data, uint32_t index, uint32_t* id, double* value) { return Run(ROM_CALL(Tervik::Rom::Api::Frame::Both(id, value, [&](uint32_t& i, double& v) { As<ISnapshotComponentData>(data).GetValue(index, i, v); }))); }
 RomExceptionHandle RomSnapshotComponentDataGetAssignedEntityValueCount(RomObject* data, uint32_t* count) { return Run(count, ROM_CALL(As<ISnapshotComponentData>(data).GetAssignedEntityValueCount())); }
 RomExceptionHandle RomSnapshotComponentDataGetExpectedEntityValueCount(RomObject* data, uint32_t* count) { return Run(count, ROM_CALL(As<ISnapshotComponentData>(data).GetExpectedEntityValueCount())); }

@@ -1,5 +1,6 @@
 #include "snapshot/snapshot.hpp"
 
+#include <cstring>
 #include <utility>
 
 #include "common/file_extensions.hpp"
@@ -30,6 +31,27 @@ void CSnapshotComponentData::GetValue(std::uint32_t index, std::uint32_t& id, do
 void CSnapshotComponentData::ThrowFull(std::uint32_t id) const {
     throw RomException("Impossible to add the value for the entity " + std::to_string(id) + ". The component " +
                        componentId_ + " on the support " + supportId_ + " is already full.");
+}
+
+void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* values, std::uint32_t count) {
+    if (count == 0) return;
+    if (ids == nullptr || values == nullptr) throw RomException("Impossible to add values from a null array.");
+    if (count > expected_ - assigned_) ThrowFull(ids[expected_ - assigned_]);
+    bool ascending = ascending_;
+    std::uint32_t previous = assigned_ != 0 ? ids_[assigned_ - 1] : 0;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        ascending &= ids[i] >= previous;
+        previous = ids[i];
+    }
+    std::memcpy(ids_.get() + assigned_, ids, sizeof(std::uint32_t) * count);
+    std::memcpy(values_.get() + assigned_, values, sizeof(double) * count);
+    assigned_ += count;
+    ascending_ = ascending;
+}
+
+void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const double* values, std::uint32_t count) {
+    if (auto* own = dynamic_cast<CSnapshotComponentData*>(&data)) return own->AddValues(ids, values, count);
+    for (std::uint32_t i = 0; i < count; ++i) data.AddValue(ids[i], values[i]);
 }
 
 void CSnapshotComponentData::Restore(std::string componentId, std::string supportId, std::uint32_t count) {

@@ -41,6 +41,9 @@ public:
         ++assigned_;
     }
 
+    // count pairs as count AddValue calls would add them, but all or none.
+    void AddValues(const std::uint32_t* ids, const double* values, std::uint32_t count);
+
     const char* GetSerializationUuid() const override { return kSnapshotComponentDataUuid; }
     bool KeepsInsertionOrder() const { return keepInsertionOrder_; }
     const std::uint32_t* Ids() const { return ids_.get(); }
@@ -102,6 +105,9 @@ private:
     mutable Common::CFlatIndex index_;
     mutable bool indexed_ = false;
 };
+
+// Adds arrays of pairs to any component data: at once to the library's own.
+void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const double* values, std::uint32_t count);
 
 const Common::ISerializationFactory* const* SnapshotSerializationFactories();
 inline constexpr std::size_t kSnapshotFactoryCount = 2;

@@ -292,6 +292,28 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
     }
 }
 
+TEST_F(SnapshotFiles, ArraysAddedAllOrNone) {
+    Owned cfg = Configuration({{"S1", 4}}, {"C1"}, {{"S1", "C1"}});
+    Owned snapshot = SnapshotOf(cfg.get());
+    RomObject* data = Data(snapshot.get(), "C1", "S1");
+    const std::uint32_t ids[] = {5, 6, 7, 9, 2};
+    const double values[] = {0.5, 0.6, 0.7, 0.9, 0.2};
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids, values, 3));
+    // Two more do not fit: the text names the first that does not, and none is added.
+    EXPECT_EQ(TextOf(RomSnapshotComponentDataAddValues(data, ids + 3, values + 3, 2)),
+              "Impossible to add the value for the entity 2. The component C1 on the support S1 is already full.");
+    EXPECT_EQ(TextOf(RomSnapshotComponentDataAddValues(data, nullptr, values, 1)),
+              "Impossible to add values from a null array.");
+    EXPECT_EQ(Read(RomSnapshotComponentDataGetAssignedEntityValueCount, data), 3u);
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids + 4, values + 4, 1));
+    EXPECT_EQ(Values(data), (Pairs{{5, 0.5}, {6, 0.6}, {7, 0.7}, {2, 0.2}}));
+
+    // The last id breaks the ascending order, so the file holds them sorted.
+    const std::string path = Path("arrays.romsnp");
+    ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
+    EXPECT_EQ(Parse(ReadBytes(path)).records[0].pairs, (Pairs{{2, 0.2}, {5, 0.5}, {6, 0.6}, {7, 0.7}}));
+}
+
 TEST_F(SnapshotFiles, ComponentsOfOneSupportSortedInTheirOwnOrders) {
     // A and C share an order; B, between them, has the same ids in another order; T has the
     // same count and ids as S on another support.

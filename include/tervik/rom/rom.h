@@ -324,6 +324,11 @@ TERVIK_ROM_API RomExceptionHandle RomSnapshotGetConfiguration(RomObject* snapsho
 TERVIK_ROM_API RomExceptionHandle RomSnapshotGetComponentData(RomObject* snapshot, const char* componentId,
                                                               const char* supportId, RomObject** data);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataAddValue(RomObject* data, uint32_t id, double value);
+/* Adds count pairs at once, as count calls of RomSnapshotComponentDataAddValue would, but all
+   or none: when they do not all fit, nothing is added and the text names the first id that
+   does not fit. For callers holding whole arrays (numpy, Fortran): one call, no copy kept. */
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataAddValues(RomObject* data, const uint32_t* ids,
+                                                                    const double* values, uint32_t count);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetValue(RomObject* data, uint32_t index, uint32_t* id,
                                                                    double* value);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetAssignedEntityValueCount(RomObject* data,
