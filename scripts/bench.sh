@@ -6,9 +6,12 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 export CMAKE_BUILD_TYPE=Release
 export TERVIKROM_BUILD_DIR="${TERVIKROM_BUILD_DIR:-$root/build-release}"
 "$root/scripts/configure.sh"
-cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench configuration_bench mesh_bench snapshot_bench
+cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench configuration_bench mesh_bench snapshot_bench export_bench
 "$TERVIKROM_BUILD_DIR/bench/stream_bench" "${1:-${TMPDIR:-/tmp}}"
 "$TERVIKROM_BUILD_DIR/bench/container_bench"
 "$TERVIKROM_BUILD_DIR/bench/configuration_bench" "${1:-${TMPDIR:-/tmp}}"
 "$TERVIKROM_BUILD_DIR/bench/mesh_bench" "${1:-${TMPDIR:-/tmp}}"
 "$TERVIKROM_BUILD_DIR/bench/snapshot_bench" "${1:-${TMPDIR:-/tmp}}"
+"$TERVIKROM_BUILD_DIR/bench/export_bench" "${1:-${TMPDIR:-/tmp}}"
+PYTHONPATH="$root/python" TERVIKROM_LIBRARY="$TERVIKROM_BUILD_DIR/libtervikrom.so" \
+  /usr/bin/python3 "$root/bench/snapshot_matrix_bench.py" "${1:-${TMPDIR:-/tmp}}"
