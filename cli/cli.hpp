@@ -27,6 +27,10 @@ namespace tervik::cli {
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+// A mesh that cannot be exported, found out wherever the export stands.
+struct MeshFailure : Failure {
+    using Failure::Failure;
+};
 
 // Throws a Failure carrying the library's text (released here) after `what`.
 void Check(RomExceptionHandle error, const char* what);

@@ -33,7 +33,7 @@ std::uint64_t Bytes(const std::vector<T>& values) {
 
 std::int32_t Narrow(std::uint64_t value, const char* what) {
     if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
-        throw Failure(std::string("the mesh has more ") + what + " than a 32-bit index holds");
+        throw MeshFailure(std::string("the mesh has more ") + what + " than a 32-bit index holds");
     return static_cast<std::int32_t>(value);
 }
 
@@ -104,7 +104,7 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
     for (std::uint32_t e = 0; e < mesh.types.count; ++e) {
         const ElementKind* kind = FindKind(mesh.types[e]);
         if (kind == nullptr || used + static_cast<std::uint64_t>(kind->nodes) > mesh.connectivity.count)
-            throw Failure("standard element " + std::to_string(e) + " has " +
+            throw MeshFailure("standard element " + std::to_string(e) + " has " +
                           (kind == nullptr ? "the unknown type code " + std::to_string(mesh.types[e])
                                            : "nodes past the end of the connectivity table") +
                           "; tervikrom validate tells more");
@@ -116,7 +116,7 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
     // Polygons: their node lists. Polyhedrons: the face stream as stored (references
     // resolved), and each node once in the connectivity.
     const auto failed = [](const std::string& broken) {
-        if (!broken.empty()) throw Failure(broken + "; tervikrom validate tells more");
+        if (!broken.empty()) throw MeshFailure(broken + "; tervikrom validate tells more");
     };
     std::vector<std::int32_t> user, userOffsets;
     const Table<std::int32_t>& polygons = mesh.polygonConnectivity;
@@ -169,7 +169,7 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
 std::int32_t VtuWriter::Resolve(std::int32_t reference, const char* element, std::uint64_t index) const {
     const std::int64_t node = references_.Find(reference);
     if (node < 0)
-        throw Failure(std::string(element) + " " + std::to_string(index) + " names node " + std::to_string(reference) +
+        throw MeshFailure(std::string(element) + " " + std::to_string(index) + " names node " + std::to_string(reference) +
                       ", which the mesh does not hold" +
                       (options_.indices ? "" : " (give --indices if references are node indices)"));
     return static_cast<std::int32_t>(node);
@@ -378,6 +378,9 @@ int Export(const ExportOptions& options, std::ostream& out, std::ostream& err) {
         pvd.Commit();
         out << current << ": " << options.snapshots.size() << " time steps\n";
         return 0;
+    } catch (const MeshFailure& error) {
+        err << "tervikrom: " << options.mesh << ": " << error.what() << "\n";
+        return 1;
     } catch (const std::exception& error) {
         err << "tervikrom: " << current << ": " << error.what() << "\n";
         return 1;

@@ -148,10 +148,18 @@ def test_help_and_version(args, text):
     assert result.returncode == 0 and text in result.stdout
 
 
-def test_export_refuses_an_ambiguous_support_naming_the_option(tmp_path):
-    result = run("export", path("kinds.rommsh"), path("kinds-a.romsnp"), "-o", tmp_path / "out")
-    assert result.returncode == 1
-    assert "give --location cells=points or --location cells=cells" in result.stderr
+@pytest.mark.parametrize("files, options, blamed, message", [
+    (["kinds.rommsh", "kinds-a.romsnp"], [], "kinds-a.romsnp",
+     "every entity of the support cells names a node and an element alike; "
+     "give --location cells=points or --location cells=cells"),
+    (["kinds.rommsh", "kinds-a.romsnp"], ["--indices", "--location", "cells=cells"], "kinds.rommsh",
+     "standard element 8 names node 30, which the mesh does not hold"),
+    (["mesh.rommsh"], [], "mesh.rommsh",
+     "polygon 0 names node 4, which the mesh does not hold (give --indices if references are node indices)"),
+])
+def test_export_failures_name_the_file_and_leave_no_output(tmp_path, files, options, blamed, message):
+    result = run("export", *options, *map(path, files), "-o", tmp_path / "out")
+    assert (result.returncode, result.stderr) == (1, f"tervikrom: {path(blamed)}: {message}\n")
     assert not list(tmp_path.iterdir())
 
 
