@@ -49,16 +49,17 @@ static const char* path(const char* name, const char* extension) {
 enum { NODES = 1, CELLS = 2, FACES = 3 };
 
 /* The mesh: a unit cube (nodes 0-7), the apex of a pyramid on its top face (8) and a
- * triangle beside it (9-11). */
+ * triangle beside it (9-11). Node i has the id 100 + i; connectivity names nodes by id. */
 static const double coordinates[12][3] = {
     {0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1},   {1, 0, 1},
     {1, 1, 1}, {0, 1, 1}, {0.5, 0.5, 2}, {2, 0, 0}, {3, 0, 0}, {2, 1, 0}};
-static const uint32_t hex[8] = {0, 1, 2, 3, 4, 5, 6, 7};
-static const uint32_t tet[4] = {4, 5, 6, 8};
-static const uint32_t tri[3] = {9, 10, 11};
-static const uint32_t quad[4] = {4, 5, 6, 7};
+static const uint32_t hex[8] = {100, 101, 102, 103, 104, 105, 106, 107};
+static const uint32_t tet[4] = {104, 105, 106, 108};
+static const uint32_t tri[3] = {109, 110, 111};
+static const uint32_t quad[4] = {104, 105, 106, 107};
 /* The pyramid over the top face, as a polyhedron of five faces. */
-static const uint32_t pyramidFaces[5][4] = {{4, 5, 6, 7}, {4, 5, 8}, {5, 6, 8}, {6, 7, 8}, {7, 4, 8}};
+static const uint32_t pyramidFaces[5][4] = {
+    {104, 105, 106, 107}, {104, 105, 108}, {105, 106, 108}, {106, 107, 108}, {107, 104, 108}};
 static const uint32_t pyramidFaceSizes[5] = {4, 3, 3, 3, 3};
 
 static RomObject* addSupport(RomObject* region, const char* solverId, uint32_t count, int32_t type) {

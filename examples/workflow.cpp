@@ -63,14 +63,16 @@ std::string PathOf(const std::string& name, const std::string& extension) {
 enum : std::int32_t { kNodes = 1, kCells = 2, kFaces = 3 };
 
 // A unit cube (nodes 0-7), the apex of a pyramid on its top face (8), a triangle beside it (9-11).
+// Node i has the id 100 + i; connectivity names nodes by id.
 const double kCoordinates[12][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0},   {0, 1, 0}, {0, 0, 1}, {1, 0, 1},
                                     {1, 1, 1}, {0, 1, 1}, {0.5, 0.5, 2}, {2, 0, 0}, {3, 0, 0}, {2, 1, 0}};
-const std::uint32_t kHex[8] = {0, 1, 2, 3, 4, 5, 6, 7};
-const std::uint32_t kTet[4] = {4, 5, 6, 8};
-const std::uint32_t kTri[3] = {9, 10, 11};
-const std::uint32_t kQuad[4] = {4, 5, 6, 7};
+const std::uint32_t kHex[8] = {100, 101, 102, 103, 104, 105, 106, 107};
+const std::uint32_t kTet[4] = {104, 105, 106, 108};
+const std::uint32_t kTri[3] = {109, 110, 111};
+const std::uint32_t kQuad[4] = {104, 105, 106, 107};
 // The pyramid over the top face, as a polyhedron of five faces.
-const std::uint32_t kPyramidFaces[5][4] = {{4, 5, 6, 7}, {4, 5, 8}, {5, 6, 8}, {6, 7, 8}, {7, 4, 8}};
+const std::uint32_t kPyramidFaces[5][4] = {
+    {104, 105, 106, 107}, {104, 105, 108}, {105, 106, 108}, {106, 107, 108}, {107, 104, 108}};
 const std::uint32_t kPyramidFaceSizes[5] = {4, 3, 3, 3, 3};
 
 void AddSupport(IRegionCfg& region, const char* solverId, std::uint32_t count, std::int32_t type) {
@@ -235,7 +237,7 @@ void ResumeAll(Rom::Api::IFactory& factory, const Rom::Project::IProject& saved)
     const std::int32_t* types = standard.GetTypes();
     const std::int32_t* connectivity = standard.GetConnectivityTable();
     Require(types[0] == 11 && types[1] == 9 && types[2] == 5, "element types Hex8, Tet4, Tri3");
-    Require(connectivity[7] == 7 && connectivity[11] == 8 && connectivity[14] == 11, "standard connectivity");
+    Require(connectivity[7] == 107 && connectivity[11] == 108 && connectivity[14] == 111, "standard connectivity");
     const std::int32_t* polyhedron =
         meshData->GetMutableElementData().GetMutableUserElementData().GetMutablePolyhedronData().GetConnectivityTable();
     Require(polyhedron[0] == 5 && polyhedron[1] == 4 && polyhedron[6] == 3, "polyhedron connectivity");

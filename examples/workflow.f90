@@ -23,20 +23,21 @@ program workflow
   integer(ik), parameter :: NODES = 1, CELLS = 2, FACES = 3
 
   ! The mesh: a unit cube (nodes 0-7), the apex of a pyramid on its top face (8) and a
-  ! triangle beside it (9-11). Column i + 1 holds node i; node numbers start at 0.
+  ! triangle beside it (9-11). Column i + 1 holds node i; node numbers start at 0. Node i has
+  ! the id 100 + i; connectivity names nodes by id.
   real(dp), parameter :: coordinates(3, 12) = reshape([ &
       0.0_dp, 0.0_dp, 0.0_dp,   1.0_dp, 0.0_dp, 0.0_dp,   1.0_dp, 1.0_dp, 0.0_dp, &
       0.0_dp, 1.0_dp, 0.0_dp,   0.0_dp, 0.0_dp, 1.0_dp,   1.0_dp, 0.0_dp, 1.0_dp, &
       1.0_dp, 1.0_dp, 1.0_dp,   0.0_dp, 1.0_dp, 1.0_dp,   0.5_dp, 0.5_dp, 2.0_dp, &
       2.0_dp, 0.0_dp, 0.0_dp,   3.0_dp, 0.0_dp, 0.0_dp,   2.0_dp, 1.0_dp, 0.0_dp], [3, 12])
-  integer(ik), parameter :: hex(8) = [0, 1, 2, 3, 4, 5, 6, 7]
-  integer(ik), parameter :: tet(4) = [4, 5, 6, 8]
-  integer(ik), parameter :: tri(3) = [9, 10, 11]
-  integer(ik), parameter :: quad(4) = [4, 5, 6, 7]
+  integer(ik), parameter :: hex(8) = [100, 101, 102, 103, 104, 105, 106, 107]
+  integer(ik), parameter :: tet(4) = [104, 105, 106, 108]
+  integer(ik), parameter :: tri(3) = [109, 110, 111]
+  integer(ik), parameter :: quad(4) = [104, 105, 106, 107]
   ! The pyramid over the top face, as a polyhedron of five faces (column f + 1 is face f).
   integer(ik), parameter :: pyramidFaceSizes(5) = [4, 3, 3, 3, 3]
   integer(ik), parameter :: pyramidFaces(4, 5) = reshape( &
-      [4, 5, 6, 7,   4, 5, 8, 0,   5, 6, 8, 0,   6, 7, 8, 0,   7, 4, 8, 0], [4, 5])
+      [104, 105, 106, 107,   104, 105, 108, 0,   105, 106, 108, 0,   106, 107, 108, 0,   107, 104, 108, 0], [4, 5])
 
   ! The solver's own node ids, lent to the library in step 5: a target that outlives
   ! the table it becomes.

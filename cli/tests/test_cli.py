@@ -83,7 +83,7 @@ def test_info_text_lists_readable_files_and_fails_on_the_others():
 
 
 @pytest.mark.parametrize("args", [
-    ["--indices", *map(path, KINDS)],
+    list(map(path, KINDS)),
     ["--mesh", path("mesh.rommsh"), path("run-1.romsnp")],
     ["--mesh", path("kinds.rommsh"), *map(path, ["kinds.rommsh", "kinds-a.romsnp", "kinds-b.romsnp"])],
 ])
@@ -99,14 +99,15 @@ def ints(format, *values):
 # (file, bytes replaced, replacement, options, finding); None cuts the file short, b""
 # keeps it as it is.
 CORRUPTIONS = [
-    ("mesh.rommsh", None, None, ["--indices"], "System error while trying to read from a file."),
-    ("mesh.rommsh", ints("i", 0, 1, 2), ints("i", 99, 1, 2), ["--indices"],
-     "standard elements: 1 references to no node; first: element 0 (id 1, Hex8) entry 0 names node 99"),
-    ("mesh.rommsh", ints("I", 11, 9, 5), ints("I", 11, 42, 5), ["--indices"],
+    ("mesh.rommsh", None, None, [], "System error while trying to read from a file."),
+    ("mesh.rommsh", ints("i", 107, 104, 105, 106, 108), ints("i", 99, 104, 105, 106, 108), [],
+     "standard elements: 1 references to no node; first: element 0 (id 1, Hex8) entry 7 names node 99"),
+    ("mesh.rommsh", ints("I", 11, 9, 5), ints("I", 11, 42, 5), [],
      "standard elements: 1 elements of unknown type codes (0 to 16 are known); first: element 1 (id 2) has code 42"),
-    ("mesh.rommsh", ints("i", 4, 4, 5, 6, 7), ints("i", 5, 4, 5, 6, 7), ["--indices"],
+    ("mesh.rommsh", ints("i", 4, 104, 105, 106, 107), ints("i", 5, 104, 105, 106, 107), [],
      "polygons: polygon 0 (entries 0 on) runs past the end of the table of 5"),
-    ("mesh.rommsh", b"", b"", [], "polygons: 4 references to no node; first: polygon 0 (id 4) entry 1 names node 4"),
+    ("mesh.rommsh", b"", b"", ["--indices"],
+     "polygons: 4 references to no node; first: polygon 0 (id 4) entry 1 names node 104"),
     ("run-1.romsnp", ints("I", 100, 101), ints("I", 100, 100), [], "ids given more than once; first: id 100"),
     ("run-1.romsnp", ints("I", 110, 111), ints("I", 110, 999), ["--mesh", path("mesh.rommsh")],
      "component ux on support solid-nodes: 1 ids that are not entities of the mesh's support solid-nodes; "
@@ -154,8 +155,7 @@ def test_help_and_version(args, text):
      "give --location cells=points or --location cells=cells"),
     (["kinds.rommsh", "kinds-a.romsnp"], ["--indices", "--location", "cells=cells"], "kinds.rommsh",
      "standard element 8 names node 30, which the mesh does not hold"),
-    (["mesh.rommsh"], [], "mesh.rommsh",
-     "polygon 0 names node 4, which the mesh does not hold (give --indices if references are node indices)"),
+    (["mesh.rommsh"], ["--indices"], "mesh.rommsh", "polygon 0 names node 104, which the mesh does not hold"),
 ])
 def test_export_failures_name_the_file_and_leave_no_output(tmp_path, files, options, blamed, message):
     result = run("export", *options, *map(path, files), "-o", tmp_path / "out")
@@ -170,7 +170,7 @@ CELLS = [(1, 1, 1), (2, 3, 2), (3, 21, 3), (3, 3, 2), (4, 21, 3), (3, 5, 3), (6,
          (4, 10, 4), (10, 24, 10), (8, 12, 8), (20, 25, 20), (6, 13, 6), (15, 26, 15), (5, 14, 5), (13, 27, 13)]
 
 EXPORTS = [
-    ("workflow", "mesh.rommsh", ["run-1.romsnp"], ["--indices"],
+    ("workflow", "mesh.rommsh", ["run-1.romsnp"], [],
      {"solid-nodes": "points", "solid-cells": "cells", "skin-faces": "cells"}),
     ("kinds", "kinds.rommsh", ["kinds-a.romsnp", "kinds-b.romsnp"], ["--location", "cells=cells"],
      {"nodes": "points", "cells": "cells", "corner": "points"}),
