@@ -6,6 +6,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 export CMAKE_BUILD_TYPE=Release
 export TERVIKROM_BUILD_DIR="${TERVIKROM_BUILD_DIR:-$root/build-release}"
 "$root/scripts/configure.sh"
+mkdir -p "${1:-${TMPDIR:-/tmp}}"
 cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench configuration_bench mesh_bench snapshot_bench export_bench
 "$TERVIKROM_BUILD_DIR/bench/stream_bench" "${1:-${TMPDIR:-/tmp}}"
 "$TERVIKROM_BUILD_DIR/bench/container_bench"
