@@ -274,8 +274,10 @@ void CIdOrder::WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* 
         lowerNext[c] = c * kChunk;
         upperNext[c] += c * kChunk;
     }
-    helper_.Start([&] { deal(half, count, upperNext); });
-    {
+    if (count <= kChunk) {
+        deal(0, count, lowerNext);  // too little to be worth a thread
+    } else {
+        helper_.Start([&] { deal(half, count, upperNext); });
         WaitFor wait{helper_};
         deal(0, half, lowerNext);
     }

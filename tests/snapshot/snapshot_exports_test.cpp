@@ -243,10 +243,10 @@ protected:
     }
 };
 
-// Ids consecutive from first, in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count) {
+// Ids first, first + step, ... in a fixed shuffled order.
+std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, std::uint32_t step = 1) {
     std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i;
+    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i * step;
     std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
     return ids;
 }
@@ -260,6 +260,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         {6, 4, 5, 5},                                            // a consecutive range, one id twice
         {12, 10, 13, 11},                                        // consecutive
         Shuffled(5, 1200000),                                    // consecutive, many chunks
+        Shuffled(0, 700000, 3),                                  // spread out, many chunks
     };
     for (const auto& ids : cases) {
         const auto count = static_cast<std::uint32_t>(ids.size());
