@@ -81,7 +81,9 @@ def _locate():
         source_header = os.path.join(_SOURCE_ROOT, "include", "tervik", "rom", "rom.h")
         if os.path.isfile(source_header):
             header = source_header
-            built = glob.glob(os.path.join(_SOURCE_ROOT, "build*", "libtervikrom.so"))
+            # Trees built with a sanitizer cannot be loaded into an uninstrumented Python.
+            built = [path for path in glob.glob(os.path.join(_SOURCE_ROOT, "build*", "libtervikrom.so"))
+                     if not re.search(r"san|fuzz", os.path.basename(os.path.dirname(path)))]
             if built:
                 library = max(built, key=os.path.getmtime)
     library = os.environ.get("TERVIKROM_LIBRARY") or library
