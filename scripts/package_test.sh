@@ -21,7 +21,7 @@ run() {
   loaded="$(ldd "$1" | awk '$1 == "libtervikrom.so.18" { print $3 }')"
   [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$(realpath "$libdir/libtervikrom.so.18")" ] ||
     fail "$1 does not load the installed library (${loaded:-none})"
-  "$1"
+  "$@"
 }
 pc="$(find "$prefix" -name tervikrom.pc)"
 [ -n "$pc" ] || fail "no tervikrom.pc installed"
@@ -68,3 +68,10 @@ ids, matrix = tervikrom.snapshot_matrix([os.path.join(work, "run.romsnp")], "T",
 assert ids.tolist() == [5, 6, 7] and matrix[:, 0].tolist() == [0.5, 0.6, 0.7]
 PYTHON
 echo "package test: the installed Python package loads the installed library"
+
+# The installed command, run on that snapshot: it must load the installed library.
+command="$prefix/bin/tervikrom"
+[ -x "$command" ] || fail "no tervikrom command installed"
+run "$command" --version >/dev/null
+"$command" info --json "$work/run.romsnp" | grep -q '"kind" : "snapshot"' || fail "the installed command cannot read a snapshot"
+echo "package test: the installed command loads the installed library and reads a snapshot"
