@@ -251,6 +251,18 @@ std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, st
     return ids;
 }
 
+// Consecutive ids from 5 in a shuffled order, but 7 comes twice (and 6 never): the second 7 at
+// the end, or right after the first.
+std::vector<std::uint32_t> ShuffledWithRepeat(bool farApart) {
+    std::vector<std::uint32_t> ids = Shuffled(5, 1200000);
+    const auto at = [&ids](std::uint32_t id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
+    std::swap(ids[0], ids[at(6)]);
+    const std::size_t second = farApart ? ids.size() - 1 : 1;
+    std::swap(ids[second], ids[at(7)]);
+    ids[0] = 7;
+    return ids;
+}
+
 TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
     // Two components filled in the same order: the second reuses the first one's sort.
     const std::vector<std::vector<std::uint32_t>> cases = {
@@ -261,6 +273,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         {12, 10, 13, 11},                                        // consecutive
         Shuffled(5, 1200000),                                    // consecutive, many chunks
         Shuffled(0, 700000, 3),                                  // spread out, many chunks
+        ShuffledWithRepeat(true), ShuffledWithRepeat(false),     // a consecutive range, one id twice
     };
     for (const auto& ids : cases) {
         const auto count = static_cast<std::uint32_t>(ids.size());
