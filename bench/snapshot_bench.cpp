@@ -200,37 +200,29 @@ void RunCase(const char* title, const Orders& orders, const Targets& targets, co
     double store = std::numeric_limits<double>::max();
     double init = std::numeric_limits<double>::max();
     double allocation = std::numeric_limits<double>::max();
-    for (int round = 0; round < kRounds; ++round) {
-        const auto fillOnce = [&] {
-            if (snapshot != nullptr) Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
-            snapshot = nullptr;
-            init = std::min(init, Time([&] {
-                                Must(RomFactoryCreateAndInitSnapshot(&snapshot, paths.configuration.c_str()),
-                                     "RomFactoryCreateAndInitSnapshot");
-                            }));
-            RomObject* data[kComponents] = {};
-            ComponentData(snapshot, data);
-            fill = std::min(fill, Time([&] { FillExports(data, orders); }));
-        };
-        const auto storeOnce = [&] {
-            std::unique_ptr<ReferenceTables[]> tables;
-            allocation = std::min(allocation, Time([&] { tables.reset(new ReferenceTables[kComponents]); }));
-            ReferenceTables* all = tables.get();
-            store = std::min(store, Time([&] { FillReference(all, orders); }));
-            for (std::uint32_t c = 0; c < kComponents; ++c) {
-                const std::uint32_t id = orders.of[c][kEntities - 1];
-                if (all[c].ids[kEntities - 1] != id || all[c].values[kEntities - 1] != Value(c, id))
-                    Fail("the reference fill went wrong");
-            }
-        };
-        if (round % 2 == 0) {
-            fillOnce();
-            storeOnce();
-        } else {
-            storeOnce();
-            fillOnce();
+    const auto fillOnce = [&] {
+        if (snapshot != nullptr) Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
+        snapshot = nullptr;
+        init = std::min(init, Time([&] {
+                            Must(RomFactoryCreateAndInitSnapshot(&snapshot, paths.configuration.c_str()),
+                                 "RomFactoryCreateAndInitSnapshot");
+                        }));
+        RomObject* data[kComponents] = {};
+        ComponentData(snapshot, data);
+        fill = std::min(fill, Time([&] { FillExports(data, orders); }));
+    };
+    const auto storeOnce = [&] {
+        std::unique_ptr<ReferenceTables[]> tables;
+        allocation = std::min(allocation, Time([&] { tables.reset(new ReferenceTables[kComponents]); }));
+        ReferenceTables* all = tables.get();
+        store = std::min(store, Time([&] { FillReference(all, orders); }));
+        for (std::uint32_t c = 0; c < kComponents; ++c) {
+            const std::uint32_t id = orders.of[c][kEntities - 1];
+            if (all[c].ids[kEntities - 1] != id || all[c].values[kEntities - 1] != Value(c, id))
+                Fail("the reference fill went wrong");
         }
-    }
+    };
+    TakeTurns(kRounds, fillOnce, storeOnce);
     std::uint32_t filled = 0;
     Must(RomSnapshotIsFilled(snapshot, &filled), "RomSnapshotIsFilled");
     Expect("filled flag after the fill", filled, 1);
@@ -249,25 +241,17 @@ void RunCase(const char* title, const Orders& orders, const Targets& targets, co
     ReadRaw(paths.snapshot, outgoing.get(), size);
     double save = std::numeric_limits<double>::max();
     double write = std::numeric_limits<double>::max();
-    for (int round = 0; round < kRounds; ++round) {
-        const auto saveOnce = [&] {
-            std::filesystem::remove(paths.snapshot);
-            save = std::min(save, Time([&] {
-                                Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave");
-                            }));
-        };
-        const auto writeOnce = [&] {
-            std::filesystem::remove(paths.raw);
-            write = std::min(write, Time([&] { WriteRaw(paths.raw, outgoing.get(), size); }));
-        };
-        if (round % 2 == 0) {
-            saveOnce();
-            writeOnce();
-        } else {
-            writeOnce();
-            saveOnce();
-        }
-    }
+    const auto saveOnce = [&] {
+        std::filesystem::remove(paths.snapshot);
+        save = std::min(save, Time([&] {
+                            Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave");
+                        }));
+    };
+    const auto writeOnce = [&] {
+        std::filesystem::remove(paths.raw);
+        write = std::min(write, Time([&] { WriteRaw(paths.raw, outgoing.get(), size); }));
+    };
+    TakeTurns(kRounds, saveOnce, writeOnce);
     outgoing.reset();
     Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
     if (std::filesystem::file_size(paths.snapshot) != size) Fail("the saved snapshot changed size between saves");
@@ -279,30 +263,22 @@ void RunCase(const char* title, const Orders& orders, const Targets& targets, co
     RomObject* resumed = nullptr;
     double resume = std::numeric_limits<double>::max();
     double read = std::numeric_limits<double>::max();
-    for (int round = 0; round < kRounds; ++round) {
-        const auto resumeOnce = [&] {
-            if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
-            resumed = nullptr;
-            resume = std::min(resume, Time([&] {
-                                  Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
-                                  Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
-                              }));
-        };
-        const auto readOnce = [&] {
-            PageMemory incoming;
-            read = std::min(read, Time([&] {
-                                incoming = PageAligned(size);
-                                ReadRaw(paths.snapshot, incoming.get(), size);
-                            }));
-        };
-        if (round % 2 == 0) {
-            resumeOnce();
-            readOnce();
-        } else {
-            readOnce();
-            resumeOnce();
-        }
-    }
+    const auto resumeOnce = [&] {
+        if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+        resumed = nullptr;
+        resume = std::min(resume, Time([&] {
+                              Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
+                              Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
+                          }));
+    };
+    const auto readOnce = [&] {
+        PageMemory incoming;
+        read = std::min(read, Time([&] {
+                            incoming = PageAligned(size);
+                            ReadRaw(paths.snapshot, incoming.get(), size);
+                        }));
+    };
+    TakeTurns(kRounds, resumeOnce, readOnce);
     ReportTarget("resume (CreateSnapshot + Resume), best of 3", resume, "fread of the bytes, best", read,
                  targets.resume);
 
