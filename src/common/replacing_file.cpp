@@ -58,6 +58,17 @@ std::FILE* OpenRegularFile(const std::string& fileName, std::uint64_t& size) {
     return file;
 }
 
+void ReserveSpace(std::FILE* file, std::uint64_t bytes) {
+#if defined(__linux__) && defined(FALLOC_FL_KEEP_SIZE)
+    const off_t position = ::ftello(file);
+    if (position >= 0 && bytes != 0)
+        (void)::fallocate(::fileno(file), FALLOC_FL_KEEP_SIZE, position, static_cast<off_t>(bytes));
+#else
+    (void)file;
+    (void)bytes;
+#endif
+}
+
 CReplacingFile::CReplacingFile(const std::string& target) : destination_(ResolveLink(target)) {
     const std::filesystem::path path(destination_);
     for (int attempt = 0; attempt < 8 && stream_ == nullptr; ++attempt) {

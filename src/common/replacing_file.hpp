@@ -13,6 +13,11 @@ namespace Tervik::Rom::Common {
 // opened or is not a regular file.
 std::FILE* OpenRegularFile(const std::string& fileName, std::uint64_t& size);
 
+// Asks the file system to set aside bytes more past the current position of file, without
+// changing the file's size: a large write then finds its space ready. Where the file
+// system cannot, nothing changes.
+void ReserveSpace(std::FILE* file, std::uint64_t bytes);
+
 // A new file written under a temporary name in the target's folder and renamed over
 // the target by Commit, once everything was written, flushed and closed. Until then
 // the target keeps its old content; a file that is never committed is removed.

@@ -1,6 +1,7 @@
 #include "snapshot/id_order.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -66,10 +67,14 @@ void CHelperThread::Loop() {
 
 namespace {
 
-// Pairs placed while the previous chunk is written: few enough chunks for one pass to deal
-// values out to all of them at once, each small enough to be placed in the caches.
+// Values gathered, or ids made, while the previous chunk is written.
 constexpr std::uint32_t kChunk = 1u << 19;
 constexpr std::uint32_t kNone = 0xFFFFFFFFu;
+// Fewer ids than this are ordered on the caller's thread alone: a second thread would cost
+// more than it saves.
+constexpr std::uint32_t kTwoThreadsFrom = 1u << 16;
+// Values placed by blocks of this many, each block taken by whichever thread is free.
+constexpr std::uint32_t kBlock = 1u << 16;
 
 // Waits for the helper's job however the caller leaves, so that no job outlives the
 // memory it works on.
@@ -102,17 +107,19 @@ void WriteChunks(Common::IStreamAdapter& stream, std::uint32_t count, T* buffers
     }
 }
 
-// Deals the values added at [from, to) out to their chunks; next holds where each chunk's
-// next value goes.
-template <bool kWithPlaces>
-void DealOut(const std::uint32_t* ids, const double* values, std::uint32_t first, std::uint32_t from, std::uint32_t to,
-             std::uint32_t* next, std::uint32_t* places, double* dealt) {
-    for (std::uint32_t i = from; i < to; ++i) {
-        const std::uint32_t slot = ids[i] - first;
-        const std::uint32_t at = next[slot / kChunk]++;
-        if (kWithPlaces) places[at] = slot % kChunk;
-        dealt[at] = values[i];
+// Runs body(part, from, to) on the two halves of [0, count): part 0 on the caller, part 1 on
+// the helper (or both on the caller when count is small).
+template <typename Body>
+void OnHalves(CHelperThread& helper, std::uint32_t count, const Body& body) {
+    const std::uint32_t half = count / 2;
+    if (count < kTwoThreadsFrom) {
+        body(0, 0, half);
+        body(1, half, count);
+        return;
     }
+    helper.Start([&body, half, count] { body(1, half, count); });
+    WaitFor wait{helper};
+    body(0, 0, half);
 }
 
 }  // namespace
@@ -146,37 +153,61 @@ void* ScratchBlock::Reserve(std::size_t bytes) {
 // ---- The order -------------------------------------------------------------------
 
 void CIdOrder::Make(const std::uint32_t* ids, std::uint32_t count) {
-    if (madeFor_ != nullptr && count == count_ && std::memcmp(ids, madeFor_, sizeof(std::uint32_t) * count) == 0) {
+    if (Same(ids, count)) {
         madeFor_ = ids;
         return;
     }
     madeFor_ = nullptr;
-    placesMade_ = false;
     count_ = count;
-    std::uint32_t lowest = kNone;
-    std::uint32_t highest = 0;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        lowest = std::min(lowest, ids[i]);
-        highest = std::max(highest, ids[i]);
-    }
-    consecutive_ = count != 0 && highest - lowest == count - 1 && Distinct(ids, lowest);
-    first_ = lowest;
+    consecutive_ = count != 0 && Consecutive(ids);
     if (!consecutive_) MakeByRadix(ids);
     madeFor_ = ids;
 }
 
-// Whether no id comes twice, given that they all lie in [first, first + count): a bitmap of
-// count bits stays in the caches where a table of positions would not.
-bool CIdOrder::Distinct(const std::uint32_t* ids, std::uint32_t first) const {
-    std::vector<std::uint64_t> seen((std::size_t{count_} + 63) / 64, 0);
-    std::uint64_t repeated = 0;
-    for (std::uint32_t i = 0; i < count_; ++i) {
-        const std::uint32_t slot = ids[i] - first;
-        const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
-        repeated |= seen[slot / 64] & bit;
-        seen[slot / 64] |= bit;
-    }
-    return repeated == 0;
+// Whether ids are the ones the order was made for.
+bool CIdOrder::Same(const std::uint32_t* ids, std::uint32_t count) {
+    if (madeFor_ == nullptr || count != count_) return false;
+    const std::uint32_t* made = madeFor_;
+    bool equal[2] = {};
+    OnHalves(helper_, count, [&](int part, std::uint32_t from, std::uint32_t to) {
+        equal[part] = std::memcmp(ids + from, made + from, sizeof(std::uint32_t) * (to - from)) == 0;
+    });
+    return equal[0] && equal[1];
+}
+
+// Whether the ids are first, first + 1, ..., first + count - 1 in some order: they span
+// count values and cover them all (one bit a value, a bitmap for each thread, small enough
+// for the caches). Sets first_.
+bool CIdOrder::Consecutive(const std::uint32_t* ids) {
+    const std::uint32_t count = count_;
+    std::uint32_t lowest[2] = {};
+    std::uint32_t highest[2] = {};
+    OnHalves(helper_, count, [&](int part, std::uint32_t from, std::uint32_t to) {
+        std::uint32_t low = kNone;
+        std::uint32_t high = 0;
+        for (std::uint32_t i = from; i < to; ++i) {
+            low = std::min(low, ids[i]);
+            high = std::max(high, ids[i]);
+        }
+        lowest[part] = low;
+        highest[part] = high;
+    });
+    const std::uint32_t first = std::min(lowest[0], lowest[1]);
+    first_ = first;
+    if (std::max(highest[0], highest[1]) - first != count - 1) return false;
+    const std::size_t words = (std::size_t{count} + 63) / 64;
+    std::uint64_t* seen = seen_.Reserve(2 * words);
+    OnHalves(helper_, count, [&](int part, std::uint32_t from, std::uint32_t to) {
+        std::uint64_t* bits = seen + part * words;
+        std::memset(bits, 0, sizeof(std::uint64_t) * words);
+        for (std::uint32_t i = from; i < to; ++i) {
+            const std::uint32_t slot = ids[i] - first;
+            bits[slot / 64] |= std::uint64_t{1} << (slot % 64);
+        }
+    });
+    std::uint64_t covered = 0;
+    for (std::size_t w = 0; w < words; ++w) covered += static_cast<std::uint64_t>(__builtin_popcountll(seen[w] | seen[words + w]));
+    return covered == count;
 }
 
 // A least-significant-digit radix sort of (id, position) keys over as few passes as the
@@ -231,60 +262,46 @@ void CIdOrder::MakeByRadix(const std::uint32_t* ids) {
 }
 
 void CIdOrder::WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values) {
-    const std::uint32_t count = count_;
-    double* chunkValues = chunkValues_.Reserve(2 * std::size_t{std::min(count, kChunk)});
-    if (!consecutive_) {
-        stream.Write(sortedIds_.Get(), count);
-        const std::uint32_t* positions = positions_.Get();
-        WriteChunks(stream, count, chunkValues, helper_,
-                    [values, positions](double* out, std::uint32_t begin, std::uint32_t n) {
-                        const std::uint32_t* from = positions + begin;
-                        for (std::uint32_t k = 0; k < n; ++k) out[k] = values[from[k]];
-                    });
+    if (consecutive_) {
+        WriteConsecutive(stream, ids, values);
         return;
     }
+    const std::uint32_t count = count_;
+    stream.Write(sortedIds_.Get(), count);
+    const std::uint32_t* positions = positions_.Get();
+    WriteChunks(stream, count, chunkValues_.Reserve(2 * std::size_t{std::min(count, kChunk)}), helper_,
+                [values, positions](double* out, std::uint32_t begin, std::uint32_t n) {
+                    const std::uint32_t* from = positions + begin;
+                    for (std::uint32_t k = 0; k < n; ++k) out[k] = values[from[k]];
+                });
+}
+
+void CIdOrder::WriteConsecutive(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values) {
+    const std::uint32_t count = count_;
     const std::uint32_t first = first_;
-    WriteChunks(stream, count, chunkIds_.Reserve(2 * std::size_t{std::min(count, kChunk)}), helper_, [first](std::uint32_t* out, std::uint32_t begin, std::uint32_t n) {
-        for (std::uint32_t k = 0; k < n; ++k) out[k] = first + begin + k;
-    });
-    // The values go to the file a chunk of consecutive ids at a time. One pass deals them
-    // out by chunk, as (place in the chunk, value), in the order they were added; then each
-    // chunk is placed in memory small enough for the caches and written while the helper
-    // places the next.
-    std::uint32_t* places = places_.Reserve(count);
-    double* dealt = dealt_.Reserve(count);
-    const std::uint32_t chunks = (count - 1) / kChunk + 1;
-    // The places depend on the ids alone: a component filled in the same order as the one
-    // before finds them made.
-    const bool placesMade = placesMade_;
-    placesMade_ = false;
-    auto deal = [=](std::uint32_t from, std::uint32_t to, std::uint32_t* next) {
-        if (placesMade)
-            DealOut<false>(ids, values, first, from, to, next, places, dealt);
-        else
-            DealOut<true>(ids, values, first, from, to, next, places, dealt);
+    double* sorted = sorted_.Reserve(count);
+    // Each value goes straight to its place: the helper starts while the caller writes the
+    // ids (first, first + 1, ...), then the caller takes blocks too.
+    const std::uint32_t blocks = (count - 1) / kBlock + 1;
+    std::atomic<std::uint32_t> next{0};
+    const auto place = [&next, blocks, count, first, ids, values, sorted] {
+        for (std::uint32_t block; (block = next.fetch_add(1, std::memory_order_relaxed)) < blocks;) {
+            const std::uint32_t from = block * kBlock;
+            const std::uint32_t to = from + std::min(kBlock, count - from);
+            for (std::uint32_t i = from; i < to; ++i) sorted[ids[i] - first] = values[i];
+        }
     };
-    // Two threads deal a half each: the first half's share of each chunk comes first.
-    std::vector<std::uint32_t> next(2 * std::size_t{chunks}, 0);
-    std::uint32_t* lowerNext = next.data();
-    std::uint32_t* upperNext = lowerNext + chunks;
-    const std::uint32_t half = count / 2;
-    for (std::uint32_t i = 0; i < half; ++i) ++upperNext[(ids[i] - first) / kChunk];
-    for (std::uint32_t c = 0; c < chunks; ++c) {
-        lowerNext[c] = c * kChunk;
-        upperNext[c] += c * kChunk;
+    if (count >= kTwoThreadsFrom) helper_.Start(place);
+    WaitFor wait{helper_};
+    std::uint32_t* chunk = chunkIds_.Reserve(std::min(count, kChunk));
+    for (std::uint64_t begin = 0; begin < count; begin += kChunk) {
+        const auto n = static_cast<std::uint32_t>(std::min<std::uint64_t>(kChunk, count - begin));
+        for (std::uint32_t k = 0; k < n; ++k) chunk[k] = first + static_cast<std::uint32_t>(begin) + k;
+        stream.Write(chunk, n);
     }
-    if (count <= kChunk) {
-        deal(0, count, lowerNext);  // too little to be worth a thread
-    } else {
-        helper_.Start([&] { deal(half, count, upperNext); });
-        WaitFor wait{helper_};
-        deal(0, half, lowerNext);
-    }
-    placesMade_ = true;
-    WriteChunks(stream, count, chunkValues, helper_, [places, dealt](double* out, std::uint32_t begin, std::uint32_t n) {
-        for (std::uint32_t k = begin; k < begin + n; ++k) out[places[k]] = dealt[k];
-    });
+    place();
+    helper_.Wait();
+    stream.Write(sorted, count);
 }
 
 }  // namespace Tervik::Rom::Snapshot

@@ -70,8 +70,8 @@ private:
 
 // Sorts the ids of one component data after another during a save, reusing its memory, and
 // writes the pairs in that order. Consecutive distinct ids (the usual numbering of a
-// support's entities) are dealt out and placed chunk by chunk; any other ids go through a
-// radix sort.
+// support's entities) need no sort: each value goes straight to its place, on two threads;
+// any other ids go through a radix sort.
 class CIdOrder {
 public:
     // Orders ids[0, count), or keeps the order made last when these ids equal the ones it
@@ -81,8 +81,10 @@ public:
     void WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values);
 
 private:
+    bool Same(const std::uint32_t* ids, std::uint32_t count);
+    bool Consecutive(const std::uint32_t* ids);
     void MakeByRadix(const std::uint32_t* ids);
-    bool Distinct(const std::uint32_t* ids, std::uint32_t first) const;
+    void WriteConsecutive(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values);
 
     const std::uint32_t* madeFor_ = nullptr;
     std::uint32_t count_ = 0;
@@ -91,10 +93,9 @@ private:
     Scratch<std::uint32_t> positions_;  // [k]: where the k-th smallest id was added, unless consecutive
     Scratch<std::uint32_t> sortedIds_;  // the ids in order, unless consecutive
     Scratch<std::uint64_t> keys_;       // the radix sort's two buffers of (id, position)
-    Scratch<std::uint32_t> places_;     // consecutive ids: the values dealt out by chunk
-    Scratch<double> dealt_;
-    bool placesMade_ = false;  // places_ hold the places of the ids ordered last
-    Scratch<std::uint32_t> chunkIds_;  // two chunks on their way to the file
+    Scratch<std::uint64_t> seen_;       // consecutive ids: a bitmap of the ids each thread saw
+    Scratch<double> sorted_;            // consecutive ids: the values in their order
+    Scratch<std::uint32_t> chunkIds_;   // ids or values on their way to the file
     Scratch<double> chunkValues_;
     CHelperThread helper_;
 };
