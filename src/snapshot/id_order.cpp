@@ -39,7 +39,8 @@ void CHelperThread::Start(std::function<void()> job) {
         return;
     }
     {
-        std::lock_guard<std::mutex> lock(mutex_);
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [this] { return !busy_; });
         job_ = std::move(job);
         busy_ = true;
     }

@@ -26,7 +26,7 @@ public:
     CHelperThread& operator=(const CHelperThread&) = delete;
     ~CHelperThread();
 
-    // Starts job; the job must not throw.
+    // Starts job once the one before has ended; the job must not throw.
     void Start(std::function<void()> job);
     // Waits until the job started last has ended.
     void Wait();
