@@ -9,6 +9,7 @@
 
 #include "common/fault_injection.hpp"
 #include "common/json.hpp"
+#include "common/replacing_file.hpp"
 
 // One object is used by one thread at a time, so the stream needs no locking.
 #if defined(__GLIBC__)
@@ -51,6 +52,10 @@ void CStreamAdapter::ReadArray(T* data, std::uint32_t count) {
 template <class T>
 void CStreamAdapter::WriteArray(const T* data, std::uint32_t count) {
     if (data == nullptr && count != 0) throw RomException("Tried to write to an uninitialized file.");
+    // A large array finds its space set aside in one step rather than block by block.
+    constexpr std::uint64_t kReserveFrom = std::uint64_t{1} << 20;
+    const std::uint64_t bytes = std::uint64_t{count} * sizeof(T);
+    if (bytes >= kReserveFrom) ReserveSpace(file_, bytes);
     if (FaultInjection::Fails() || (count != 0 && TERVIK_ROM_FWRITE(data, sizeof(T), count, file_) != count))
         ThrowWriteError();
     CheckStream();

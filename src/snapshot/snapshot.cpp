@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "common/file_extensions.hpp"
-#include "common/replacing_file.hpp"
 #include "snapshot/id_order.hpp"
 
 namespace Tervik::Rom::Snapshot {
@@ -211,10 +210,6 @@ protected:
         if (!snapshot.IsInitialized()) throw RomException("Impossible to save the snapshot. It is unitialized.");
         snapshot.CheckFilled();
         file.GetStreamAdapter()->Write(ToEnvelope(*snapshot.Held()));
-        std::uint64_t arrays = 0;
-        for (const auto& data : snapshot.ComponentData())
-            arrays += std::uint64_t{data->GetExpectedEntityValueCount()} * (sizeof(std::uint32_t) + sizeof(double));
-        ReserveSpace(file.GetFile(), arrays);
         // One sort, its memory and its thread for all component data.
         CIdOrder order;
         struct Lend {
