@@ -207,7 +207,8 @@ bool CIdOrder::Consecutive(const std::uint32_t* ids) {
         }
     });
     std::uint64_t covered = 0;
-    for (std::size_t w = 0; w < words; ++w) covered += static_cast<std::uint64_t>(__builtin_popcountll(seen[w] | seen[words + w]));
+    for (std::size_t w = 0; w < words; ++w)
+        covered += static_cast<std::uint64_t>(__builtin_popcountll(seen[w] | seen[words + w]));
     return covered == count;
 }
 

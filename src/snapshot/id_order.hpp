@@ -95,8 +95,8 @@ private:
     Scratch<std::uint64_t> keys_;       // the radix sort's two buffers of (id, position)
     Scratch<std::uint64_t> seen_;       // consecutive ids: a bitmap of the ids each thread saw
     Scratch<double> sorted_;            // consecutive ids: the values in their order
-    Scratch<std::uint32_t> chunkIds_;   // ids or values on their way to the file
-    Scratch<double> chunkValues_;
+    Scratch<std::uint32_t> chunkIds_;   // consecutive ids: made a chunk at a time for the file
+    Scratch<double> chunkValues_;       // otherwise: two chunks of values on their way to the file
     CHelperThread helper_;
 };
 
