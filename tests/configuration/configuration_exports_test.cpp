@@ -42,12 +42,6 @@ Owned NewSetup() { return Create(RomFactoryCreateSetupCfg); }
 Owned NewMesh() { return Create(RomFactoryCreateMeshDataCfg); }
 Owned NewSnapshot() { return Create(RomFactoryCreateSnapshotCfg); }
 
-template <class T>
-T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
-    T value{};
-    ROM_OK(get(object, &value));
-    return value;
-}
 std::string ReadText(RomExceptionHandle (*get)(RomObject*, const char**), RomObject* object) {
     const char* text = Read(get, object);
     return text == nullptr ? "<null>" : text;

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +17,7 @@
 
 #include "support/temp_dir.hpp"
 #include "support/exports.hpp"
+#include "support/file_bytes.hpp"
 #include "support/mesh_shape.hpp"
 
 namespace {
@@ -43,7 +43,7 @@ const Shape kSmall{2, 2, 1, 3, 0, 0, 0, 0, {{"S1"}}, 2};
 using Tables = std::map<std::string, std::vector<double>>;
 
 template <class T>
-void Read(Tables& tables, const std::string& name, RomExceptionHandle (*get)(RomObject*, T**), RomObject* owner,
+void ReadTable(Tables& tables, const std::string& name, RomExceptionHandle (*get)(RomObject*, T**), RomObject* owner,
           std::uint32_t size) {
     T* table = nullptr;
     EXPECT_EQ(TextOf(get(owner, &table)), kOk) << name;
@@ -52,24 +52,24 @@ void Read(Tables& tables, const std::string& name, RomExceptionHandle (*get)(Rom
 
 Tables TablesOf(RomObject* data, const Shape& s) {
     Tables t;
-    Read(t, "node ids", RomNodeDataGetIds, NodeData(data), s.nodes);
-    Read(t, "coordinates", RomNodeDataGetCoordinateTable, NodeData(data), s.nodes * std::uint32_t(s.dimension));
+    ReadTable(t, "node ids", RomNodeDataGetIds, NodeData(data), s.nodes);
+    ReadTable(t, "coordinates", RomNodeDataGetCoordinateTable, NodeData(data), s.nodes * std::uint32_t(s.dimension));
     if (s.elements != 0) {
-        Read(t, "element ids", RomStdElementDataGetIds, StdElements(data), s.elements);
-        Read(t, "types", RomStdElementDataGetTypes, StdElements(data), s.elements);
-        Read(t, "connectivity", RomStdElementDataGetConnectivityTable, StdElements(data), s.elementConnectivity);
+        ReadTable(t, "element ids", RomStdElementDataGetIds, StdElements(data), s.elements);
+        ReadTable(t, "types", RomStdElementDataGetTypes, StdElements(data), s.elements);
+        ReadTable(t, "connectivity", RomStdElementDataGetConnectivityTable, StdElements(data), s.elementConnectivity);
     }
     if (s.polygons != 0) {
-        Read(t, "polygon ids", RomPolygonDataGetIds, Polygons(data), s.polygons);
-        Read(t, "polygons", RomPolygonDataGetConnectivityTable, Polygons(data), s.polygonConnectivity);
+        ReadTable(t, "polygon ids", RomPolygonDataGetIds, Polygons(data), s.polygons);
+        ReadTable(t, "polygons", RomPolygonDataGetConnectivityTable, Polygons(data), s.polygonConnectivity);
     }
     if (s.polyhedrons != 0) {
-        Read(t, "polyhedron ids", RomPolyhedronDataGetIds, Polyhedrons(data), s.polyhedrons);
-        Read(t, "polyhedrons", RomPolyhedronDataGetConnectivityTable, Polyhedrons(data), s.polyhedronConnectivity);
+        ReadTable(t, "polyhedron ids", RomPolyhedronDataGetIds, Polyhedrons(data), s.polyhedrons);
+        ReadTable(t, "polyhedrons", RomPolyhedronDataGetConnectivityTable, Polyhedrons(data), s.polyhedronConnectivity);
     }
     for (const auto& region : s.regions)
         for (const std::string& id : region)
-            Read(t, id, RomSupportDataGetEntities, SupportData(data, id), s.supportSize);
+            ReadTable(t, id, RomSupportDataGetEntities, SupportData(data, id), s.supportSize);
     return t;
 }
 
@@ -170,47 +170,6 @@ RomExceptionHandle AddS9(RomObject* mesh, RomObject** support) { return RomMeshA
 
 // ---- File helpers ---------------------------------------------------------------------
 
-// Reads a saved body primitive by primitive.
-class Body {
-public:
-    explicit Body(std::string bytes) : bytes_(std::move(bytes)) {}
-    template <class T>
-    std::vector<T> Array(std::size_t count) {
-        std::vector<T> values(count);
-        if (at_ + count * sizeof(T) <= bytes_.size()) std::memcpy(values.data(), &bytes_[at_], count * sizeof(T));
-        at_ += count * sizeof(T);
-        return values;
-    }
-    std::string Text() {
-        const auto length = static_cast<std::size_t>(Array<std::int32_t>(1)[0]);
-        at_ += length;
-        return at_ <= bytes_.size() ? bytes_.substr(at_ - length, length) : std::string();
-    }
-    // A configuration in its envelope; gives the configuration.
-    Json::Value Envelope() {
-        Json::Value envelope;
-        std::istringstream in(Text());
-        std::string errors;
-        EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &envelope, &errors)) << errors;
-        EXPECT_EQ(envelope.getMemberNames(), (std::vector<std::string>{"data", "version"}));
-        EXPECT_EQ(envelope["version"], 1);
-        return envelope["data"];
-    }
-    // The frame of an object: not null, frame version, type, type version, product version.
-    void Frame(const char* uuid) {
-        EXPECT_EQ(Array<std::int32_t>(2), (std::vector<std::int32_t>{0, 1})) << uuid;
-        EXPECT_EQ(Text(), uuid);
-        EXPECT_EQ(Array<std::int32_t>(3), (std::vector<std::int32_t>{1, 18, 2})) << uuid;
-    }
-    bool AtEnd() const { return at_ == bytes_.size(); }
-
-private:
-    std::string bytes_;
-    std::size_t at_ = 0;
-};
-
-void PutI32(std::string& bytes, std::size_t at, std::int32_t value) { std::memcpy(&bytes[at], &value, 4); }
-
 // Replaces each `from` found after start inside the JSON texts of a saved file, with the
 // length in front of each text.
 std::string PatchJson(std::string bytes, const std::string& from, const std::string& to, std::size_t start) {
@@ -218,7 +177,8 @@ std::string PatchJson(std::string bytes, const std::string& from, const std::str
         const std::size_t text = bytes.rfind("{\"data\":", at) - 4;
         std::int32_t length = 0;
         std::memcpy(&length, &bytes[text], 4);
-        PutI32(bytes, text, length + static_cast<std::int32_t>(to.size()) - static_cast<std::int32_t>(from.size()));
+        Put<std::int32_t>(bytes, text,
+                          length + static_cast<std::int32_t>(to.size()) - static_cast<std::int32_t>(from.size()));
         bytes.replace(at, from.size(), to);
     }
     return bytes;
@@ -501,7 +461,7 @@ TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
 TEST_F(MeshFile, BodyLayout) {
     Owned data = NewMeshData(kSmall);
     FillAll(data.get(), kSmall, 1);
-    Body body(ReadBytes(Saved(data.get())));
+    FileBytes body(ReadBytes(Saved(data.get())));
     body.Frame(kMeshDataUuid);
     const Json::Value cfg = body.Envelope();
     EXPECT_EQ(cfg["nodeData"]["count"], 2);
@@ -553,7 +513,7 @@ TEST_F(MeshFile, UnsupportedVersionsOfNestedRecords) {
     for (const auto& [uuid, head] : heads) {
         std::string bytes = saved;
         ASSERT_NE(bytes.find(uuid), std::string::npos) << uuid;
-        PutI32(bytes, bytes.find(uuid) + 36, 2);
+        Put<std::int32_t>(bytes, bytes.find(uuid) + 36, 2);
         EXPECT_EQ(Resume(Written(bytes)).first, head + "2. (Current supported version: 1)");
     }
 
@@ -561,7 +521,7 @@ TEST_F(MeshFile, UnsupportedVersionsOfNestedRecords) {
     std::string bytes = saved;
     const std::size_t type = bytes.find(kStdElementDataUuid) + 36;
     const std::size_t body = type + 12, next = bytes.find(kUserElementDataUuid) - 12;
-    PutI32(bytes, type, 2);
+    Put<std::int32_t>(bytes, type, 2);
     bytes.erase(body, next - body);
     auto [text, data] = Resume(file);
     ASSERT_EQ(text, kOk);

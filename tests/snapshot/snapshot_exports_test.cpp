@@ -2,7 +2,6 @@
 // through the exported functions (and the factory for C++ clients).
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
@@ -19,19 +18,13 @@
 
 #include "support/temp_dir.hpp"
 #include "support/exports.hpp"
+#include "support/file_bytes.hpp"
 
 namespace {
 
 const std::string kReadError = "System error while trying to read from a file.";
 const std::string kSnapshotUuid = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
 const std::string kDataUuid = "76323E85-420C-430F-A0E2-3C576F16718D";
-
-template <class T>
-T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
-    T value{};
-    ROM_OK(get(object, &value));
-    return value;
-}
 
 struct SupportPlan { const char* id; std::uint32_t size; };
 struct PairPlan { const char* support; const char* component; };
@@ -88,52 +81,18 @@ Pairs Sorted(Pairs pairs) {
 
 // Offsets are those of the type version and of the count, for patching.
 struct Record { std::size_t versionAt, countAt; std::string component, support; Pairs pairs; };
-struct SnapshotFile { std::size_t envelopeAt, envelopeEnd; Json::Value envelope; std::vector<Record> records; };
-
-struct Cursor {
-    template <class T>
-    T Next() {
-        T value{};
-        EXPECT_LE(at + sizeof(T), bytes.size()) << "the file ends too early";
-        if (at + sizeof(T) <= bytes.size()) std::memcpy(&value, bytes.data() + at, sizeof(T));
-        at = std::min(bytes.size(), at + sizeof(T));
-        return value;
-    }
-    std::string Text() {
-        const auto length = static_cast<std::size_t>(Next<std::int32_t>());
-        const std::string text = bytes.substr(at, length);
-        at = std::min(bytes.size(), at + length);
-        return text;
-    }
-    // Null flag, frame version, type, type version and product version; returns where
-    // the type version lies.
-    std::size_t Frame(const std::string& uuid) {
-        EXPECT_EQ(Next<std::uint32_t>(), 0u);
-        EXPECT_EQ(Next<std::int32_t>(), 1);
-        EXPECT_EQ(Text(), uuid);
-        const std::size_t versionAt = at;
-        EXPECT_EQ(Next<std::int32_t>(), 1);
-        EXPECT_EQ(Next<std::int32_t>(), 18);
-        EXPECT_EQ(Next<std::int32_t>(), 2);
-        return versionAt;
-    }
-
-    const std::string& bytes;
-    std::size_t at = 0;
-};
+struct SnapshotFile { std::size_t envelopeAt, envelopeEnd; Json::Value data; std::vector<Record> records; };
 
 SnapshotFile Parse(const std::string& bytes) {
     SnapshotFile file{};
-    Cursor cursor{bytes};
+    FileBytes cursor(bytes);
     cursor.Frame(kSnapshotUuid);
-    file.envelopeAt = cursor.at;
-    const std::string text = cursor.Text();
-    file.envelopeEnd = cursor.at;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &file.envelope, nullptr));
-    while (cursor.at < bytes.size()) {
+    file.envelopeAt = cursor.At();
+    file.data = cursor.Envelope();
+    file.envelopeEnd = cursor.At();
+    while (!cursor.AtEnd()) {
         Record record{cursor.Frame(kDataUuid), 0, cursor.Text(), cursor.Text(), {}};
-        record.countAt = cursor.at;
+        record.countAt = cursor.At();
         record.pairs.resize(std::min<std::size_t>(cursor.Next<std::uint32_t>(), bytes.size()));
         for (auto& pair : record.pairs) pair.first = cursor.Next<std::uint32_t>();
         for (auto& pair : record.pairs) pair.second = cursor.Next<double>();
@@ -141,8 +100,6 @@ SnapshotFile Parse(const std::string& bytes) {
     }
     return file;
 }
-
-void Patch(std::string& bytes, std::size_t at, std::uint32_t value) { std::memcpy(&bytes[at], &value, sizeof value); }
 
 // ---- Component data and fill state ------------------------------------------------------
 
@@ -289,7 +246,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
 
         const SnapshotFile file = Parse(ReadBytes(path));
         ASSERT_EQ(file.records.size(), 2u);
-        EXPECT_EQ(file.envelope["data"]["supports"][0]["solverId"].asString(), "S1");
+        EXPECT_EQ(file.data["supports"][0]["solverId"].asString(), "S1");
         const Pairs* added[] = {&first, &second};
         for (std::size_t r = 0; r < 2; ++r) {
             // Ascending ids; equal ids keep the order they were added in.
@@ -416,13 +373,15 @@ TEST_F(SnapshotFiles, DamagedFilesRefused) {
     ASSERT_EQ(file.records.size(), 1u);
 
     // The envelope announcing a support far larger than the file.
-    Json::Value envelope = file.envelope;
+    Json::Value envelope;
+    envelope["version"] = 1;
+    envelope["data"] = file.data;
     envelope["data"]["supports"][0]["size"] = 1500000000u;
     Json::StreamWriterBuilder writer;
     writer["indentation"] = "";
     const std::string text = Json::writeString(writer, envelope);
     std::string large = good.substr(0, file.envelopeAt) + std::string(4, '\0') + text + good.substr(file.envelopeEnd);
-    Patch(large, file.envelopeAt, static_cast<std::uint32_t>(text.size()));
+    Put(large, file.envelopeAt, static_cast<std::uint32_t>(text.size()));
 
     // at 0: the bytes as they are. A refusal before the configuration leaves the snapshot as it was.
     struct Case { const char* name; std::size_t at; std::uint32_t value; std::string bytes, message; bool before; };
@@ -437,7 +396,7 @@ TEST_F(SnapshotFiles, DamagedFilesRefused) {
     };
     for (const Case& c : cases) {
         std::string bytes = c.bytes;
-        if (c.at != 0) Patch(bytes, c.at, c.value);
+        if (c.at != 0) Put(bytes, c.at, c.value);
         const std::string damaged = Path("damaged.romsnp");
         WriteBytes(damaged, bytes);
         Owned snapshot = Create(RomFactoryCreateSnapshot);

@@ -20,6 +20,14 @@ inline std::string TextOf(RomExceptionHandle error) {
 
 #define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
 
+// What a getter writes to its out-parameter.
+template <class T>
+T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
+    T value{};
+    ROM_OK(get(object, &value));
+    return value;
+}
+
 struct Release {
     void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
 };
