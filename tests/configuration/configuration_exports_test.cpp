@@ -46,14 +46,7 @@ std::string ReadText(RomExceptionHandle (*get)(RomObject*, const char**), RomObj
     const char* text = Read(get, object);
     return text == nullptr ? "<null>" : text;
 }
-std::string Id(RomObject* object) { return RomGetSolverId(object); }
 std::string Check(RomObject* configuration) { return TextOf(RomConfigurationCheck(configuration)); }
-
-std::vector<RomObject*> Members(RomObject* container) {
-    std::vector<RomObject*> members(Read(RomContainerGetCount, container));
-    for (std::uint32_t i = 0; i < members.size(); ++i) ROM_OK(RomContainerGetObject(container, i, &members[i]));
-    return members;
-}
 
 // Each case builds on a fresh object of create(); checked(object) is what it checks.
 struct CheckCase { const char* name; void (*build)(RomObject*); std::string message; };

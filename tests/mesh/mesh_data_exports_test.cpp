@@ -24,8 +24,6 @@ const std::string kNoNodes = "The number of nodes has not been defined in node d
 const std::string kUnknownSupport = "In CMeshData, no support has the given solverId.\nGiven solverId is : ";
 const std::uint32_t kSupportSize = 5;
 
-std::string Id(RomObject* object) { return RomGetSolverId(object); }
-
 // The sizes of a mesh data configuration; a zero count leaves that part out.
 struct Shape : MeshShape {
     Shape() : MeshShape{4, 3, 2, 7, 2, 9, 2, 13, {{"S1", "S2"}, {"S3"}}, kSupportSize} {}
@@ -283,16 +281,14 @@ TEST(MeshDataExports, SupportDataLookUpBySolverId) {
     Owned mesh = NewMeshData(shape);
 
     RomObject* datas = Child(RomMeshDataGetSupportDatas, mesh.get());
-    std::uint32_t count = 0;
-    ROM_OK(RomContainerGetCount(datas, &count));
-    ASSERT_EQ(count, kSupports);
+    const std::vector<RomObject*> members = Members(datas);
+    ASSERT_EQ(members.size(), kSupports);
     for (std::uint32_t i = 0; i < kSupports; ++i) {
         const std::string id = "support-" + std::to_string(i);
-        RomObject *member = nullptr, *found = nullptr;
-        ROM_OK(RomContainerGetObject(datas, i, &member));
+        RomObject* found = nullptr;
         ROM_OK(RomMeshDataGetSupportData(mesh.get(), id.c_str(), &found));
-        EXPECT_EQ(Id(member), id) << "members follow the regions' order";
-        EXPECT_EQ(found, member) << id;
+        EXPECT_EQ(Id(members[i]), id) << "members follow the regions' order";
+        EXPECT_EQ(found, members[i]) << id;
     }
 
     for (const char* unknown : {"Support-1", "support-2000", ""}) {

@@ -341,11 +341,10 @@ TEST_F(SnapshotFiles, ResumeTakesTheFilesConfiguration) {
     EXPECT_NE(TextOf(RomSnapshotGetComponentData(snapshot.get(), "C9", "S9", &data)), kOk);
     EXPECT_EQ(Values(Data(snapshot.get(), "C1", "S1")), (Pairs{{0, 0.5}, {1, 1.0}}));
     EXPECT_EQ(Values(Data(snapshot.get(), "C2", "S1")), (Pairs{{0, 2.0}, {1, 3.0}}));
-    RomObject* supports = Read(RomSnapshotCfgGetSupportCfgs, Read(RomSnapshotGetConfiguration, snapshot.get()));
-    ASSERT_EQ(Read(RomContainerGetCount, supports), 1u);
-    RomObject* support = nullptr;
-    ROM_OK(RomContainerGetObject(supports, 0, &support));
-    EXPECT_STREQ(RomGetSolverId(support), "S1");
+    const std::vector<RomObject*> supports =
+        Members(Read(RomSnapshotCfgGetSupportCfgs, Read(RomSnapshotGetConfiguration, snapshot.get())));
+    ASSERT_EQ(supports.size(), 1u);
+    EXPECT_EQ(Id(supports[0]), "S1");
 
     // Records take their ids from the file, whatever its configuration says: C2 renamed C3
     // is found under its new name; renamed C1, the pair C1/S1 is held twice and found first.

@@ -2,8 +2,10 @@
 #ifndef TERVIK_ROM_TESTS_SUPPORT_EXPORTS_HPP
 #define TERVIK_ROM_TESTS_SUPPORT_EXPORTS_HPP
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -27,6 +29,14 @@ T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
     ROM_OK(get(object, &value));
     return value;
 }
+
+// The members of a container, in order, and the solver id of an object.
+inline std::vector<RomObject*> Members(RomObject* container) {
+    std::vector<RomObject*> members(Read(RomContainerGetCount, container));
+    for (std::uint32_t i = 0; i < members.size(); ++i) ROM_OK(RomContainerGetObject(container, i, &members[i]));
+    return members;
+}
+inline std::string Id(RomObject* object) { return RomGetSolverId(object); }
 
 struct Release {
     void operator()(RomObject* object) const { RomReleaseException(RomFactoryRelease(object)); }
