@@ -86,10 +86,10 @@ RomObject* AddRegion(RomObject* mesh, const char* id) {
     return region;
 }
 
-void SetNodes(RomObject* mesh) {
+void SetNodes(RomObject* mesh, std::uint32_t count = 10, std::int32_t dimension = 3) {
     RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, mesh);
-    ROM_OK(RomNodeDataCfgSetCount(nodes, 10));
-    ROM_OK(RomNodeDataCfgSetDimension(nodes, 3));
+    ROM_OK(RomNodeDataCfgSetCount(nodes, count));
+    ROM_OK(RomNodeDataCfgSetDimension(nodes, dimension));
 }
 
 // Node and standard element tables that pass their checks.
@@ -291,9 +291,8 @@ TEST(ConfigurationChecks, NodeDataCountThenDimension) {
     for (const Case& c : cases) {
         SCOPED_TRACE(std::to_string(c.count) + "x" + std::to_string(c.dimension));
         Owned mesh = NewMesh();
+        SetNodes(mesh.get(), c.count, c.dimension);
         RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, mesh.get());
-        ROM_OK(RomNodeDataCfgSetCount(nodes, c.count));
-        ROM_OK(RomNodeDataCfgSetDimension(nodes, c.dimension));
         EXPECT_EQ(Check(nodes), c.message);
         EXPECT_EQ(Check(mesh.get()), c.message == kOk ? kNoElementData : c.message);
         EXPECT_EQ(Read(RomNodeDataCfgGetCoordinateTableSize, nodes), c.coordinates);
@@ -359,7 +358,7 @@ TEST(ConfigurationChecks, ElementDataParts) {
     });
 }
 
-TEST(ConfigurationChecks, SupportsAndRegions) {
+TEST(ConfigurationChecks, Supports) {
     // A region's support needs an entity type; a snapshot's does not.
     struct SupportCase { bool inRegion; const char* id; std::uint32_t size; std::int32_t type; std::string message; };
     const SupportCase supports[] = {
@@ -378,34 +377,27 @@ TEST(ConfigurationChecks, SupportsAndRegions) {
         ROM_OK(RomSupportCfgSetEntitiesType(support, c.type));
         EXPECT_EQ(Check(support), c.message);
     }
-
-    const std::pair<RegionPlan, std::string> regions[] = {
-        {{"", {{"S", 4, 1}}}, "No solver id has been set to the region configuration !"},
-        {{"R", {}}, kNoSupport},
-        {{"R", {{"A", 4, 1}, {"B", 4, 0}}}, kSupportType},
-        {{"R", {{"A", 4, 1}, {"B", 4, 2}}}, kOk},
-    };
-    for (const auto& [plan, message] : regions) {
-        SCOPED_TRACE(std::string("region '") + plan.id + "' with " + std::to_string(plan.supports.size()));
-        Owned mesh = NewMesh();
-        AddRegions(mesh.get(), {plan});
-        EXPECT_EQ(Check(Members(Child(RomMeshDataCfgGetRegionCfgs, mesh.get()))[0]), message);
-    }
 }
 
-TEST(ConfigurationChecks, MeshDataOrder) {
+TEST(ConfigurationChecks, RegionsAndMeshDataOrder) {
     const std::string duplicate =
         "In mesh data configuration, supports with the same solverId have been added to different regions !\n"
         " solverId of support is :D";
-    struct Case { const char* name; bool tables; std::vector<RegionPlan> regions; std::string message; };
+    const std::string noRegionId = "No solver id has been set to the region configuration !";
+    // region: what the first region's own check says, where the case looks at it.
+    struct Case { const char* name; bool tables; std::vector<RegionPlan> regions; std::string message, region; };
     const Case cases[] = {
-        {"empty", false, {}, kNoNodes},
-        {"nodes before regions", false, {{"", {}}}, kNoNodes},
-        {"no region", true, {}, kNoRegion},
-        {"regions before duplicates", true, {{"R1", {{"D", 4, 1}}}, {"R2", {{"D", 4, 1}}}, {"R3", {}}}, kNoSupport},
-        {"same id in two regions", true, {{"R1", {{"D", 4, 1}, {"A", 4, 1}}}, {"R2", {{"D", 2, 2}}}}, duplicate},
-        {"same id within a region", true, {{"R1", {{"D", 4, 1}, {"D", 5, 2}}}}, duplicate},
-        {"consistent", true, {{"R1", {{"D", 4, 1}}}, {"R2", {{"E", 4, 1}}}}, kOk},
+        {"empty", false, {}, kNoNodes, ""},
+        {"nodes before regions", false, {{"", {}}}, kNoNodes, ""},
+        {"no region", true, {}, kNoRegion, ""},
+        {"region without id", true, {{"", {{"S", 4, 1}}}}, noRegionId, noRegionId},
+        {"region without support", true, {{"R", {}}}, kNoSupport, kNoSupport},
+        {"supports of a region checked", true, {{"R", {{"A", 4, 1}, {"B", 4, 0}}}}, kSupportType, kSupportType},
+        {"regions before duplicates", true, {{"R1", {{"D", 4, 1}}}, {"R2", {{"D", 4, 1}}}, {"R3", {}}}, kNoSupport,
+         kOk},
+        {"same id in two regions", true, {{"R1", {{"D", 4, 1}, {"A", 4, 1}}}, {"R2", {{"D", 2, 2}}}}, duplicate, ""},
+        {"same id within a region", true, {{"R1", {{"D", 4, 1}, {"D", 5, 2}}}}, duplicate, ""},
+        {"consistent", true, {{"R1", {{"D", 4, 1}, {"F", 4, 2}}}, {"R2", {{"E", 4, 1}}}}, kOk, kOk},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -413,6 +405,9 @@ TEST(ConfigurationChecks, MeshDataOrder) {
         if (c.tables) SetTables(mesh.get());
         AddRegions(mesh.get(), c.regions);
         EXPECT_EQ(Check(mesh.get()), c.message);
+        if (!c.region.empty()) {
+            EXPECT_EQ(Check(Members(Child(RomMeshDataCfgGetRegionCfgs, mesh.get()))[0]), c.region);
+        }
     }
 }
 
@@ -721,9 +716,7 @@ TEST_F(ConfigurationFiles, MembersWrittenOnlyWhenSet) {
 
 TEST_F(ConfigurationFiles, ResumedElementDataDropsMissingParts) {
     Owned mesh = NewMesh();
-    RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, mesh.get());
-    ROM_OK(RomNodeDataCfgSetCount(nodes, 7));
-    ROM_OK(RomNodeDataCfgSetDimension(nodes, 2));
+    SetNodes(mesh.get(), 7, 2);
     StdPartOf(mesh.get());
     AddSupport(AddRegion(mesh.get(), "Old"), "O", 1, 1);
     RomObject* found = nullptr;
