@@ -263,11 +263,8 @@ TEST(MeshDataExports, InconsistentConfigurationKeepsThePreviousData) {
 
     // The mesh data keeps its own copy: changing the caller's configuration changes nothing.
     ROM_OK(RomNodeDataCfgSetCount(Child(RomMeshDataCfgConfigureNodeData, cfg.get()), 8));
-    RomObject* own = Child(RomMeshDataGetConfiguration, mesh.get());
-    EXPECT_NE(own, cfg.get());
-    std::uint32_t count = 0;
-    ROM_OK(RomNodeDataCfgGetCount(Child(RomMeshDataCfgGetNodeDataCfg, own), &count));
-    EXPECT_EQ(count, 4u);
+    EXPECT_NE(Child(RomMeshDataGetConfiguration, mesh.get()), cfg.get());
+    EXPECT_EQ(NodeCount(mesh.get()), 4u);
     EXPECT_EQ(TextOf(RomNodeDataCopyIds(NodeData(mesh.get()), ids.data(), 4, 1)), kTooLong);
 }
 
@@ -321,10 +318,7 @@ TEST_F(MeshDataFiles, CreateAndInitFromASavedConfiguration) {
     ROM_OK(RomFactoryCreateAndInitMeshData(&created, file.c_str()));
     Owned mesh(created);
     ASSERT_NE(created, nullptr);
-    std::uint32_t count = 0;
-    ROM_OK(RomNodeDataCfgGetCount(Child(RomMeshDataCfgGetNodeDataCfg, Child(RomMeshDataGetConfiguration, created)),
-                                  &count));
-    EXPECT_EQ(count, 4u);
+    EXPECT_EQ(NodeCount(created), 4u);
     RomObject* support = nullptr;
     ROM_OK(RomMeshDataGetSupportData(created, "S3", &support));
     EXPECT_EQ(Id(support), "S3");

@@ -62,6 +62,11 @@ inline Owned NewMeshData(RomObject* cfg) {
 }
 inline Owned NewMeshData(const MeshShape& shape) { return NewMeshData(NewConfiguration(shape).get()); }
 
+// The node count of the configuration a mesh data holds.
+inline std::uint32_t NodeCount(RomObject* data) {
+    return Read(RomNodeDataCfgGetCount, Child(RomMeshDataCfgGetNodeDataCfg, Child(RomMeshDataGetConfiguration, data)));
+}
+
 // The objects of a mesh data that own its tables.
 inline RomObject* NodeData(RomObject* data) { return Child(RomMeshDataGetMutableNodeData, data); }
 inline RomObject* Elements(RomObject* data) { return Child(RomMeshDataGetMutableElementData, data); }
