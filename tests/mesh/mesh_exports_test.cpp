@@ -324,7 +324,8 @@ TEST_F(MeshBuilder, EveryElementKindStoresItsTypeAndTakesItsNodeCount) {
     }
 }
 
-TEST_F(MeshBuilder, AddRefusals) {
+TEST_F(MeshBuilder, AddAndAccessorRefusals) {
+    const std::string noFaceCount = "Node count has not been setup for the face with index ";
     const Refusal refusals[] = {
         {"node count", Keep, [](RomObject* m) { return AddAfter(m, RomMeshAddNode, 3); },
          "Number of added nodes (3) exceeds specified node count (3) in the mesh configuration! "},
@@ -354,37 +355,7 @@ TEST_F(MeshBuilder, AddRefusals) {
         {"no polyhedrons", [](Shape& s) { s.polyhedrons = 0; },
          [](RomObject* m) { return AddAfter(m, RomMeshAddPolyhedron, 0); },
          "No polyhedron element has been configured in the mesh!"},
-    };
-    for (const Refusal& refusal : refusals) Check(refusal);
-}
-
-TEST_F(MeshBuilder, AFailedInitializeLeavesEveryAddRefused) {
-    namespace Rom = Tervik::Rom;
-    Shape shape;
-    shape.elements = 0;
-    const std::string file = NextPath("romcfg");
-    ROM_OK(RomPersistableSave(NewConfiguration(shape).get(), file.c_str()));
-    const std::unique_ptr<Rom::Mesh::IMesh> builder(GetFactory().CreateAndInitMesh(file));
-    RomObject* mesh = builder.get();
-    AddAfter(mesh, RomMeshAddNode, 2);  // the node count is reached
-    Polygon(mesh, {1, 2});
-    RomObject* polygon = Child(RomMeshAddPolygon, mesh);  // its node count is not set yet
-    const std::unique_ptr<Rom::Configuration::IMeshDataCfg> empty(GetFactory().CreateMeshDataCfg());
-    EXPECT_THROW(builder->Initialize(*empty), Rom::Common::RomException);
-
-    const std::string kNotInitialized = "Mesh is not initialized!";
-    const ChildFn adds[] = {RomMeshAddNode, RomMeshAddTet4, RomMeshAddPolyhedron,
-                            [](RomObject* m, RomObject** out) { return RomMeshAddSupport(m, "S1", out); }};
-    for (ChildFn add : adds) EXPECT_EQ(AddAfter(mesh, add, 0), kNotInitialized);
-    // The previous polygon is measured before anything is checked.
-    EXPECT_EQ(AddAfter(mesh, RomMeshAddPolygon, 0), "Node count has not been setup for this Polygon !");
-    ROM_OK(RomPolygonSetNodeCount(polygon, 1));
-    EXPECT_EQ(AddAfter(mesh, RomMeshAddPolygon, 0), kNotInitialized);
-}
-
-TEST_F(MeshBuilder, AccessorRefusals) {
-    const std::string noFaceCount = "Node count has not been setup for the face with index ";
-    const Refusal refusals[] = {
+        // Accessors
         {"dimension index", Keep,
          [](RomObject* m) { return TextOf(RomNodeSetCoordinate(Child(RomMeshAddNode, m), 2, 1.0)); },
          "Dimension index 2 exceeds Node dimension (2) !"},
@@ -445,6 +416,30 @@ TEST_F(MeshBuilder, AccessorRefusals) {
          "In CMeshData, no support has the given solverId.\nGiven solverId is : S9"},
     };
     for (const Refusal& refusal : refusals) Check(refusal);
+}
+
+TEST_F(MeshBuilder, AFailedInitializeLeavesEveryAddRefused) {
+    namespace Rom = Tervik::Rom;
+    Shape shape;
+    shape.elements = 0;
+    const std::string file = NextPath("romcfg");
+    ROM_OK(RomPersistableSave(NewConfiguration(shape).get(), file.c_str()));
+    const std::unique_ptr<Rom::Mesh::IMesh> builder(GetFactory().CreateAndInitMesh(file));
+    RomObject* mesh = builder.get();
+    AddAfter(mesh, RomMeshAddNode, 2);  // the node count is reached
+    Polygon(mesh, {1, 2});
+    RomObject* polygon = Child(RomMeshAddPolygon, mesh);  // its node count is not set yet
+    const std::unique_ptr<Rom::Configuration::IMeshDataCfg> empty(GetFactory().CreateMeshDataCfg());
+    EXPECT_THROW(builder->Initialize(*empty), Rom::Common::RomException);
+
+    const std::string kNotInitialized = "Mesh is not initialized!";
+    const ChildFn adds[] = {RomMeshAddNode, RomMeshAddTet4, RomMeshAddPolyhedron,
+                            [](RomObject* m, RomObject** out) { return RomMeshAddSupport(m, "S1", out); }};
+    for (ChildFn add : adds) EXPECT_EQ(AddAfter(mesh, add, 0), kNotInitialized);
+    // The previous polygon is measured before anything is checked.
+    EXPECT_EQ(AddAfter(mesh, RomMeshAddPolygon, 0), "Node count has not been setup for this Polygon !");
+    ROM_OK(RomPolygonSetNodeCount(polygon, 1));
+    EXPECT_EQ(AddAfter(mesh, RomMeshAddPolygon, 0), kNotInitialized);
 }
 
 TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
@@ -542,10 +537,7 @@ TEST_F(MeshFile, TheFilesConfigurationReplacesADifferentOne) {
     FillAll(data.get(), five, 50);
     ROM_OK(RomPersistableResume(data.get(), Saved(source.get()).c_str()));
 
-    std::uint32_t count = 0;
-    ROM_OK(RomNodeDataCfgGetCount(
-        Child(RomMeshDataCfgGetNodeDataCfg, Child(RomMeshDataGetConfiguration, data.get())), &count));
-    EXPECT_EQ(count, 3u);
+    EXPECT_EQ(NodeCount(data.get()), 3u);
     Tables t = TablesOf(data.get(), three);
     EXPECT_EQ(t["node ids"], (std::vector<double>{1, 2, 3}));
     EXPECT_EQ(t["coordinates"], Values<double>(6, 1));
