@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
@@ -115,6 +116,61 @@ inline void ReadRaw(const std::string& path, void* data, std::size_t size) {
     const bool read = std::fread(data, 1, size, file) == size;
     std::fclose(file);
     if (!read) Fail("cannot read " + path);
+}
+
+// Best times of one of ours and of its raw reference over the same file, and the file's size.
+struct FileTimes {
+    double ours = std::numeric_limits<double>::max();
+    double raw = std::numeric_limits<double>::max();
+    std::size_t size = 0;
+};
+
+// Saves object to path, in turns with an fwrite of the same bytes from page-aligned memory to
+// rawPath; each writes a new file (the previous one is removed outside the timing).
+inline FileTimes SaveBesideWrite(RomObject* object, const std::string& path, const std::string& rawPath, int rounds) {
+    Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave");
+    FileTimes times;
+    times.size = std::filesystem::file_size(path);
+    PageMemory outgoing = PageAligned(times.size);
+    ReadRaw(path, outgoing.get(), times.size);
+    TakeTurns(
+        rounds,
+        [&] {
+            std::filesystem::remove(path);
+            times.ours = std::min(times.ours, Time([&] { Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave"); }));
+        },
+        [&] {
+            std::filesystem::remove(rawPath);
+            times.raw = std::min(times.raw, Time([&] { WriteRaw(rawPath, outgoing.get(), times.size); }));
+        });
+    if (std::filesystem::file_size(path) != times.size) Fail("the saved file changed size between saves");
+    return times;
+}
+
+// Creates an object with create and resumes it from path, in turns with an fread of the same
+// bytes into fresh page-aligned memory; resumed receives the object resumed last.
+inline FileTimes ResumeBesideRead(RomExceptionHandle (*create)(RomObject**), const std::string& path, int rounds,
+                                  RomObject*& resumed) {
+    FileTimes times;
+    times.size = std::filesystem::file_size(path);
+    TakeTurns(
+        rounds,
+        [&] {
+            if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+            resumed = nullptr;
+            times.ours = std::min(times.ours, Time([&] {
+                                      Must(create(&resumed), "create");
+                                      Must(RomPersistableResume(resumed, path.c_str()), "RomPersistableResume");
+                                  }));
+        },
+        [&] {
+            PageMemory incoming;
+            times.raw = std::min(times.raw, Time([&] {
+                                     incoming = PageAligned(times.size);
+                                     ReadRaw(path, incoming.get(), times.size);
+                                 }));
+        });
+    return times;
 }
 
 #endif

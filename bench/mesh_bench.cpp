@@ -300,50 +300,14 @@ int main(int argc, char** argv) {
                 "it: %.2f ns per call, reference %.2f ns\n",
                 init, allocation, (build - init) * 1e9 / (calls - 1), (store - allocation) * 1e9 / (calls - 1));
 
-    // Save: both write a new file (the previous one is removed outside the timing). Whichever
-    // goes second in a round runs faster, so the order alternates between rounds.
-    Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave");
-    const std::size_t size = std::filesystem::file_size(meshPath);
-    PageMemory outgoing = PageAligned(size);
-    ReadRaw(meshPath, outgoing.get(), size);
-    double save = std::numeric_limits<double>::max();
-    double write = std::numeric_limits<double>::max();
-    const auto saveOnce = [&] {
-        std::filesystem::remove(meshPath);
-        save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
-    };
-    const auto writeOnce = [&] {
-        std::filesystem::remove(rawPath);
-        write = std::min(write, Time([&] { WriteRaw(rawPath, outgoing.get(), size); }));
-    };
-    TakeTurns(kFileRounds, saveOnce, writeOnce);
-    outgoing.reset();
-    if (std::filesystem::file_size(meshPath) != size) Fail("the saved mesh changed size between saves");
-    std::printf("mesh_bench.%s: %.1f MB\n", RomGetMeshFileExtension(), static_cast<double>(size) / 1e6);
-    ReportTarget("save (RomPersistableSave), best of 3", save, "fwrite of the bytes, best", write, "target <= 1.25x");
-
-    // Resume into a fresh mesh data each round, beside an fread into fresh memory; the order
-    // alternates as above.
+    // Save and resume, each in turns with its raw reference.
+    const FileTimes saved = SaveBesideWrite(mesh, meshPath, rawPath, kFileRounds);
+    std::printf("mesh_bench.%s: %.1f MB\n", RomGetMeshFileExtension(), static_cast<double>(saved.size) / 1e6);
+    ReportTarget("save (RomPersistableSave), best of 3", saved.ours, "fwrite of the bytes, best", saved.raw,
+                 "target <= 1.25x");
     RomObject* resumed = nullptr;
-    double resume = std::numeric_limits<double>::max();
-    double read = std::numeric_limits<double>::max();
-    const auto resumeOnce = [&] {
-        if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
-        resumed = nullptr;
-        resume = std::min(resume, Time([&] {
-                              Must(RomFactoryCreateMeshData(&resumed), "RomFactoryCreateMeshData");
-                              Must(RomPersistableResume(resumed, meshPath.c_str()), "RomPersistableResume");
-                          }));
-    };
-    const auto readOnce = [&] {
-        PageMemory incoming;
-        read = std::min(read, Time([&] {
-                            incoming = PageAligned(size);
-                            ReadRaw(meshPath, incoming.get(), size);
-                        }));
-    };
-    TakeTurns(kFileRounds, resumeOnce, readOnce);
-    ReportTarget("resume (CreateMeshData + Resume), best of 3", resume, "fread of the bytes, best", read,
+    const FileTimes loaded = ResumeBesideRead(RomFactoryCreateMeshData, meshPath, kFileRounds, resumed);
+    ReportTarget("resume (CreateMeshData + Resume), best of 3", loaded.ours, "fread of the bytes, best", loaded.raw,
                  "target <= 1.5x");
 
     CheckResumed(resumed);

@@ -233,53 +233,15 @@ void RunCase(const char* title, const Orders& orders, const Targets& targets, co
     std::printf("  the create and initialise apart: %.4f s, reference allocation %.4f s (best of 3)\n", init,
                 allocation);
 
-    // Save: both write a new file (the previous one is removed outside the timing); the
-    // order alternates between rounds.
-    Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave");
-    const std::size_t size = std::filesystem::file_size(paths.snapshot);
-    PageMemory outgoing = PageAligned(size);
-    ReadRaw(paths.snapshot, outgoing.get(), size);
-    double save = std::numeric_limits<double>::max();
-    double write = std::numeric_limits<double>::max();
-    const auto saveOnce = [&] {
-        std::filesystem::remove(paths.snapshot);
-        save = std::min(save, Time([&] {
-                            Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave");
-                        }));
-    };
-    const auto writeOnce = [&] {
-        std::filesystem::remove(paths.raw);
-        write = std::min(write, Time([&] { WriteRaw(paths.raw, outgoing.get(), size); }));
-    };
-    TakeTurns(kRounds, saveOnce, writeOnce);
-    outgoing.reset();
+    // Save and resume, each in turns with its raw reference.
+    const FileTimes saved = SaveBesideWrite(snapshot, paths.snapshot, paths.raw, kRounds);
     Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
-    if (std::filesystem::file_size(paths.snapshot) != size) Fail("the saved snapshot changed size between saves");
-    std::printf("snapshot_bench.%s: %.1f MB\n", RomGetSnapshotFileExtension(), static_cast<double>(size) / 1e6);
-    ReportTarget("save (RomPersistableSave), best of 3", save, "fwrite of the bytes, best", write, targets.save);
-
-    // Resume into a fresh snapshot each round, beside an fread into fresh memory; the
-    // order alternates as above.
+    std::printf("snapshot_bench.%s: %.1f MB\n", RomGetSnapshotFileExtension(), static_cast<double>(saved.size) / 1e6);
+    ReportTarget("save (RomPersistableSave), best of 3", saved.ours, "fwrite of the bytes, best", saved.raw,
+                 targets.save);
     RomObject* resumed = nullptr;
-    double resume = std::numeric_limits<double>::max();
-    double read = std::numeric_limits<double>::max();
-    const auto resumeOnce = [&] {
-        if (resumed != nullptr) Must(RomFactoryRelease(resumed), "RomFactoryRelease");
-        resumed = nullptr;
-        resume = std::min(resume, Time([&] {
-                              Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
-                              Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
-                          }));
-    };
-    const auto readOnce = [&] {
-        PageMemory incoming;
-        read = std::min(read, Time([&] {
-                            incoming = PageAligned(size);
-                            ReadRaw(paths.snapshot, incoming.get(), size);
-                        }));
-    };
-    TakeTurns(kRounds, resumeOnce, readOnce);
-    ReportTarget("resume (CreateSnapshot + Resume), best of 3", resume, "fread of the bytes, best", read,
+    const FileTimes loaded = ResumeBesideRead(RomFactoryCreateSnapshot, paths.snapshot, kRounds, resumed);
+    ReportTarget("resume (CreateSnapshot + Resume), best of 3", loaded.ours, "fread of the bytes, best", loaded.raw,
                  targets.resume);
 
     CheckResumed(resumed);
