@@ -8,6 +8,8 @@
 #include <ostream>
 #include <sstream>
 
+#include <fcntl.h>
+
 #include "cli.hpp"
 
 namespace tervik::cli {
@@ -70,6 +72,14 @@ public:
         written_ += bytes;
     }
     void Write(const std::string& text) { Write(text.data(), text.size()); }
+    // Sets aside bytes for the file in one step, its size unchanged (where the system can).
+    void Reserve(std::uint64_t bytes) {
+#if defined(__linux__) && defined(FALLOC_FL_KEEP_SIZE)
+        (void)::fallocate(::fileno(file_), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes));
+#else
+        (void)bytes;
+#endif
+    }
     std::uint64_t Commit() {
         const bool closed = std::fclose(file_) == 0;
         file_ = nullptr;
@@ -317,7 +327,9 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     header += '_';
 
     static const char zeros[kPage] = {};
+    const std::string trailer = "\n  </AppendedData>\n</VTKFile>\n";
     OutputFile file(path);
+    file.Reserve(header.size() + offset + trailer.size());
     file.Write(header);
     for (std::size_t i = 0; i < arrays.size(); ++i) {
         const Array& array = arrays[i];
@@ -326,7 +338,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
         file.Write(&array.bytes, sizeof array.bytes);
         file.Write(array.data, array.bytes);
     }
-    file.Write(std::string("\n  </AppendedData>\n</VTKFile>\n"));
+    file.Write(trailer);
     return file.Commit();
 }
 
