@@ -228,6 +228,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         {3u << 22, 1u << 22, 2u << 22, 1u << 22},               // only the high digit differs
         {6, 4, 5, 5},                                            // a consecutive range, one id twice
         {12, 10, 13, 11},                                        // consecutive
+        {0xFFFFFFFFu, 0xFFFFFFFDu, 0xFFFFFFFEu},                 // consecutive, up to the largest id
         Shuffled(5, 1200000),                                    // consecutive, many chunks
         Shuffled(0, 700000, 3),                                  // spread out, many chunks
         ShuffledWithRepeat(true), ShuffledWithRepeat(false),     // a consecutive range, one id twice
