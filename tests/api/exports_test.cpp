@@ -1,79 +1,74 @@
 // The exported functions as a client sees them, through the shared library.
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string>
 
-#include <gtest/gtest.h>
-
 #include <tervik/rom/api.hpp>
-#include <tervik/rom/rom.h>
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/snapshot.hpp>
 
-namespace {
+#include "support/exports.hpp"
 
-std::string TextOf(RomExceptionHandle error) {
-    std::string text = error == nullptr ? "<success>" : RomGetExceptionDescription(error);
-    RomReleaseException(error);
-    return text;
-}
-
-RomObject* NewPoint() {
-    RomObject* point = nullptr;
-    EXPECT_EQ(TextOf(RomFactoryCreateUserPoint(&point)), "<success>");
-    EXPECT_NE(point, nullptr);
-    return point;
-}
-
-}  // namespace
-
+// Each extension, from the C function and from the C++ factory: one string for the life of the process.
 TEST(Exports, FileExtensions) {
-    EXPECT_STREQ(RomGetConfigurationFileExtension(), "romcfg");
-    EXPECT_STREQ(RomGetMeshFileExtension(), "rommsh");
-    EXPECT_STREQ(RomGetProjectFileExtension(), "rompjt");
-    EXPECT_STREQ(RomGetRomFileExtension(), "romdat");
-    EXPECT_STREQ(RomGetSnapshotFileExtension(), "romsnp");
-    EXPECT_STREQ(RomGetSnapshotCacheFileExtension(), "romcch");
-    EXPECT_EQ(RomGetMeshFileExtension(), GetFactory().GetMeshFileExtension().c_str());
+    using Factory = Tervik::Rom::Api::IFactory;
+    const struct {
+        const char* (*exported)();
+        const std::string& (Factory::*member)() const;
+        const char* expected;
+    } kinds[] = {
+        {&RomGetConfigurationFileExtension, &Factory::GetConfigurationFileExtension, "romcfg"},
+        {&RomGetMeshFileExtension, &Factory::GetMeshFileExtension, "rommsh"},
+        {&RomGetProjectFileExtension, &Factory::GetProjectFileExtension, "rompjt"},
+        {&RomGetRomFileExtension, &Factory::GetRomFileExtension, "romdat"},
+        {&RomGetSnapshotFileExtension, &Factory::GetSnapshotFileExtension, "romsnp"},
+        {&RomGetSnapshotCacheFileExtension, &Factory::GetSnapshotCacheFileExtension, "romcch"},
+    };
+    for (const auto& kind : kinds) {
+        EXPECT_STREQ(kind.exported(), kind.expected);
+        EXPECT_EQ((GetFactory().*kind.member)(), kind.expected);
+        EXPECT_EQ(kind.exported(), (GetFactory().*kind.member)().c_str()) << kind.expected;
+    }
     EXPECT_EQ(&GetFactory(), &GetFactory());
 }
 
 TEST(Exports, ReleaseAcceptsNull) { EXPECT_EQ(RomFactoryRelease(nullptr), nullptr); }
 
 TEST(Exports, PointsThroughTheBoundary) {
-    RomObject* a = NewPoint();
-    RomObject* b = NewPoint();
-    EXPECT_EQ(TextOf(RomPointSetValue(a, "x", 1.0)), "<success>");
-    EXPECT_EQ(TextOf(RomPointSetValue(b, "x", 1.0)), "<success>");
-    EXPECT_EQ(TextOf(RomPointSetValue(b, "y", 2.0)), "<success>");
+    RomObject* a = Create(RomFactoryCreateUserPoint).release();
+    RomObject* b = Create(RomFactoryCreateUserPoint).release();
+    ASSERT_NE(a, nullptr);
+    ROM_OK(RomPointSetValue(a, "x", 1.0));
+    ROM_OK(RomPointSetValue(b, "x", 1.0));
+    ROM_OK(RomPointSetValue(b, "y", 2.0));
 
     std::uint32_t flag = 9;
-    EXPECT_EQ(TextOf(RomPointEquals(a, b, &flag)), "<success>");
+    ROM_OK(RomPointEquals(a, b, &flag));
     EXPECT_EQ(flag, 1u);
-    EXPECT_EQ(TextOf(RomPointEquals(b, a, &flag)), "<success>");
+    ROM_OK(RomPointEquals(b, a, &flag));
     EXPECT_EQ(flag, 0u);
-    EXPECT_EQ(TextOf(RomPointHasValue(a, "y", &flag)), "<success>");
+    ROM_OK(RomPointHasValue(a, "y", &flag));
     EXPECT_EQ(flag, 0u);
 
-    EXPECT_EQ(TextOf(RomPointCopyTo(b, a)), "<success>");
+    ROM_OK(RomPointCopyTo(b, a));
     double value = 0;
     EXPECT_EQ(RomPointTryGetValue(a, "y", &value), 1u);
     EXPECT_EQ(value, 2.0);
 
-    EXPECT_EQ(TextOf(RomPointClear(a)), "<success>");
+    ROM_OK(RomPointClear(a));
     value = 5;
     EXPECT_EQ(TextOf(RomPointGetValue(a, "x", &value)), "The point does not contains the parameter x.");
     EXPECT_EQ(value, 5) << "out-parameter written on failure";
     EXPECT_EQ(RomPointTryGetValue(a, "x", &value), 0u);
     EXPECT_EQ(value, 5);
 
-    EXPECT_EQ(TextOf(RomFactoryRelease(a)), "<success>");
-    EXPECT_EQ(TextOf(RomFactoryRelease(b)), "<success>");
+    ROM_OK(RomFactoryRelease(a));
+    ROM_OK(RomFactoryRelease(b));
 }
 
 TEST(Exports, BadArgumentsBecomeExceptionHandles) {
-    RomObject* point = NewPoint();
+    const Owned owned = Create(RomFactoryCreateUserPoint);
+    RomObject* point = owned.get();
     double value = 3;
     std::uint32_t flag = 3;
     EXPECT_EQ(TextOf(RomPointSetValue(nullptr, "x", 1)), "Invalid object handle: null.");
@@ -92,86 +87,75 @@ TEST(Exports, BadArgumentsBecomeExceptionHandles) {
     EXPECT_EQ(RomPointTryGetValue(point, nullptr, &value), 0u);
     EXPECT_EQ(RomPointTryGetValue(point, "x", nullptr), 0u);
     EXPECT_EQ(value, 3);
-    EXPECT_EQ(TextOf(RomFactoryRelease(point)), "<success>");
 }
 
 TEST(Exports, FactoryForCppClients) {
     Tervik::Rom::Snapshot::IUserPoint* point = GetFactory().CreateUserPoint();
     point->SetValue("x", 4);
-    RomObject* handle = point;
+    const Owned handle(point);
     double value = 0;
-    EXPECT_EQ(TextOf(RomPointGetValue(handle, "x", &value)), "<success>");
+    ROM_OK(RomPointGetValue(handle.get(), "x", &value));
     EXPECT_EQ(value, 4);
-    EXPECT_EQ(TextOf(RomFactoryRelease(handle)), "<success>");
 }
 
 TEST(Exports, SnapshotCacheThroughTheBoundary) {
-    RomObject* cache = nullptr;
-    ASSERT_EQ(TextOf(RomFactoryCreateSnapshotCache(&cache)), "<success>");
-    RomObject* input = NewPoint();
-    RomObject* output = NewPoint();
-    RomPointSetValue(input, "x", 1);
-    RomPointSetValue(output, "lift", 0.5);
+    const Owned cache = Create(RomFactoryCreateSnapshotCache), input = Create(RomFactoryCreateUserPoint),
+                output = Create(RomFactoryCreateUserPoint);
+    ASSERT_NE(cache, nullptr);
+    ROM_OK(RomPointSetValue(input.get(), "x", 1));
+    ROM_OK(RomPointSetValue(output.get(), "lift", 0.5));
 
     std::uint32_t added = 9;
-    EXPECT_EQ(TextOf(RomSnapshotCachePush(cache, input, output, "run.romsnp", &added)), "<success>");
+    ROM_OK(RomSnapshotCachePush(cache.get(), input.get(), output.get(), "run.romsnp", &added));
     EXPECT_EQ(added, 1u);
-    EXPECT_EQ(TextOf(RomSnapshotCachePush(cache, input, output, "again.romsnp", &added)), "<success>");
+    ROM_OK(RomSnapshotCachePush(cache.get(), input.get(), output.get(), "again.romsnp", &added));
     EXPECT_EQ(added, 0u);
 
     RomObject* entry = nullptr;
-    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache, input, &entry)), "<success>");
+    ROM_OK(RomSnapshotCachePull(cache.get(), input.get(), &entry));
     ASSERT_NE(entry, nullptr);
     const char* file = nullptr;
-    EXPECT_EQ(TextOf(RomSnasphotCacheEntryGetSnapshotFile(entry, &file)), "<success>");
+    ROM_OK(RomSnasphotCacheEntryGetSnapshotFile(entry, &file));
     EXPECT_STREQ(file, "run.romsnp");
-    RomObject* point = nullptr;
-    EXPECT_EQ(TextOf(RomSnapshotCacheEntryGetOutputPoint(entry, &point)), "<success>");
     double lift = 0;
-    EXPECT_EQ(TextOf(RomPointGetValue(point, "lift", &lift)), "<success>");
+    ROM_OK(RomPointGetValue(Child(RomSnapshotCacheEntryGetOutputPoint, entry), "lift", &lift));
     EXPECT_EQ(lift, 0.5);
-    EXPECT_EQ(TextOf(RomSnapshotCacheEntryGetInputPoint(entry, &point)), "<success>");
-    EXPECT_EQ(TextOf(RomPointSetValue(point, "x", 2)), "<success>") << "entry points are writable";
+    EXPECT_EQ(TextOf(RomPointSetValue(Child(RomSnapshotCacheEntryGetInputPoint, entry), "x", 2)), kOk)
+        << "entry points are writable";
 
-    EXPECT_EQ(TextOf(RomPersistableSave(cache, "/nonexistent-folder/c.romcch")),
+    EXPECT_EQ(TextOf(RomPersistableSave(cache.get(), "/nonexistent-folder/c.romcch")),
               "Could not open the file /nonexistent-folder/c.romcch.");
-    EXPECT_EQ(TextOf(RomPersistableResume(cache, "/nonexistent-folder/c.romcch")),
+    EXPECT_EQ(TextOf(RomPersistableResume(cache.get(), "/nonexistent-folder/c.romcch")),
               "JsonSerializationFile does not exist!\nProvided complete path to file is :\n/nonexistent-folder/c.romcch");
 
-    EXPECT_EQ(TextOf(RomSnapshotCacheClear(cache)), "<success>");
-    entry = input;
-    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache, input, &entry)), "<success>");
+    ROM_OK(RomSnapshotCacheClear(cache.get()));
+    entry = input.get();
+    ROM_OK(RomSnapshotCachePull(cache.get(), input.get(), &entry));
     EXPECT_EQ(entry, nullptr);
-    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache, cache, &entry)), "Invalid object handle: expected IPoint.");
-
-    for (RomObject* object : {cache, input, output}) EXPECT_EQ(TextOf(RomFactoryRelease(object)), "<success>");
+    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache.get(), cache.get(), &entry)), "Invalid object handle: expected IPoint.");
 }
 
 TEST(Exports, ProjectsThroughTheBoundary) {
-    RomObject* a = nullptr;
-    RomObject* b = nullptr;
-    ASSERT_EQ(TextOf(RomFactoryCreateProject(&a)), "<success>");
-    ASSERT_EQ(TextOf(RomFactoryCreateProject(&b)), "<success>");
-    std::uint32_t same = 7;
-    EXPECT_EQ(TextOf(RomProjectComparison(a, a, &same)), "<success>");
-    EXPECT_EQ(same, 1u);
-    EXPECT_EQ(TextOf(RomProjectComparison(a, b, &same)), "<success>");
-    EXPECT_EQ(same, 0u);
-    RomObject* point = NewPoint();
-    EXPECT_EQ(TextOf(RomProjectComparison(a, point, &same)), "<success>") << "another kind compares unequal";
-    EXPECT_EQ(same, 0u);
-    EXPECT_EQ(TextOf(RomProjectComparison(point, a, &same)), "Invalid object handle: expected IProject.");
+    const Owned a = Create(RomFactoryCreateProject), b = Create(RomFactoryCreateProject),
+                point = Create(RomFactoryCreateUserPoint);
+    const auto same = [](const Owned& x, RomObject* y) {
+        std::uint32_t flag = 7;
+        ROM_OK(RomProjectComparison(x.get(), y, &flag));
+        return flag;
+    };
+    EXPECT_EQ(same(a, a.get()), 1u);
+    EXPECT_EQ(same(a, b.get()), 0u);
+    EXPECT_EQ(same(a, point.get()), 0u) << "another kind compares unequal";
+    std::uint32_t flag = 7;
+    EXPECT_EQ(TextOf(RomProjectComparison(point.get(), a.get(), &flag)), "Invalid object handle: expected IProject.");
 
     const std::string path = testing::TempDir() + "exports_project.rompjt";
-    EXPECT_EQ(TextOf(RomPersistableSave(a, path.c_str())), "<success>");
-    EXPECT_EQ(TextOf(RomPersistableResume(b, path.c_str())), "<success>");
-    EXPECT_EQ(TextOf(RomProjectComparison(b, a, &same)), "<success>");
-    EXPECT_EQ(same, 1u);
-    EXPECT_EQ(TextOf(RomPersistableResume(b, (path + ".bak").c_str())),
+    ROM_OK(RomPersistableSave(a.get(), path.c_str()));
+    ROM_OK(RomPersistableResume(b.get(), path.c_str()));
+    EXPECT_EQ(same(b, a.get()), 1u);
+    EXPECT_EQ(TextOf(RomPersistableResume(b.get(), (path + ".bak").c_str())),
               "The file " + path + ".bak do not have the expected extension rompjt.");
     std::remove(path.c_str());
-
-    for (RomObject* object : {a, b, point}) EXPECT_EQ(TextOf(RomFactoryRelease(object)), "<success>");
 }
 
 TEST(Exports, CppClientsCastAndCatchTheLibrarysTypes) {
