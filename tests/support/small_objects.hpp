@@ -5,21 +5,11 @@
 #include <cstdint>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include <tervik/rom/rom.h>
+#include "support/exports.hpp"
 
 namespace SmallObjects {
 
-inline void Ok(RomExceptionHandle error) {
-    ASSERT_EQ(error, nullptr) << RomGetExceptionDescription(error);
-}
-
-inline RomObject* Child(RomExceptionHandle (*get)(RomObject*, RomObject**), RomObject* parent) {
-    RomObject* child = nullptr;
-    Ok(get(parent, &child));
-    return child;
-}
+inline void Ok(RomExceptionHandle error) { EXPECT_EQ(TextOf(error), kOk); }
 
 // A small valid mesh data configuration: one node, one Point0, one support of it.
 inline RomObject* MeshConfiguration(std::uint32_t nodes) {
