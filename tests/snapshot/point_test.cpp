@@ -1,5 +1,6 @@
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -16,21 +17,25 @@ CPoint Point(std::initializer_list<std::pair<const char*, double>> values) {
     return point;
 }
 
+// The text of the RomException the action throws.
+template <class Action>
+std::string RomError(Action&& action) {
+    try {
+        action();
+    } catch (const RomException& e) {
+        return e.what();
+    }
+    return "no exception";
+}
+
 }  // namespace
 
 TEST(Point, SetOverwritesAndGetReportsAbsentNames) {
-    CPoint point;
-    point.SetValue("x", 1);
-    point.SetValue("x", 2);
+    CPoint point = Point({{"x", 1}, {"x", 2}});
     EXPECT_EQ(point.GetValue("x"), 2);
     EXPECT_TRUE(point.HasValue("x"));
     EXPECT_FALSE(point.HasValue("X"));
-    try {
-        point.GetValue("y");
-        FAIL();
-    } catch (const RomException& e) {
-        EXPECT_STREQ(e.what(), "The point does not contains the parameter y.");
-    }
+    EXPECT_EQ(RomError([&] { point.GetValue("y"); }), "The point does not contains the parameter y.");
     double untouched = 42;
     EXPECT_FALSE(point.TryGetValue("y", untouched));
     EXPECT_EQ(untouched, 42);
@@ -75,10 +80,7 @@ TEST(PointEquality, EdgesOfTheDigitAndRelativeTests) {
 }
 
 TEST(PointJson, SortedArrayOfIdsAndValues) {
-    CPoint point;
-    point.SetValue("b", 2.5);
-    point.SetValue("a", -1);
-    point.SetValue("B", 0.1);
+    const CPoint point = Point({{"b", 2.5}, {"a", -1}, {"B", 0.1}});
     Json::Value value;
     point.ToJson(value);
     ASSERT_TRUE(value.isArray());
@@ -102,28 +104,15 @@ TEST(PointJson, SortedArrayOfIdsAndValues) {
 
 TEST(PointJson, RefusesDimensionsWithoutIdOrValue) {
     Json::Value value(Json::arrayValue);
-    Json::Value good;
-    good["id"] = "x";
-    good["value"] = 1.0;
-    value.append(good);
-    Json::Value noId;
-    noId["value"] = 2.0;
-    value.append(noId);
+    value.append(Json::objectValue)["id"] = "x";
+    value[0]["value"] = 1.0;
+    value.append(Json::objectValue)["value"] = 2.0;
     CPoint point;
-    try {
-        point.FromJson(value);
-        FAIL();
-    } catch (const RomException& e) {
-        EXPECT_STREQ(e.what(), "The point is invalid, it contains a dimension without any identifier.");
-    }
+    EXPECT_EQ(RomError([&] { point.FromJson(value); }),
+              "The point is invalid, it contains a dimension without any identifier.");
     EXPECT_EQ(point.GetValue("x"), 1.0);  // read before the faulty element
 
     value[1]["id"] = "y";
     value[1].removeMember("value");
-    try {
-        point.FromJson(value);
-        FAIL();
-    } catch (const RomException& e) {
-        EXPECT_STREQ(e.what(), "The point is invalid, it contains a dimension without any value.");
-    }
+    EXPECT_EQ(RomError([&] { point.FromJson(value); }), "The point is invalid, it contains a dimension without any value.");
 }
