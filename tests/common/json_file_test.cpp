@@ -58,11 +58,14 @@ TEST_F(JsonFileTest, ReadErrorsNameTheKeyAndTheFile) {
     EXPECT_EQ(file.GetVersion(), 0u);
     EXPECT_EQ(file.GetProductVersion().major, 0);
 
-    for (const char* text : {"{\"setup\": {", "not json", "[1, 2]", ""}) {
+    // Broken, foreign and too deeply nested texts hold no key either.
+    const std::string deep = "{\"setup\": " + std::string(100000, '[') + std::string(100000, ']') + "}";
+    for (const std::string& text : {std::string("{\"setup\": {"), std::string("not json"), std::string("[1, 2]"),
+                                    std::string(), deep}) {
         WriteBytes(other, text);
         EXPECT_EQ(MessageOf([&] { file.Read("setup", value); }),
                   "JsonSerializationFile cannot find any key named setup\nin the file\n" + other)
-            << text;
+            << text.substr(0, 20);
     }
 }
 
@@ -88,14 +91,4 @@ TEST_F(JsonFileTest, UnwritableTargetIsReportedAndTheOldFileKept) {
     file.SetFileName(Path("folder"));
     EXPECT_EQ(MessageOf([&] { file.Write("k", Json::Value(1)); }), "System error while trying to write to a file.");
     EXPECT_EQ(Files(), std::vector<std::string>{"folder"});
-}
-
-TEST_F(JsonFileTest, DeeplyNestedTextHoldsNoKey) {
-    const std::string path = Path("deep.romcfg");
-    WriteBytes(path, "{\"setup\": " + std::string(100000, '[') + std::string(100000, ']') + "}");
-    JsonSerializationFile file;
-    file.SetFileName(path);
-    Json::Value value;
-    EXPECT_EQ(MessageOf([&] { file.Read("setup", value); }),
-              "JsonSerializationFile cannot find any key named setup\nin the file\n" + path);
 }
