@@ -38,12 +38,9 @@ std::string Le32(std::uint32_t value) { return std::string(reinterpret_cast<cons
 
 TEST_F(PersistenceTest, ExtensionIsCheckedFromTheEndAndCaseSensitively) {
     EXPECT_NO_THROW(Common::CheckFileExtension("a.b.rommsh", "rommsh", "The file "));
-    EXPECT_EQ(MessageOf([] { Common::CheckFileExtension("mesh.ROMMSH", "rommsh", "The file "); }),
-              "The file mesh.ROMMSH do not have the expected extension rommsh.");
-    EXPECT_EQ(MessageOf([] { Common::CheckFileExtension("rommsh", "rommsh", "The file "); }),
-              "The file rommsh do not have the expected extension rommsh.");
-    EXPECT_EQ(MessageOf([] { Common::CheckFileExtension("", "rommsh", "The file "); }),
-              "The file  do not have the expected extension rommsh.");
+    for (const std::string name : {"mesh.ROMMSH", "rommsh", ""})
+        EXPECT_EQ(MessageOf([&] { Common::CheckFileExtension(name, "rommsh", "The file "); }),
+                  "The file " + name + " do not have the expected extension rommsh.");
 
     Snapshot::CSnapshotCache cache;
     EXPECT_EQ(MessageOf([&] { cache.Save(Path("c.romcfg")); }),
@@ -78,22 +75,19 @@ TEST_F(PersistenceTest, ProjectFileIsTheFrameThenTheId) {
 TEST_F(PersistenceTest, FrameHeaderErrors) {
     const std::string file = ProjectFile();
     const std::string path = Path("bad.rompjt");
-    Project::CProject target;
-
-    WriteBytes(path, Le32(1));
-    EXPECT_EQ(MessageOf([&] { target.Resume(path); }),
-              "Internal error: Tried to restore a NULL object to an already instanciated object.");
-
-    WriteBytes(path, Le32(0) + Le32(2) + file.substr(8));
-    EXPECT_EQ(MessageOf([&] { target.Resume(path); }),
-              "The file was saved with a future version (2) of the product and cannot be resumed. The latest "
-              "supported version of your installation is 1.");
-
-    std::string unknown = file;
-    unknown.replace(12, 36, "00000000-0000-0000-0000-000000000000");
-    WriteBytes(path, unknown);
-    EXPECT_EQ(MessageOf([&] { target.Resume(path); }),
-              "Internal error: The SerializationFactory for the type 00000000-0000-0000-0000-000000000000 is missing.");
+    const std::pair<std::string, std::string> cases[] = {
+        {Le32(1), "Internal error: Tried to restore a NULL object to an already instanciated object."},
+        {Le32(0) + Le32(2) + file.substr(8),
+         "The file was saved with a future version (2) of the product and cannot be resumed. The latest "
+         "supported version of your installation is 1."},
+        {std::string(file).replace(12, 36, "00000000-0000-0000-0000-000000000000"),
+         "Internal error: The SerializationFactory for the type 00000000-0000-0000-0000-000000000000 is missing."},
+    };
+    for (const auto& [bytes, message] : cases) {
+        WriteBytes(path, bytes);
+        Project::CProject target;
+        EXPECT_EQ(MessageOf([&] { target.Resume(path); }), message);
+    }
 }
 
 TEST_F(PersistenceTest, ATruncatedFileFailsWithALibraryMessageWherever) {
