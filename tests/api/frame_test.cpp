@@ -3,27 +3,16 @@
 #include <stdexcept>
 #include <string>
 
-#include <gtest/gtest.h>
-
 #include "api/frame.hpp"
 #include "snapshot/point.hpp"
+#include "support/exports.hpp"
 
 using namespace Tervik::Rom;
 using Api::Frame::As;
 namespace Frame = Api::Frame;
 
-namespace {
-
-std::string TextOf(RomExceptionHandle error) {
-    std::string text = error == nullptr ? "<success>" : RomGetExceptionDescription(error);
-    RomReleaseException(error);
-    return text;
-}
-
-}  // namespace
-
 TEST(Frame, TurnsExceptionsIntoHandles) {
-    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(void()))), "<success>");
+    ROM_OK(Frame::Run(ROM_CALL(void())));
     EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw Common::RomException("library text")))), "library text");
     EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw std::length_error("string too long")))), "string too long");
     EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(throw 42))), "Unknown error.");
@@ -34,7 +23,7 @@ TEST(Frame, WritesOutParametersOnlyOnSuccess) {
     double out = -1;
     EXPECT_EQ(TextOf(Frame::Run(&out, [&]() -> double { throw Common::RomException("no"); })), "no");
     EXPECT_EQ(out, -1);
-    EXPECT_EQ(TextOf(Frame::Run(&out, ROM_CALL(2.5))), "<success>");
+    ROM_OK(Frame::Run(&out, ROM_CALL(2.5)));
     EXPECT_EQ(out, 2.5);
 
     bool ran = false;
@@ -43,21 +32,21 @@ TEST(Frame, WritesOutParametersOnlyOnSuccess) {
     EXPECT_FALSE(ran) << "the body must not run when its result has nowhere to go";
 
     std::uint32_t flag = 7;
-    EXPECT_EQ(TextOf(Frame::Run(&flag, ROM_CALL(true))), "<success>");
+    ROM_OK(Frame::Run(&flag, ROM_CALL(true)));
     EXPECT_EQ(flag, 1u);
 }
 
 TEST(Frame, HandsOutObjectsAsTheirRootAndStringsWhereTheyLive) {
     Snapshot::CPoint point;
     RomObject* handle = nullptr;
-    EXPECT_EQ(TextOf(Frame::Run(&handle, [&]() -> Snapshot::IPoint& { return point; })), "<success>");
+    ROM_OK(Frame::Run(&handle, [&]() -> Snapshot::IPoint& { return point; }));
     EXPECT_EQ(handle, static_cast<Common::IRomObject*>(&point));
-    EXPECT_EQ(TextOf(Frame::Run(&handle, ROM_CALL(static_cast<Snapshot::IPoint*>(nullptr)))), "<success>");
+    ROM_OK(Frame::Run(&handle, ROM_CALL(static_cast<Snapshot::IPoint*>(nullptr))));
     EXPECT_EQ(handle, nullptr);
 
     const std::string text = "kept";
     const char* out = nullptr;
-    EXPECT_EQ(TextOf(Frame::Run(&out, ROM_CALL(text))), "<success>");
+    ROM_OK(Frame::Run(&out, ROM_CALL(text)));
     EXPECT_EQ(out, text.c_str());
 }
 
