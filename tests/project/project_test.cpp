@@ -1,7 +1,3 @@
-#include <memory>
-
-#include <tervik/rom/api.hpp>
-
 #include "project/project.hpp"
 #include "snapshot/point.hpp"
 #include "support/temp_dir.hpp"
@@ -37,9 +33,6 @@ TEST_F(ProjectTest, ResumedProjectIsTheSavedOne) {
     resumed.Resume(Path("p.rompjt"));
     EXPECT_TRUE(resumed.Compare(&saved));
     EXPECT_TRUE(saved.Compare(&resumed));
-
-    const std::unique_ptr<Project::IProject> created(GetFactory().CreateAndResumeProject(Path("p.rompjt")));
-    EXPECT_TRUE(created->Compare(&saved));
 }
 
 TEST_F(ProjectTest, UnsupportedVersionKeepsTheId) {
