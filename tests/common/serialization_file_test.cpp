@@ -61,24 +61,17 @@ TEST_F(SerializationFileTest, PrimitivesAreLittleEndianWithoutPadding) {
 TEST_F(SerializationFileTest, EverythingRoundTrips) {
     const double doubles[3] = {1.0, -0.0, std::numeric_limits<double>::denorm_min()};
     const std::int32_t ints[2] = {-7, 9};
-    const std::string path = Path("round.bin");
     Json::Value json;
     json["a"].append("x");
     json["b"] = 0.1;
-    {
-        CSerializationFile file;
-        file.OpenForSerializing(path);
-        IStreamAdapter& s = *file.GetStreamAdapter();
+    auto file = Reading(Written([&](IStreamAdapter& s) {
         s.Write(doubles, 3);
         s.Write(ints, 2);
         s.Write(json);
         s.Write(std::string("caf\xc3\xa9"));
         s.Write(static_cast<const double*>(nullptr), 0);
-        file.Close();
-    }
-    CSerializationFile file;
-    file.OpenForDeserializing(path);
-    IStreamAdapter& s = *file.GetStreamAdapter();
+    }));
+    IStreamAdapter& s = *file->GetStreamAdapter();
     double d[3];
     std::int32_t i[2];
     Json::Value j;
