@@ -1,5 +1,6 @@
 #include "snapshot/snapshot.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -66,8 +67,13 @@ void CSnapshotComponentData::Restore(std::string componentId, std::string suppor
 }
 
 void CSnapshotComponentData::RestoredIds() {
-    ascending_ = true;
-    for (std::uint32_t i = 1; i < expected_ && ascending_; ++i) ascending_ = ids_[i - 1] <= ids_[i];
+    ascending_ = std::is_sorted(ids_.get(), ids_.get() + expected_);
+    idsLent_ = false;
+}
+
+bool CSnapshotComponentData::IdsAscend() const {
+    if (assigned_ != expected_) return false;
+    return idsLent_ ? std::is_sorted(ids_.get(), ids_.get() + expected_) : ascending_;
 }
 
 // ---- Snapshot ---------------------------------------------------------------------

@@ -32,7 +32,11 @@ public:
     std::uint32_t GetAssignedEntityValueCount() const override { return assigned_; }
     void GetValue(std::uint32_t index, std::uint32_t& id, double& value) const override;
     double* GetValueArray() override { return values_.get(); }
-    std::uint32_t* GetIdArray() override { return ids_.get(); }
+    // The caller may rewrite the ids through this array: their order is checked again at save.
+    std::uint32_t* GetIdArray() override {
+        idsLent_ = true;
+        return ids_.get();
+    }
     void AddValue(std::uint32_t id, double value) override {
         if (assigned_ >= expected_) ThrowFull(id);
         if (assigned_ != 0 && id < ids_[assigned_ - 1]) ascending_ = false;
@@ -49,12 +53,12 @@ public:
     const std::uint32_t* Ids() const { return ids_.get(); }
     const double* Values() const { return values_.get(); }
     bool IsFull() const { return assigned_ == expected_; }
-    // Whether the ids were added in ascending order (unassigned slots are zeros and come
-    // last, so a table not full counts as unordered).
-    bool IdsAscend() const { return ascending_ && assigned_ == expected_; }
+    // Whether the ids ascend (unassigned slots are zeros and come last, so a table not full
+    // counts as unordered): known from the adds, or checked when the array was handed out.
+    bool IdsAscend() const;
     // Replaces everything by what a file holds: full, count pairs.
     void Restore(std::string componentId, std::string supportId, std::uint32_t count);
-    // Notes the order of the ids just read into the table.
+    // Notes the order of the ids just read into the table (through GetIdArray).
     void RestoredIds();
 
     // The sort a writer lends to several component data in a row.
@@ -70,7 +74,8 @@ private:
     std::string componentId_;
     std::string supportId_;
     bool keepInsertionOrder_ = false;
-    bool ascending_ = true;
+    bool ascending_ = true;  // the ids added so far ascend
+    bool idsLent_ = false;   // GetIdArray handed the array out since
 };
 
 class CSnapshot final : public ISnapshot, public Common::CPersistableBinary {

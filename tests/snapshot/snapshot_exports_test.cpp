@@ -284,6 +284,24 @@ TEST_F(SnapshotFiles, ArraysAddedAllOrNone) {
     const std::string path = Path("arrays.romsnp");
     ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
     EXPECT_EQ(Parse(ReadBytes(path)).records[0].pairs, (Pairs{{2, 0.2}, {5, 0.5}, {6, 0.6}, {7, 0.7}}));
+
+    // Ids added ascending, then rewritten through the live array, are sorted again; so are
+    // ids a resume read.
+    Owned ascending = SnapshotOf(cfg.get());
+    data = Data(ascending.get(), "C1", "S1");
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids, values, 4));
+    ROM_OK(RomPersistableSave(ascending.get(), path.c_str()));
+    std::uint32_t* live = Read(RomSnapshotComponentDataGetIdArray, data);
+    std::swap(live[0], live[2]);
+    ROM_OK(RomPersistableSave(ascending.get(), path.c_str()));
+    const Pairs sorted = {{5, 0.7}, {6, 0.6}, {7, 0.5}, {9, 0.9}};
+    EXPECT_EQ(Parse(ReadBytes(path)).records[0].pairs, sorted);
+    Owned resumed = Create(RomFactoryCreateSnapshot);
+    ROM_OK(RomPersistableResume(resumed.get(), path.c_str()));
+    live = Read(RomSnapshotComponentDataGetIdArray, Data(resumed.get(), "C1", "S1"));
+    std::swap(live[1], live[3]);
+    ROM_OK(RomPersistableSave(resumed.get(), path.c_str()));
+    EXPECT_EQ(Parse(ReadBytes(path)).records[0].pairs, (Pairs{{5, 0.7}, {6, 0.9}, {7, 0.5}, {9, 0.6}}));
 }
 
 TEST_F(SnapshotFiles, ComponentsOfOneSupportSortedInTheirOwnOrders) {
