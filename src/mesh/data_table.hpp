@@ -49,13 +49,16 @@ public:
 
     bool IsPresent() const { return table_ != nullptr; }
     const DataTable<T>* Record() const { return table_.get(); }
+    // Keeps the current table alive for a writer holding pointers into it, even once this
+    // table has been replaced (by a resume or a Set).
+    std::shared_ptr<const void> Hold() const { return table_; }
     void Release() { table_.reset(); }
 
     // Writes count values from data at offset; offset 0 and count 0 copy the whole table.
     // An absent table is first allocated with size zeros.
     void Copy(const T* data, std::uint32_t offset, std::uint32_t count, std::uint32_t size) {
         if (data == nullptr) Throw("copy", names_.table, " table but provided data are not valid !");
-        if (table_ == nullptr) table_ = std::make_unique<DataTable<T>>(size, nullptr);
+        if (table_ == nullptr) table_ = std::make_shared<DataTable<T>>(size, nullptr);
         if (offset == 0 && count == 0) count = table_->count;
         // In 64 bits, so that a range wrapping around 32 bits is refused too.
         if (std::uint64_t{offset} + count > table_->count)
@@ -72,19 +75,19 @@ public:
     // Borrows data as the whole table of size elements.
     void Set(T* data, std::uint32_t size) {
         if (data == nullptr) Throw("set", names_.table, " table but provided data are not valid !");
-        table_ = std::make_unique<DataTable<T>>(size, data);
+        table_ = std::make_shared<DataTable<T>>(size, data);
     }
 
     // The first element for a writer that fills the table; allocates an absent table.
     T* Fill(std::uint32_t size) {
-        if (table_ == nullptr) table_ = std::make_unique<DataTable<T>>(size, nullptr);
+        if (table_ == nullptr) table_ = std::make_shared<DataTable<T>>(size, nullptr);
         return &table_->At(0);
     }
 
     // The table for a reader that restores it: kept when it has size elements (borrowed
     // or not), otherwise allocated anew.
     T* Resize(std::uint32_t size) {
-        if (table_ == nullptr || table_->count != size) table_ = std::make_unique<DataTable<T>>(size, nullptr);
+        if (table_ == nullptr || table_->count != size) table_ = std::make_shared<DataTable<T>>(size, nullptr);
         return table_->data;
     }
 
@@ -103,7 +106,7 @@ private:
     }
 
     const TableNames& names_;
-    std::unique_ptr<DataTable<T>> table_;
+    std::shared_ptr<DataTable<T>> table_;
 };
 
 }  // namespace Tervik::Rom::Mesh

@@ -138,12 +138,15 @@ void CMesh::Initialize(const Configuration::IMeshDataCfg& configuration) {
     nodesAdded_ = 0;
     coordinates_ = Cursor<double>{nodes.FillCoordinates(), nodes.Coordinates().Record()->count, 0};
     nodeIds_ = nodes.FillIds();
+    // The tables bound below stay alive for the accessors until the next Initialize, even
+    // if a resume replaces them in the mesh data.
+    std::vector<std::shared_ptr<const void>> bound = {nodes.Coordinates().Hold(), nodes.Ids().Hold()};
     node_.coordinates = Cursor<double>();
     node_.id = nullptr;
     node_.dimension = cfg.GetNodeDataCfg().GetDimension();
 
     CElementData& elements = meshData_.ElementData();
-    auto bindUser = [](UserCounters& counters, auto* data, auto& accessor) {
+    auto bindUser = [&bound](UserCounters& counters, auto* data, auto& accessor) {
         counters = UserCounters();
         accessor.slice = Cursor<std::int32_t>();
         accessor.id = nullptr;
@@ -153,6 +156,7 @@ void CMesh::Initialize(const Configuration::IMeshDataCfg& configuration) {
         counters.ids = data->FillIds();
         counters.size = data->Connectivity().Record()->count;
         counters.count = data->Ids().Record()->count;
+        bound.insert(bound.end(), {data->Connectivity().Hold(), data->Ids().Hold()});
     };
     CUserElementData* user = elements.HasSecond() ? &elements.SecondPart() : nullptr;
     bindUser(polygons_, user != nullptr && user->HasSecond() ? &user->SecondPart() : nullptr, polygon_);
@@ -171,6 +175,7 @@ void CMesh::Initialize(const Configuration::IMeshDataCfg& configuration) {
         types_ = standard.FillTypes();
         connectivitySize_ = standard.Connectivity().Record()->count;
         elementCount_ = standard.Ids().Record()->count;
+        bound.insert(bound.end(), {standard.Connectivity().Hold(), standard.Ids().Hold(), standard.Types().Hold()});
     }
     std::apply([&](auto&... element) {
         ((element.id = nullptr, element.connectivity = Cursor<std::int32_t>()), ...);
@@ -178,6 +183,8 @@ void CMesh::Initialize(const Configuration::IMeshDataCfg& configuration) {
     support_.entities = nullptr;
     support_.entityCount = 0;
     support_.entityCountSet = false;
+    bound_ = std::move(bound);
+    supportBound_.reset();
     initialized_ = true;
 }
 
@@ -228,6 +235,7 @@ ISupport* CMesh::AddSupport(const std::string& solverId) {
     support_.entityCount = data.GetConfiguration()->GetEntityCount();
     support_.entityCountSet = true;
     support_.entities = data.FillEntities();
+    supportBound_ = data.Entities().Hold();
     return &support_;
 }
 

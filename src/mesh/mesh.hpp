@@ -3,6 +3,7 @@
 #define TERVIK_ROM_SRC_MESH_MESH_HPP
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -192,6 +193,9 @@ private:
     bool elementsConfigured_ = false;
     CSupport support_;
     CMeshData meshData_;
+    // The tables the pointers above write into, kept alive when the mesh data lets them go.
+    std::vector<std::shared_ptr<const void>> bound_;
+    std::shared_ptr<const void> supportBound_;
 };
 
 [[noreturn]] void ThrowNumbered(const char* head, std::int64_t number, const char* middle, std::int64_t limit,

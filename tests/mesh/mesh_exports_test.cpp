@@ -449,6 +449,26 @@ TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
     EXPECT_EQ(TablesOf(data.get(), Shape()), Sample());
     EXPECT_EQ(WithoutInternalIds(ReadBytes(Saved(data.get()))), WithoutInternalIds(ReadBytes(file)))
         << "the resumed mesh data saves the same file";
+
+    // A builder resumed from a file of other sizes keeps writing where its last Initialize
+    // bound it: the tables it was given stay alive, and the resumed ones keep what they read.
+    Owned mesh = NewMesh(Shape());
+    RomObject* m = mesh.get();
+    ROM_OK(RomSupportEntitySetId(Child(RomMeshAddNode, m), 10));
+    RomObject* support = Support(m, "S1");
+    Owned small = NewMeshData(kSmall);
+    FillAll(small.get(), kSmall, 1);
+    ROM_OK(RomPersistableResume(m, Saved(small.get()).c_str()));
+    RomObject* node = Child(RomMeshAddNode, m);
+    ROM_OK(RomSupportEntitySetId(node, 11));
+    ROM_OK(RomNodeSetCoordinate(node, 1, 2.5));
+    Element(m, RomMeshAddTri3, 20, {10, 11, 12});
+    Polygon(m, {10, 11}, 30);
+    Polyhedron(m, {{10, 11, 12}}, 40);
+    ROM_OK(RomSupportSetEntityId(support, 1, 9));
+    auto [again, resumed] = Resume(Saved(m));
+    ASSERT_EQ(again, kOk);
+    EXPECT_EQ(TablesOf(resumed.get(), kSmall), TablesOf(small.get(), kSmall));
 }
 
 // ---- Files -----------------------------------------------------------------------------
