@@ -72,9 +72,11 @@ public:
         return table_->data;
     }
 
-    // Borrows data as the whole table of size elements.
+    // Borrows data as the whole table of size elements. The table's own array handed back
+    // stays as it is (replacing the record would free it).
     void Set(T* data, std::uint32_t size) {
         if (data == nullptr) Throw("set", names_.table, " table but provided data are not valid !");
+        if (table_ != nullptr && table_->data == data && table_->count == size) return;
         table_ = std::make_shared<DataTable<T>>(size, data);
     }
 

@@ -44,8 +44,9 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
         ascending &= ids[i] >= previous;
         previous = ids[i];
     }
-    std::memcpy(ids_.get() + assigned_, ids, sizeof(std::uint32_t) * count);
-    std::memcpy(values_.get() + assigned_, values, sizeof(double) * count);
+    // The arrays may be this component data's own (read through its live storage).
+    std::memmove(ids_.get() + assigned_, ids, sizeof(std::uint32_t) * count);
+    std::memmove(values_.get() + assigned_, values, sizeof(double) * count);
     assigned_ += count;
     ascending_ = ascending;
 }
@@ -60,8 +61,9 @@ void CSnapshotComponentData::Restore(std::string componentId, std::string suppor
         ids_.reset(new std::uint32_t[count]());
         values_.reset(new double[count]());
     }
-    componentId_ = std::move(componentId);
-    supportId_ = std::move(supportId);
+    // A kept component data keeps its texts, which callers may still hold.
+    if (componentId_ != componentId) componentId_ = std::move(componentId);
+    if (supportId_ != supportId) supportId_ = std::move(supportId);
     assigned_ = expected_ = count;
     ascending_ = false;  // known once the ids are read
 }

@@ -161,6 +161,11 @@ TEST_P(MeshDataTable, SetBorrowsTheCallersArray) {
         using T = typename decltype(access)::Value;
         const std::vector<T> first = Values<T>(c.size, 1);
         ROM_OK(access.copy(owner_, first.data(), 0, 0));  // an owned table, given up for the borrowed one
+        T* own = nullptr;
+        ROM_OK(access.get(owner_, &own));
+        ROM_OK(access.set(owner_, own));  // the table's own array handed back stays the table
+        ROM_OK(access.copy(owner_, first.data() + 1, 0, 1));
+        EXPECT_EQ(Contents(access)[0], first[1]);
         std::vector<T> mine = Values<T>(c.size, 100);
         ROM_OK(access.set(owner_, mine.data()));
         T* table = nullptr;

@@ -279,6 +279,13 @@ TEST_F(SnapshotFiles, ArraysAddedAllOrNone) {
     EXPECT_EQ(Read(RomSnapshotComponentDataGetAssignedEntityValueCount, data), 3u);
     ROM_OK(RomSnapshotComponentDataAddValues(data, ids + 4, values + 4, 1));
     EXPECT_EQ(Values(data), (Pairs{{5, 0.5}, {6, 0.6}, {7, 0.7}, {2, 0.2}}));
+    // The component data's own arrays, overlapping where they go: taken as they stood.
+    Owned other = SnapshotOf(cfg.get());
+    RomObject* own = Data(other.get(), "C1", "S1");
+    ROM_OK(RomSnapshotComponentDataAddValues(own, ids, values, 1));
+    ROM_OK(RomSnapshotComponentDataAddValues(own, Read(RomSnapshotComponentDataGetIdArray, own),
+                                             Read(RomSnapshotComponentDataGetValueArray, own), 2));
+    EXPECT_EQ(Values(own), (Pairs{{5, 0.5}, {5, 0.5}, {0, 0.0}, {0, 0.0}}));
 
     // The last id breaks the ascending order, so the file holds them sorted.
     const std::string path = Path("arrays.romsnp");
@@ -380,6 +387,18 @@ TEST_F(SnapshotFiles, ResumeTakesTheFilesConfiguration) {
         EXPECT_EQ(Values(Data(snapshot.get(), renamed.c_str(), "S1")), found);
         EXPECT_NE(TextOf(RomSnapshotGetComponentData(snapshot.get(), "C2", "S1", &data)), kOk);
     }
+
+    // An equal configuration keeps the snapshot's component data, and the texts read from them.
+    const char* const kLong = "temperature_of_the_fluid_on_the_wall";
+    Owned equal = Configuration({{"S1", 1}}, {kLong}, {{"S1", kLong}});
+    Owned kept = SnapshotOf(equal.get());
+    data = Data(kept.get(), kLong, "S1");
+    ROM_OK(RomSnapshotComponentDataAddValue(data, 4, 0.5));
+    const char* id = Read(RomSnapshotComponentDataGetComponentId, data);
+    ROM_OK(RomPersistableSave(kept.get(), path.c_str()));
+    ASSERT_EQ(Resume(kept.get(), path), kOk);
+    EXPECT_EQ(Data(kept.get(), kLong, "S1"), data);
+    EXPECT_STREQ(id, kLong);
 }
 
 TEST_F(SnapshotFiles, DamagedFilesRefused) {
