@@ -128,6 +128,18 @@ IRegionCfg& CMeshDataCfg::AddRegion() {
     return region;
 }
 
+Common::IRomObject* CFlatSupportCfgs::GetObject(std::uint32_t index) const {
+    return owner_.Supports(), CSupportCfgs::GetObject(index);
+}
+std::uint32_t CFlatSupportCfgs::IndexOf(const Common::IRomObject* object) const {
+    return owner_.Supports(), CSupportCfgs::IndexOf(object);
+}
+std::uint32_t CFlatSupportCfgs::GetCount() const { return owner_.Supports(), CSupportCfgs::GetCount(); }
+ISupportCfg* CFlatSupportCfgs::Get(std::uint32_t index) const { return owner_.Supports(), CSupportCfgs::Get(index); }
+bool CFlatSupportCfgs::Equals(const Common::IRomObject& other) const {
+    return owner_.Supports(), CSupportCfgs::Equals(other);
+}
+
 const CSupportCfgs& CMeshDataCfg::Supports() const {
     if (supportsStale_) {
         supports_.Clear();

@@ -120,6 +120,24 @@ public:
     const std::string& GetFileExtension() const override;
 };
 
+class CMeshDataCfg;
+
+// The list of every support of a mesh data configuration, handed out as a container: a
+// caller may keep it across adds and resumes, so each read brings it up to date first.
+class CFlatSupportCfgs final : public CSupportCfgs {
+public:
+    explicit CFlatSupportCfgs(const CMeshDataCfg& owner) : CSupportCfgs(Common::Ownership::Referencing), owner_(owner) {}
+
+    Common::IRomObject* GetObject(std::uint32_t index) const override;
+    std::uint32_t IndexOf(const Common::IRomObject* object) const override;
+    std::uint32_t GetCount() const override;
+    ISupportCfg* Get(std::uint32_t index) const override;
+    bool Equals(const Common::IRomObject& other) const override;
+
+private:
+    const CMeshDataCfg& owner_;
+};
+
 class CMeshDataCfg : public IMeshDataCfg, public CPersistableCfg, public Common::CIdentifiable {
 public:
     CMeshDataCfg();
@@ -162,7 +180,7 @@ private:
     CElementDataCfg elementData_;
     CRegionCfgs regions_;
     std::string unit_;
-    mutable CSupportCfgs supports_{Common::Ownership::Referencing};
+    mutable CFlatSupportCfgs supports_{*this};
     mutable bool supportsStale_ = true;
     mutable Common::CSolverIdIndex<CSupportCfg> supportIndex_;
 };

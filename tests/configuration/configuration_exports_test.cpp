@@ -563,6 +563,7 @@ TEST(ConfigurationExports, GetSupportCfgBySolverId) {
     EXPECT_EQ(TextOf(RomMeshDataCfgGetSupportCfg(mesh, "S1", &untouched)), empty);
     RomObject* r1 = AddRegion(mesh, "R1");
     RomObject* r2 = AddRegion(mesh, "R2");
+    RomObject* flat = Child(RomMeshDataCfgGetSupportCfgs, mesh);  // kept: it follows every change
     EXPECT_EQ(TextOf(RomMeshDataCfgGetSupportCfg(mesh, "S1", &untouched)), empty);
     EXPECT_EQ(untouched, mesh) << "out-parameter written on failure";
 
@@ -586,6 +587,8 @@ TEST(ConfigurationExports, GetSupportCfgBySolverId) {
     EXPECT_EQ(lookUp(mesh, "M"), newest);
     EXPECT_EQ(Members(Child(RomMeshDataCfgGetSupportCfgs, mesh)),
               (std::vector<RomObject*>{a, first, late, second, newest}));
+    RomObject* last = AddSupport(r2, "L", 1, 1);
+    EXPECT_EQ(Members(flat), (std::vector<RomObject*>{a, first, late, second, last, newest}));
 }
 
 TEST(ConfigurationExports, TryGetAndConfigureParts) {
