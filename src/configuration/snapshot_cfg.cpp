@@ -89,6 +89,23 @@ void CSnapshotCfg::Check() const {
     if (lists_.empty()) throw RomException("No component associated to a support !");
     for (const auto& entry : lists_)
         if (entry.second->GetCount() == 0) throw RomException("Every snapshot support must have at least one component.");
+    RequireDistinctIds();
+}
+
+void CSnapshotCfg::RequireDistinctIds() const {
+    std::unordered_map<std::string_view, const CSupportCfg*> supportById;
+    for (const CSupportCfg* support : supports_.Members()) {
+        const auto [first, added] = supportById.emplace(support->GetSolverId(), support);
+        if (!added && (listOf_.count(first->second) != 0 || listOf_.count(support) != 0))
+            throw RomException("Two supports of the snapshot configuration have the solver id " + support->GetSolverId() + ".");
+    }
+    std::unordered_map<std::string_view, const CComponentCfg*> componentById;
+    for (const CComponentCfg* component : components_.Members()) componentById.emplace(component->GetSolverId(), component);
+    for (const auto& entry : lists_)
+        for (const CComponentCfg* component : entry.second->Members())
+            if (componentById.at(component->GetSolverId()) != component)
+                throw RomException("Two components of the snapshot configuration have the solver id " +
+                                   component->GetSolverId() + ".");
 }
 
 bool CSnapshotCfg::Equals(const IRomObject& other) const {
@@ -106,6 +123,7 @@ bool CSnapshotCfg::Equals(const IRomObject& other) const {
 }
 
 void CSnapshotCfg::ToJson(Json::Value& value) const {
+    RequireDistinctIds();
     supports_.ToJson(value["supports"]);
     components_.ToJson(value["components"]);
     Json::Value& lists = value["componentSupports"] = Json::Value(Json::objectValue);

@@ -47,6 +47,9 @@ private:
     // Appends the member component to the member support's list.
     void Associate(CComponentCfg& component, const CSupportCfg& support);
     void ClearAssociations();
+    // Refuses what a file could not hold: a support with a list, or a component in one,
+    // that shares its solver id with another support or component (the file names them by id).
+    void RequireDistinctIds() const;
 
     CComponentCfgs components_;
     CSupportCfgs supports_;

@@ -472,6 +472,13 @@ TEST(ConfigurationChecks, FieldSupportIdsAndComponents) {
     }
 }
 
+const std::string kSameSupportId = "Two supports of the snapshot configuration have the solver id S.";
+// Supports S and S, the second with a list.
+void DuplicateSupport(RomObject* s) {
+    SnapshotSupport(s, "S", 2);
+    ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
+}
+
 TEST(ConfigurationChecks, SnapshotOrder) {
     const std::string noSupport = "A snapshot must have at least one support.";
     ExpectChecks(NewSnapshot, Itself, {
@@ -492,7 +499,31 @@ TEST(ConfigurationChecks, SnapshotOrder) {
          },
          kOk},
         {"consistent", BuildSnapshot, kOk},
+        // A file names supports and components by solver id: ones it could not tell apart.
+        {"unlisted supports may share an id", [](RomObject* s) {
+             SnapshotSupport(s, "Lonely", 2), SnapshotSupport(s, "Lonely", 3);
+             ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
+         }, kOk},
+        {"a listed support's id twice", DuplicateSupport, kSameSupportId},
+        {"a listed component's id twice", [](RomObject* s) {
+             SnapshotComponent(s, "C");
+             ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
+         }, "Two components of the snapshot configuration have the solver id C."},
     });
+}
+
+// Nor is such a configuration written, alone or in a snapshot.
+TEST_F(ConfigurationFiles, AmbiguousSnapshotConfigurationsAreNotWritten) {
+    Owned duplicate = NewSnapshot();
+    DuplicateSupport(duplicate.get());
+    EXPECT_EQ(TextOf(RomPersistableSave(duplicate.get(), Path("twice.romcfg").c_str())), kSameSupportId);
+    Owned snapshot = Create(RomFactoryCreateSnapshot);
+    ROM_OK(RomSnapshotInitialize(snapshot.get(), duplicate.get()));
+    RomObject* data = nullptr;
+    ROM_OK(RomSnapshotGetComponentData(snapshot.get(), "C", "S", &data));
+    for (std::uint32_t id = 0; id < 4; ++id) ROM_OK(RomSnapshotComponentDataAddValue(data, id, 1.0));
+    EXPECT_EQ(TextOf(RomPersistableSave(snapshot.get(), Path("twice.romsnp").c_str())), kSameSupportId);
+    EXPECT_TRUE(Files().empty());
 }
 
 // The other kinds are checked on their own, valid and not, by the tests above.
