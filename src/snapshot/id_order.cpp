@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/serialization_file.hpp"
+#include "snapshot/value_room.hpp"
 
 #include <sys/mman.h>
 
@@ -295,15 +296,35 @@ void CIdOrder::WriteConsecutive(Common::IStreamAdapter& stream, const std::uint3
     };
     if (count >= kTwoThreadsFrom) helper_.Start(place);
     WaitFor wait{helper_};
+    WriteConsecutiveIds(stream, first, count);
+    place();
+    helper_.Wait();
+    stream.Write(sorted, count);
+}
+
+void CIdOrder::WriteConsecutiveIds(Common::IStreamAdapter& stream, std::uint32_t first, std::uint32_t count) {
     std::uint32_t* chunk = chunkIds_.Reserve(std::min(count, kChunk));
     for (std::uint64_t begin = 0; begin < count; begin += kChunk) {
         const auto n = static_cast<std::uint32_t>(std::min<std::uint64_t>(kChunk, count - begin));
         for (std::uint32_t k = 0; k < n; ++k) chunk[k] = first + static_cast<std::uint32_t>(begin) + k;
         stream.Write(chunk, n);
     }
-    place();
-    helper_.Wait();
-    stream.Write(sorted, count);
+}
+
+void CIdOrder::WritePlaced(Common::IStreamAdapter& stream, const CValueRoom& room, std::uint32_t count) {
+    madeFor_ = nullptr;
+    std::uint32_t first = 0;
+    if (const double* run = room.Run(count, first)) {
+        WriteConsecutiveIds(stream, first, count);
+        stream.Write(run, count);
+        return;
+    }
+    // Distinct ids with gaps between them: the room's bitmap has them in order.
+    std::uint32_t* ids = sortedIds_.Reserve(count);
+    double* values = sorted_.Reserve(count);
+    room.InIdOrder(ids, values);
+    stream.Write(ids, count);
+    stream.Write(values, count);
 }
 
 }  // namespace Tervik::Rom::Snapshot

@@ -17,6 +17,8 @@ class IStreamAdapter;
 
 namespace Tervik::Rom::Snapshot {
 
+class CValueRoom;
+
 // A second thread that runs one job at a time beside the caller, or runs it in the
 // caller when no thread could be started.
 class CHelperThread {
@@ -79,12 +81,16 @@ public:
     void Make(const std::uint32_t* ids, std::uint32_t count);
     // Writes the ids ordered last, then values (added with those ids) in their order.
     void WriteSorted(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values);
+    // Writes the count pairs of a room that holds its values at the places of their ids.
+    void WritePlaced(Common::IStreamAdapter& stream, const CValueRoom& room, std::uint32_t count);
 
 private:
     bool Same(const std::uint32_t* ids, std::uint32_t count);
     bool Consecutive(const std::uint32_t* ids);
     void MakeByRadix(const std::uint32_t* ids);
     void WriteConsecutive(Common::IStreamAdapter& stream, const std::uint32_t* ids, const double* values);
+    // Writes first, first + 1, ..., first + count - 1.
+    void WriteConsecutiveIds(Common::IStreamAdapter& stream, std::uint32_t first, std::uint32_t count);
 
     const std::uint32_t* madeFor_ = nullptr;
     std::uint32_t count_ = 0;

@@ -13,25 +13,97 @@ using Common::RomException;
 
 // ---- Component data ---------------------------------------------------------------
 
+namespace {
+// Values placed by id together: few enough for the caches.
+constexpr std::uint32_t kPlaceBatch = 1u << 12;
+// Placing starts only while the values added so far are few enough to set aside.
+constexpr std::uint32_t kStartPlacingBy = 1u << 16;
+}  // namespace
+
 CSnapshotComponentData::CSnapshotComponentData(std::string componentId, std::string supportId,
                                                std::uint32_t expected, bool keepInsertionOrder)
     : ids_(new std::uint32_t[expected]()),
-      values_(new double[expected]()),
+      room_(expected),
       expected_(expected),
       componentId_(std::move(componentId)),
       supportId_(std::move(supportId)),
-      keepInsertionOrder_(keepInsertionOrder) {}
+      keepInsertionOrder_(keepInsertionOrder) {
+    sink_ = room_.Values();
+    placeAt_ = !keepInsertionOrder_ && room_.CanPlace() ? NextBatch() : 0;
+}
+
+std::uint32_t CSnapshotComponentData::NextBatch() const {
+    return assigned_ < expected_ ? assigned_ + std::min(kPlaceBatch, expected_ - assigned_) : 0;
+}
 
 void CSnapshotComponentData::GetValue(std::uint32_t index, std::uint32_t& id, double& value) const {
     if (index >= expected_)
         throw RomException("Tried to access an out of bound value when retrieving a value from a snapshot.");
     id = ids_[index];
-    value = values_[index];
+    if (!room_.Placing())
+        value = room_.Values()[index];
+    else if (index < placed_)
+        value = room_.ValueOf(id);
+    else
+        value = index < assigned_ ? batch_[index - placed_] : 0.0;
 }
 
 void CSnapshotComponentData::ThrowFull(std::uint32_t id) const {
     throw RomException("Impossible to add the value for the entity " + std::to_string(id) + ". The component " +
                        componentId_ + " on the support " + supportId_ + " is already full.");
+}
+
+void CSnapshotComponentData::PlaceAdded() {
+    try {
+        if (!room_.Placing()) {
+            if (!ascending_)
+                StartPlacing();
+            else
+                placeAt_ = assigned_ < kStartPlacingBy ? NextBatch() : 0;
+            return;
+        }
+        if (!room_.Place(ids_.get() + placed_, batch_.get(), assigned_ - placed_)) {
+            KeepAddedOrder();
+            return;
+        }
+        placed_ = sinkFrom_ = assigned_;
+        placeAt_ = NextBatch();
+    } catch (...) {
+        // Out of memory: the add that came here did not happen.
+        --assigned_;
+        ids_[assigned_] = 0;
+        if (!room_.Placing()) room_.Values()[assigned_] = 0;
+        throw;
+    }
+}
+
+void CSnapshotComponentData::StartPlacing() {
+    // The values added so far leave the room, which their places overwrite.
+    const std::uint32_t added = assigned_;
+    std::unique_ptr<double[]> batch(new double[std::max(added, kPlaceBatch)]);
+    std::memcpy(batch.get(), room_.Values(), sizeof(double) * added);
+    if (!room_.StartPlacing(ids_.get(), batch.get(), added, expected_)) {
+        placeAt_ = 0;
+        return;
+    }
+    batch_ = std::move(batch);
+    sink_ = batch_.get();
+    placed_ = sinkFrom_ = added;
+    placeAt_ = NextBatch();
+}
+
+void CSnapshotComponentData::KeepAddedOrder() {
+    if (room_.Placing()) {
+        CValueRoom room(expected_);
+        double* added = room.Values();
+        for (std::uint32_t i = 0; i < placed_; ++i) added[i] = room_.ValueOf(ids_[i]);
+        std::memcpy(added + placed_, batch_.get(), sizeof(double) * (assigned_ - placed_));
+        room_ = std::move(room);
+        batch_.reset();
+        sink_ = room_.Values();
+        placed_ = sinkFrom_ = 0;
+    }
+    placeAt_ = 0;
 }
 
 void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* values, std::uint32_t count) {
@@ -44,11 +116,33 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
         ascending &= ids[i] >= previous;
         previous = ids[i];
     }
-    // The arrays may be this component data's own (read through its live storage).
-    std::memmove(ids_.get() + assigned_, ids, sizeof(std::uint32_t) * count);
-    std::memmove(values_.get() + assigned_, values, sizeof(double) * count);
+    const std::uint32_t from = assigned_;
+    // Straight to their places when the room is laid out by id, or can be from these.
+    if (room_.Placing()) {
+        if (room_.Place(ids_.get() + placed_, batch_.get(), from - placed_)) placed_ = sinkFrom_ = from;
+        if (placed_ != from || !room_.Place(ids, values, count)) KeepAddedOrder();
+    } else if (from == 0 && placeAt_ != 0 && !ascending) {
+        std::unique_ptr<double[]> batch(new double[kPlaceBatch]);
+        if (room_.StartPlacing(ids, values, count, expected_)) {
+            batch_ = std::move(batch);
+            sink_ = batch_.get();
+        }
+    }
+    std::memmove(ids_.get() + from, ids, sizeof(std::uint32_t) * count);
     assigned_ += count;
     ascending_ = ascending;
+    if (room_.Placing()) {
+        placed_ = sinkFrom_ = assigned_;
+        placeAt_ = NextBatch();
+        return;
+    }
+    // The arrays may be this component data's own (read through its live storage).
+    std::memmove(room_.Values() + from, values, sizeof(double) * count);
+    if (placeAt_ == 0) return;
+    if (!ascending && assigned_ <= kStartPlacingBy)
+        StartPlacing();
+    else
+        placeAt_ = assigned_ < kStartPlacingBy ? NextBatch() : 0;
 }
 
 void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const double* values, std::uint32_t count) {
@@ -57,10 +151,14 @@ void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const dou
 }
 
 void CSnapshotComponentData::Restore(std::string componentId, std::string supportId, std::uint32_t count) {
-    if (count != expected_) {
-        ids_.reset(new std::uint32_t[count]());
-        values_.reset(new double[count]());
+    if (count != expected_ || room_.Placing()) {
+        if (count != expected_) ids_.reset(new std::uint32_t[count]());
+        room_ = CValueRoom(count);
+        batch_.reset();
+        sink_ = room_.Values();
+        placed_ = sinkFrom_ = 0;
     }
+    placeAt_ = 0;
     // A kept component data keeps its texts, which callers may still hold.
     if (componentId_ != componentId) componentId_ = std::move(componentId);
     if (supportId_ != supportId) supportId_ = std::move(supportId);
@@ -187,6 +285,10 @@ protected:
         }
         CIdOrder own;
         CIdOrder& order = data.idOrder != nullptr ? *data.idOrder : own;
+        if (const CValueRoom* room = data.Placed()) {
+            order.WritePlaced(stream, *room, count);
+            return;
+        }
         order.Make(data.Ids(), count);
         order.WriteSorted(stream, data.Ids(), data.Values());
     }

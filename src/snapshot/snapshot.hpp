@@ -12,6 +12,7 @@
 #include "common/flat_index.hpp"
 #include "common/persistence.hpp"
 #include "configuration/snapshot_cfg.hpp"
+#include "snapshot/value_room.hpp"
 
 namespace Tervik::Rom::Snapshot {
 
@@ -31,18 +32,25 @@ public:
     std::uint32_t GetExpectedEntityValueCount() const override { return expected_; }
     std::uint32_t GetAssignedEntityValueCount() const override { return assigned_; }
     void GetValue(std::uint32_t index, std::uint32_t& id, double& value) const override;
-    double* GetValueArray() override { return values_.get(); }
-    // The caller may rewrite the ids through this array: their order is checked again at save.
+    // The caller may rewrite the values or the ids through these arrays: the values go back
+    // to the order they were added in for good, and the ids' order is checked again at save.
+    double* GetValueArray() override {
+        KeepAddedOrder();
+        return room_.Values();
+    }
     std::uint32_t* GetIdArray() override {
+        KeepAddedOrder();
         idsLent_ = true;
         return ids_.get();
     }
     void AddValue(std::uint32_t id, double value) override {
-        if (assigned_ >= expected_) ThrowFull(id);
-        if (assigned_ != 0 && id < ids_[assigned_ - 1]) ascending_ = false;
-        ids_[assigned_] = id;
-        values_[assigned_] = value;
-        ++assigned_;
+        const std::uint32_t i = assigned_;
+        if (i >= expected_) ThrowFull(id);
+        ids_[i] = id;
+        sink_[i - sinkFrom_] = value;
+        assigned_ = i + 1;
+        if (ascending_ && i != 0 && id < ids_[i - 1]) ascending_ = false;
+        if (i + 1 == placeAt_) PlaceAdded();
     }
 
     // count pairs as count AddValue calls would add them, but all or none.
@@ -51,7 +59,10 @@ public:
     const char* GetSerializationUuid() const override { return kSnapshotComponentDataUuid; }
     bool KeepsInsertionOrder() const { return keepInsertionOrder_; }
     const std::uint32_t* Ids() const { return ids_.get(); }
-    const double* Values() const { return values_.get(); }
+    // The values in the order added; null while they are placed by id instead.
+    const double* Values() const { return room_.Placing() ? nullptr : room_.Values(); }
+    // Every value at the place of its id (all added, the ids distinct), or null.
+    const CValueRoom* Placed() const { return room_.Placing() && placed_ == assigned_ ? &room_ : nullptr; }
     bool IsFull() const { return assigned_ == expected_; }
     // Whether the ids ascend (unassigned slots are zeros and come last, so a table not full
     // counts as unordered): known from the adds, or checked when the array was handed out.
@@ -66,9 +77,24 @@ public:
 
 private:
     [[noreturn]] void ThrowFull(std::uint32_t id) const;
+    // Every batch of adds: while the ids have come in order, nothing; once they have not
+    // (early in the fill), the room is laid out by id and each batch goes to its places.
+    // One store at a random place per call would hold up the calls behind it.
+    void PlaceAdded();
+    void StartPlacing();
+    // The values in the order added from now on, in a room of their own.
+    void KeepAddedOrder();
+    std::uint32_t NextBatch() const;
 
     std::unique_ptr<std::uint32_t[]> ids_;
-    std::unique_ptr<double[]> values_;
+    CValueRoom room_;
+    // Where AddValue puts value i: sink_[i - sinkFrom_]. The room, or while placing, the
+    // batch of values added since the last placement.
+    double* sink_ = nullptr;
+    std::uint32_t sinkFrom_ = 0;
+    std::unique_ptr<double[]> batch_;
+    std::uint32_t placed_ = 0;   // values at their places in the room, while placing
+    std::uint32_t placeAt_ = 0;  // the count of values added at which PlaceAdded runs; 0: never
     std::uint32_t assigned_ = 0;
     std::uint32_t expected_ = 0;
     std::string componentId_;

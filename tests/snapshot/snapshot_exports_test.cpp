@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -262,6 +263,94 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         EXPECT_EQ(Read(RomSnapshotIsFilled, resumed.get()), 1u);
         EXPECT_TRUE(Values(Data(resumed.get(), "C2", "S1")) == file.records[1].pairs) << ids[0];
     }
+}
+
+TEST_F(SnapshotFiles, LargeFillsOutOfOrderReadAsAdded) {
+    // A large support filled out of id order has its values laid out by id as they come. Every
+    // read during and after the fill still gives the pairs as added, the file gives them by
+    // ascending id (equal ids as added), and a resume into the same snapshot reads the file.
+    constexpr std::uint32_t kCount = 200000;
+    const auto consecutive = [] { return Shuffled(3, kCount); };
+    const auto withGap = [&] {  // distinct, one id past the others
+        std::vector<std::uint32_t> ids = consecutive();
+        *std::find(ids.begin(), ids.end(), 100000u) = kCount + 3;
+        return ids;
+    };
+    const auto repeatedLate = [&] {
+        std::vector<std::uint32_t> ids = consecutive();
+        ids[kCount - 1] = ids[10];
+        return ids;
+    };
+    const auto farLate = [&] {
+        std::vector<std::uint32_t> ids = consecutive();
+        ids[150000] = 4000000000u;
+        return ids;
+    };
+    const auto descending = [] {
+        std::vector<std::uint32_t> ids(kCount);
+        for (std::uint32_t i = 0; i < kCount; ++i) ids[i] = kCount + 6 - i;
+        return ids;
+    };
+    const std::vector<std::pair<const char*, std::vector<std::uint32_t>>> orders = {
+        {"consecutive", consecutive()}, {"with a gap", withGap()},      {"repeated late", repeatedLate()},
+        {"far id late", farLate()},     {"descending", descending()},
+    };
+    struct How {
+        const char* name;
+        std::uint32_t bulk;    // pairs an AddValues call; 0: one AddValue a pair
+        std::uint32_t lendAt;  // pairs added when the live value array is read
+    };
+    const How hows[] = {{"one a call", 0, kCount}, {"by 1000", 1000, kCount}, {"all at once", kCount, kCount},
+                        {"array read mid-fill", 0, 50000}};
+    const std::uint32_t midFill = kCount / 2 + 123;
+    for (const auto& [order, ids] : orders)
+        for (const How& how : hows) {
+            SCOPED_TRACE(std::string(order) + ", " + how.name);
+            Pairs added(kCount);
+            for (std::uint32_t i = 0; i < kCount; ++i) added[i] = {ids[i], 0.5 * i + 0.25};
+            Owned cfg = Configuration({{"S1", kCount}}, {"C1"}, {{"S1", "C1"}});
+            Owned snapshot = SnapshotOf(cfg.get());
+            RomObject* data = Data(snapshot.get(), "C1", "S1");
+            const double* live = nullptr;
+            std::uint32_t done = 0;
+            const auto addUpTo = [&](std::uint32_t end) {
+                while (done < end) {
+                    if (how.bulk == 0) {
+                        ROM_OK(RomSnapshotComponentDataAddValue(data, added[done].first, added[done].second));
+                        ++done;
+                        continue;
+                    }
+                    const std::uint32_t n = std::min(how.bulk, end - done);
+                    std::vector<std::uint32_t> someIds(n);
+                    std::vector<double> someValues(n);
+                    for (std::uint32_t k = 0; k < n; ++k) std::tie(someIds[k], someValues[k]) = added[done + k];
+                    ROM_OK(RomSnapshotComponentDataAddValues(data, someIds.data(), someValues.data(), n));
+                    done += n;
+                }
+            };
+            const auto expectAddedSoFar = [&] {
+                Pairs expected(added.begin(), added.begin() + done);
+                expected.resize(kCount, {0, 0.0});
+                EXPECT_TRUE(Values(data) == expected) << done << " added";
+                if (live == nullptr) return;
+                const auto same = [](double value, const auto& pair) { return value == pair.second; };
+                EXPECT_TRUE(std::equal(live, live + done, expected.begin(), same)) << done << " added";
+            };
+            addUpTo(std::min(how.lendAt, midFill));
+            if (how.lendAt < kCount) live = Read(RomSnapshotComponentDataGetValueArray, data);
+            addUpTo(midFill);
+            expectAddedSoFar();
+            addUpTo(kCount);
+            expectAddedSoFar();
+
+            Pairs expected = added;
+            std::stable_sort(expected.begin(), expected.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+            const std::string path = Path("large.romsnp");
+            ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
+            EXPECT_TRUE(Parse(ReadBytes(path)).records[0].pairs == expected);
+            ASSERT_EQ(Resume(snapshot.get(), path), kOk);
+            EXPECT_TRUE(Values(data) == expected);
+        }
 }
 
 TEST_F(SnapshotFiles, ArraysAddedAllOrNone) {

@@ -1,0 +1,146 @@
+#include "snapshot/value_room.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include <sys/mman.h>
+
+namespace Tervik::Rom::Snapshot {
+
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kPage = std::size_t{4} << 10;
+// Smaller rooms are plain arrays: their values sort fast enough at save.
+constexpr std::uint32_t kPlaceFrom = 1u << 16;
+#ifdef MADV_POPULATE_WRITE
+constexpr int kPopulate = MADV_POPULATE_WRITE;
+#else
+constexpr int kPopulate = 23;  // Linux 5.14 and later; older kernels refuse it
+#endif
+
+std::size_t RoundUp(std::size_t bytes, std::size_t to) { return (bytes + to - 1) / to * to; }
+
+}  // namespace
+
+CValueRoom::CValueRoom(std::uint32_t count) : slots_(count) {
+    if (count >= kPlaceFrom) {
+        const std::size_t slots = 2 * std::size_t{count};
+        const std::size_t valueBytes = RoundUp(slots * sizeof(double), kHugePage);
+        const std::size_t bitBytes = RoundUp((slots + 63) / 64 * sizeof(std::uint64_t), kHugePage);
+        const std::size_t bytes = valueBytes + bitBytes + kHugePage;
+        void* mapped = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (mapped != MAP_FAILED) {
+            const auto base = (reinterpret_cast<std::uintptr_t>(mapped) + kHugePage - 1) & ~(std::uintptr_t{kHugePage} - 1);
+            values_ = reinterpret_cast<double*>(base);
+            filled_ = reinterpret_cast<std::uint64_t*>(base + valueBytes);
+            mapped_ = mapped;
+            mappedBytes_ = bytes;
+            slots_ = slots;
+#ifdef MADV_HUGEPAGE
+            madvise(values_, valueBytes + bitBytes, MADV_HUGEPAGE);
+#endif
+            // The count values are in place now, as those of any zero-filled array are.
+            const std::size_t used = RoundUp(std::size_t{count} * sizeof(double), kPage);
+            if (madvise(values_, used, kPopulate) != 0) std::memset(values_, 0, used);
+            return;
+        }
+    }
+    values_ = new double[count]();
+}
+
+CValueRoom& CValueRoom::operator=(CValueRoom&& other) noexcept {
+    if (this != &other) {
+        Free();
+        Take(other);
+    }
+    return *this;
+}
+
+void CValueRoom::Take(CValueRoom& other) noexcept {
+    values_ = other.values_;
+    mapped_ = other.mapped_;
+    mappedBytes_ = other.mappedBytes_;
+    filled_ = other.filled_;
+    slots_ = other.slots_;
+    placing_ = other.placing_;
+    first_ = other.first_;
+    size_ = other.size_;
+    low_ = other.low_;
+    high_ = other.high_;
+    other.values_ = nullptr;
+    other.mapped_ = nullptr;
+    other.placing_ = false;
+}
+
+void CValueRoom::Free() noexcept {
+    if (mapped_ != nullptr)
+        munmap(mapped_, mappedBytes_);
+    else
+        delete[] values_;
+    values_ = nullptr;
+    mapped_ = nullptr;
+}
+
+bool CValueRoom::StartPlacing(const std::uint32_t* ids, const double* values, std::uint32_t added,
+                              std::uint32_t count) {
+    // A room places once: its bitmap is clean only the first time.
+    if (mapped_ == nullptr || size_ != 0 || added == 0 || count == 0) return false;
+    const auto [low, high] = std::minmax_element(ids, ids + added);
+    if (*high - *low >= count) return false;
+    first_ = *high >= count - 1 ? *high - (count - 1) : 0;
+    size_ = std::min<std::uint64_t>(std::uint64_t{*low} + count, std::uint64_t{1} << 32) - first_;
+    // The bitmap comes in now, in one step rather than page by page.
+    madvise(filled_, RoundUp((size_ + 63) / 64 * sizeof(std::uint64_t), kPage), kPopulate);
+    placing_ = true;
+    if (Place(ids, values, added)) return true;
+    placing_ = false;
+    return false;
+}
+
+bool CValueRoom::Place(const std::uint32_t* ids, const double* values, std::uint32_t count) {
+    const std::uint64_t first = first_;
+    const std::uint64_t size = size_;
+    std::uint64_t* const filled = filled_;
+    // Every slot is marked before any value is stored, so that a refusal leaves the values
+    // as they were (the bitmap not: a refused room places no more).
+    for (std::uint32_t k = 0; k < count; ++k) {
+        const std::uint64_t slot = std::uint64_t{ids[k]} - first;
+        const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
+        if (slot >= size || (filled[slot / 64] & bit) != 0) return false;
+        filled[slot / 64] |= bit;
+    }
+    double* const slots = values_;
+    std::uint32_t low = low_;
+    std::uint32_t high = high_;
+    for (std::uint32_t k = 0; k < count; ++k) {
+        const std::uint32_t id = ids[k];
+        slots[id - first] = values[k];
+        low = std::min(low, id);
+        high = std::max(high, id);
+    }
+    low_ = low;
+    high_ = high;
+    return true;
+}
+
+const double* CValueRoom::Run(std::uint32_t count, std::uint32_t& first) const {
+    if (!placing_ || count == 0 || high_ - low_ != count - 1) return nullptr;
+    first = low_;
+    return values_ + (low_ - first_);
+}
+
+std::uint32_t CValueRoom::InIdOrder(std::uint32_t* ids, double* values) const {
+    std::uint32_t n = 0;
+    for (std::uint64_t word = 0; word < (size_ + 63) / 64; ++word)
+        for (std::uint64_t bits = filled_[word]; bits != 0; bits &= bits - 1) {
+            const std::uint64_t slot = word * 64 + static_cast<std::uint64_t>(__builtin_ctzll(bits));
+            ids[n] = static_cast<std::uint32_t>(first_ + slot);
+            values[n] = values_[slot];
+            ++n;
+        }
+    return n;
+}
+
+}  // namespace Tervik::Rom::Snapshot
