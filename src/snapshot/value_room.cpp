@@ -67,8 +67,6 @@ void CValueRoom::Take(CValueRoom& other) noexcept {
     placing_ = other.placing_;
     first_ = other.first_;
     size_ = other.size_;
-    low_ = other.low_;
-    high_ = other.high_;
     other.values_ = nullptr;
     other.mapped_ = nullptr;
     other.placing_ = false;
@@ -93,42 +91,50 @@ bool CValueRoom::StartPlacing(const std::uint32_t* ids, const double* values, st
     size_ = std::min<std::uint64_t>(std::uint64_t{*low} + count, std::uint64_t{1} << 32) - first_;
     // The bitmap comes in now, in one step rather than page by page.
     madvise(filled_, RoundUp((size_ + 63) / 64 * sizeof(std::uint64_t), kPage), kPopulate);
+    // The room still holds values in the order added: every id is checked before any value
+    // goes to its place.
+    for (std::uint32_t k = 0; k < added; ++k) {
+        const std::uint64_t slot = ids[k] - first_;
+        const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
+        if ((filled_[slot / 64] & bit) != 0) return false;
+        filled_[slot / 64] |= bit;
+    }
+    for (std::uint32_t k = 0; k < added; ++k) values_[ids[k] - first_] = values[k];
     placing_ = true;
-    if (Place(ids, values, added)) return true;
-    placing_ = false;
-    return false;
+    return true;
 }
 
 bool CValueRoom::Place(const std::uint32_t* ids, const double* values, std::uint32_t count) {
     const std::uint64_t first = first_;
     const std::uint64_t size = size_;
     std::uint64_t* const filled = filled_;
-    // Every slot is marked before any value is stored, so that a refusal leaves the values
-    // as they were (the bitmap not: a refused room places no more).
+    double* const slots = values_;
+    // A value goes only to a slot no value went to before, so a refusal loses none.
     for (std::uint32_t k = 0; k < count; ++k) {
         const std::uint64_t slot = std::uint64_t{ids[k]} - first;
         const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
         if (slot >= size || (filled[slot / 64] & bit) != 0) return false;
         filled[slot / 64] |= bit;
+        slots[slot] = values[k];
     }
-    double* const slots = values_;
-    std::uint32_t low = low_;
-    std::uint32_t high = high_;
-    for (std::uint32_t k = 0; k < count; ++k) {
-        const std::uint32_t id = ids[k];
-        slots[id - first] = values[k];
-        low = std::min(low, id);
-        high = std::max(high, id);
-    }
-    low_ = low;
-    high_ = high;
     return true;
 }
 
 const double* CValueRoom::Run(std::uint32_t count, std::uint32_t& first) const {
-    if (!placing_ || count == 0 || high_ - low_ != count - 1) return nullptr;
-    first = low_;
-    return values_ + (low_ - first_);
+    if (!placing_ || count == 0) return nullptr;
+    // The lowest and the highest slot filled: the ids are distinct, so count of them are
+    // consecutive when they lie count - 1 apart.
+    const std::uint64_t words = (size_ + 63) / 64;
+    std::uint64_t low = 0;
+    while (low < words && filled_[low] == 0) ++low;
+    std::uint64_t high = words;
+    while (high > low && filled_[high - 1] == 0) --high;
+    if (low == words) return nullptr;
+    const std::uint64_t lowest = low * 64 + static_cast<std::uint64_t>(__builtin_ctzll(filled_[low]));
+    const std::uint64_t highest = (high - 1) * 64 + 63 - static_cast<std::uint64_t>(__builtin_clzll(filled_[high - 1]));
+    if (highest - lowest != count - 1) return nullptr;
+    first = static_cast<std::uint32_t>(first_ + lowest);
+    return values_ + lowest;
 }
 
 std::uint32_t CValueRoom::InIdOrder(std::uint32_t* ids, double* values) const {

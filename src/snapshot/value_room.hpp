@@ -32,12 +32,13 @@ public:
     // left as it was, when it cannot place (small, or placed before), when no count
     // consecutive ids include those added, or when an id is repeated.
     bool StartPlacing(const std::uint32_t* ids, const double* values, std::uint32_t added, std::uint32_t count);
-    // Puts count values at the places of their ids: all of them, or none when an id falls
-    // outside the room or was placed before. After a refusal the room can only be read.
+    // Puts count values at the places of their ids; false when an id falls outside the room
+    // or was placed before. The values placed before stay as they were, and those of the
+    // refused call that went to their places are not to be read; the room places no more.
     bool Place(const std::uint32_t* ids, const double* values, std::uint32_t count);
     double ValueOf(std::uint32_t id) const { return values_[id - first_]; }
-    // The values of count placed ids, when they are consecutive: the first id and its
-    // value; the rest follow.
+    // The values of the placed ids, when there are count of them and they are consecutive:
+    // the first id and its value; the rest follow.
     const double* Run(std::uint32_t count, std::uint32_t& first) const;
     // Copies every placed (id, value) pair by ascending id; returns how many.
     std::uint32_t InIdOrder(std::uint32_t* ids, double* values) const;
@@ -54,8 +55,6 @@ private:
     bool placing_ = false;
     std::uint64_t first_ = 0;  // the id of slot 0 while placing
     std::uint64_t size_ = 0;   // slots usable while placing
-    std::uint32_t low_ = 0xFFFFFFFFu;
-    std::uint32_t high_ = 0;
 };
 
 }  // namespace Tervik::Rom::Snapshot
