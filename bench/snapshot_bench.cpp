@@ -2,11 +2,10 @@
 // 5,000,000 entities with two components on it, every (entity id, value) pair added one
 // call at a time, then the snapshot saved to a snapshot file and resumed into a new
 // snapshot. Three cases:
-// - shuffled: both components filled in one fixed-seed permutation of the ids, so the
-//   save sorts the pairs once for both;
+// - shuffled: both components filled in one fixed-seed permutation of the ids, whose values
+//   go to the places of their ids during the fill, so that the save writes them as they are;
 // - ascending: the ids already in order, so the save writes the pairs as they are;
-// - two orders: each component filled in its own permutation, so the save sorts twice
-//   (for information; no target).
+// - two orders: each component filled in its own permutation (for information; no target).
 // Each figure is printed beside a reference from the same run:
 // - the fill beside as many calls to a function that is not inlined and stores one pair
 //   into tables of the same sizes allocated the same way;
