@@ -15,9 +15,9 @@ using Common::RomException;
 
 namespace {
 // Values placed by id together: few enough for the caches.
-constexpr std::uint32_t kPlaceBatch = 1u << 12;
+constexpr std::uint32_t kPlaceBatch = 1u << 16;
 // Placing starts only while the values added so far are few enough to set aside.
-constexpr std::uint32_t kStartPlacingBy = 1u << 16;
+constexpr std::uint32_t kStartPlacingBy = 1u << 18;
 }  // namespace
 
 CSnapshotComponentData::CSnapshotComponentData(std::string componentId, std::string supportId,

@@ -301,7 +301,7 @@ TEST_F(SnapshotFiles, LargeFillsOutOfOrderReadAsAdded) {
         std::uint32_t lendAt;  // pairs added when the live value array is read
     };
     const How hows[] = {{"one a call", 0, kCount}, {"by 1000", 1000, kCount}, {"all at once", kCount, kCount},
-                        {"array read mid-fill", 0, 50000}};
+                        {"array read mid-fill", 0, 80000}};
     const std::uint32_t midFill = kCount / 2 + 123;
     for (const auto& [order, ids] : orders)
         for (const How& how : hows) {
