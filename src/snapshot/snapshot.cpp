@@ -14,7 +14,8 @@ using Common::RomException;
 // ---- Component data ---------------------------------------------------------------
 
 namespace {
-// Values placed by id together: few enough for the caches.
+// Values placed by id together: smaller batches measured slower (4,096 took about half as
+// long again a value).
 constexpr std::uint32_t kPlaceBatch = 1u << 16;
 // Placing starts only while the values added so far are few enough to set aside.
 constexpr std::uint32_t kStartPlacingBy = 1u << 18;

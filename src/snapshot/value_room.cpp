@@ -24,7 +24,7 @@ std::size_t RoundUp(std::size_t bytes, std::size_t to) { return (bytes + to - 1)
 
 }  // namespace
 
-CValueRoom::CValueRoom(std::uint32_t count) : slots_(count) {
+CValueRoom::CValueRoom(std::uint32_t count) {
     if (count >= kPlaceFrom) {
         const std::size_t slots = 2 * std::size_t{count};
         const std::size_t valueBytes = RoundUp(slots * sizeof(double), kHugePage);
@@ -37,7 +37,6 @@ CValueRoom::CValueRoom(std::uint32_t count) : slots_(count) {
             filled_ = reinterpret_cast<std::uint64_t*>(base + valueBytes);
             mapped_ = mapped;
             mappedBytes_ = bytes;
-            slots_ = slots;
 #ifdef MADV_HUGEPAGE
             madvise(values_, valueBytes + bitBytes, MADV_HUGEPAGE);
 #endif
@@ -63,7 +62,6 @@ void CValueRoom::Take(CValueRoom& other) noexcept {
     mapped_ = other.mapped_;
     mappedBytes_ = other.mappedBytes_;
     filled_ = other.filled_;
-    slots_ = other.slots_;
     placing_ = other.placing_;
     first_ = other.first_;
     size_ = other.size_;

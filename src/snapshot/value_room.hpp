@@ -51,7 +51,6 @@ private:
     void* mapped_ = nullptr;  // null: values_ comes from new[]
     std::size_t mappedBytes_ = 0;
     std::uint64_t* filled_ = nullptr;  // one bit a slot
-    std::uint64_t slots_ = 0;
     bool placing_ = false;
     std::uint64_t first_ = 0;  // the id of slot 0 while placing
     std::uint64_t size_ = 0;   // slots usable while placing
