@@ -3,7 +3,7 @@
 // call at a time, then the snapshot saved to a snapshot file and resumed into a new
 // snapshot. Three cases:
 // - shuffled: both components filled in one fixed-seed permutation of the ids, whose values
-//   go to the places of their ids during the fill, so that the save writes them as they are;
+//   are laid out by id during the fill, so that the save writes them as they are;
 // - ascending: the ids already in order, so the save writes the pairs as they are;
 // - two orders: each component filled in its own permutation (for information; no target).
 // Each figure is printed beside a reference from the same run:

@@ -41,6 +41,9 @@ void CSnapshotComponentData::GetValue(std::uint32_t index, std::uint32_t& id, do
     if (index >= expected_)
         throw RomException("Tried to access an out of bound value when retrieving a value from a snapshot.");
     id = ids_[index];
+    // A value read by id has to be at its place first. The component data themselves are
+    // never const, and reads in the middle of a fill are no more thread-safe than the fill.
+    if (index < placed_ && !room_.Settled()) const_cast<CSnapshotComponentData*>(this)->Settle();
     if (!room_.Placing())
         value = room_.Values()[index];
     else if (index < placed_)
@@ -67,8 +70,7 @@ void CSnapshotComponentData::PlaceAdded() {
             KeepAddedOrder();
             return;
         }
-        placed_ = sinkFrom_ = assigned_;
-        placeAt_ = NextBatch();
+        PlacedAll();
     } catch (...) {
         // Out of memory: the add that came here did not happen.
         --assigned_;
@@ -83,23 +85,28 @@ void CSnapshotComponentData::StartPlacing() {
     const std::uint32_t added = assigned_;
     std::unique_ptr<double[]> batch(new double[std::max(added, kPlaceBatch)]);
     std::memcpy(batch.get(), room_.Values(), sizeof(double) * added);
-    if (!room_.StartPlacing(ids_.get(), batch.get(), added, expected_)) {
+    if (!room_.StartPlacing(ids_.get(), batch.get(), added)) {
         placeAt_ = 0;
         return;
     }
     batch_ = std::move(batch);
     sink_ = batch_.get();
-    placed_ = sinkFrom_ = added;
-    placeAt_ = NextBatch();
+    PlacedAll();
 }
 
-void CSnapshotComponentData::KeepAddedOrder() {
+void CSnapshotComponentData::PlacedAll() noexcept {
+    placed_ = sinkFrom_ = assigned_;
+    placeAt_ = NextBatch();
+    if (assigned_ == expected_) Settle();
+}
+
+void CSnapshotComponentData::Settle() noexcept {
+    if (!room_.Settle()) KeepAddedOrder();
+}
+
+void CSnapshotComponentData::KeepAddedOrder() noexcept {
     if (room_.Placing()) {
-        CValueRoom room(expected_);
-        double* added = room.Values();
-        for (std::uint32_t i = 0; i < placed_; ++i) added[i] = room_.ValueOf(ids_[i]);
-        std::memcpy(added + placed_, batch_.get(), sizeof(double) * (assigned_ - placed_));
-        room_ = std::move(room);
+        room_.ToAddedOrder(ids_.get(), placed_, batch_.get(), assigned_ - placed_);
         batch_.reset();
         sink_ = room_.Values();
         placed_ = sinkFrom_ = 0;
@@ -124,7 +131,7 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
         if (placed_ != from || !room_.Place(ids, values, count)) KeepAddedOrder();
     } else if (from == 0 && placeAt_ != 0 && !ascending) {
         std::unique_ptr<double[]> batch(new double[kPlaceBatch]);
-        if (room_.StartPlacing(ids, values, count, expected_)) {
+        if (room_.StartPlacing(ids, values, count)) {
             batch_ = std::move(batch);
             sink_ = batch_.get();
         }
@@ -133,8 +140,7 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
     assigned_ += count;
     ascending_ = ascending;
     if (room_.Placing()) {
-        placed_ = sinkFrom_ = assigned_;
-        placeAt_ = NextBatch();
+        PlacedAll();
         return;
     }
     // The arrays may be this component data's own (read through its live storage).

@@ -62,7 +62,9 @@ public:
     // The values in the order added; null while they are placed by id instead.
     const double* Values() const { return room_.Placing() ? nullptr : room_.Values(); }
     // Every value at the place of its id (all added, the ids distinct), or null.
-    const CValueRoom* Placed() const { return room_.Placing() && placed_ == assigned_ ? &room_ : nullptr; }
+    const CValueRoom* Placed() const {
+        return room_.Placing() && room_.Settled() && placed_ == assigned_ ? &room_ : nullptr;
+    }
     bool IsFull() const { return assigned_ == expected_; }
     // Whether the ids ascend (unassigned slots are zeros and come last, so a table not full
     // counts as unordered): known from the adds, or checked when the array was handed out.
@@ -78,12 +80,15 @@ public:
 private:
     [[noreturn]] void ThrowFull(std::uint32_t id) const;
     // Every batch of adds: while the ids have come in order, nothing; once they have not
-    // (early in the fill), the room is laid out by id and each batch goes to its places.
-    // One store at a random place per call would hold up the calls behind it.
+    // (early in the fill), the room is laid out by id and each batch goes to it. One store
+    // at a random place per call would hold up the calls behind it.
     void PlaceAdded();
     void StartPlacing();
-    // The values in the order added from now on, in a room of their own.
-    void KeepAddedOrder();
+    // After a batch went to the room: once all are added, the values go to their places.
+    void PlacedAll() noexcept;
+    void Settle() noexcept;
+    // The values in the order added from now on.
+    void KeepAddedOrder() noexcept;
     std::uint32_t NextBatch() const;
 
     std::unique_ptr<std::uint32_t[]> ids_;

@@ -266,9 +266,11 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
 }
 
 TEST_F(SnapshotFiles, LargeFillsOutOfOrderReadAsAdded) {
-    // A large support filled out of id order has its values laid out by id as they come. Every
-    // read during and after the fill still gives the pairs as added, the file gives them by
-    // ascending id (equal ids as added), and a resume into the same snapshot reads the file.
+    // A large support filled out of id order has its values laid out by id as they come
+    // (gathered by bucket, then put at their places when the fill ends or a value is read
+    // first). Every read during and after the fill still gives the pairs as added, the file
+    // gives them by ascending id (equal ids as added), and a resume into the same snapshot
+    // reads the file.
     constexpr std::uint32_t kCount = 200000;
     const auto consecutive = [] { return Shuffled(3, kCount); };
     const auto withGap = [&] {  // distinct, one id past the others
@@ -276,9 +278,9 @@ TEST_F(SnapshotFiles, LargeFillsOutOfOrderReadAsAdded) {
         *std::find(ids.begin(), ids.end(), 100000u) = kCount + 3;
         return ids;
     };
-    const auto repeatedLate = [&] {
+    const auto repeatedLate = [&] {  // seen only once every lower id has its place
         std::vector<std::uint32_t> ids = consecutive();
-        ids[kCount - 1] = ids[10];
+        ids[kCount - 1] = *std::max_element(ids.begin(), ids.end() - 1);
         return ids;
     };
     const auto farLate = [&] {
@@ -291,17 +293,24 @@ TEST_F(SnapshotFiles, LargeFillsOutOfOrderReadAsAdded) {
         for (std::uint32_t i = 0; i < kCount; ++i) ids[i] = kCount + 6 - i;
         return ids;
     };
+    const auto descendingWithGap = [&] {  // distinct, in the room laid out after the first adds
+        std::vector<std::uint32_t> ids = descending();
+        ids[kCount - 1] = 300000;
+        return ids;
+    };
     const std::vector<std::pair<const char*, std::vector<std::uint32_t>>> orders = {
-        {"consecutive", consecutive()}, {"with a gap", withGap()},      {"repeated late", repeatedLate()},
-        {"far id late", farLate()},     {"descending", descending()},
+        {"consecutive", consecutive()}, {"with a gap", withGap()},   {"repeated late", repeatedLate()},
+        {"far id late", farLate()},     {"descending", descending()}, {"descending with a gap", descendingWithGap()},
     };
     struct How {
         const char* name;
         std::uint32_t bulk;    // pairs an AddValues call; 0: one AddValue a pair
         std::uint32_t lendAt;  // pairs added when the live value array is read
+        bool readMidFill;
     };
-    const How hows[] = {{"one a call", 0, kCount}, {"by 1000", 1000, kCount}, {"all at once", kCount, kCount},
-                        {"array read mid-fill", 0, 80000}};
+    const How hows[] = {{"one a call", 0, kCount, true},         {"one a call, read once full", 0, kCount, false},
+                        {"by 1000", 1000, kCount, true},         {"by 1000, read once full", 1000, kCount, false},
+                        {"all at once", kCount, kCount, false}, {"array read mid-fill", 0, 80000, true}};
     const std::uint32_t midFill = kCount / 2 + 123;
     for (const auto& [order, ids] : orders)
         for (const How& how : hows) {
@@ -336,10 +345,12 @@ TEST_F(SnapshotFiles, LargeFillsOutOfOrderReadAsAdded) {
                 const auto same = [](double value, const auto& pair) { return value == pair.second; };
                 EXPECT_TRUE(std::equal(live, live + done, expected.begin(), same)) << done << " added";
             };
-            addUpTo(std::min(how.lendAt, midFill));
+            addUpTo(how.readMidFill ? std::min(how.lendAt, midFill) : kCount);
             if (how.lendAt < kCount) live = Read(RomSnapshotComponentDataGetValueArray, data);
-            addUpTo(midFill);
-            expectAddedSoFar();
+            if (how.readMidFill) {
+                addUpTo(midFill);
+                expectAddedSoFar();
+            }
             addUpTo(kCount);
             expectAddedSoFar();
 
