@@ -6,8 +6,11 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include <tervik/rom/common.hpp>
+
+#include "common/zeroed_memory.hpp"
 
 namespace Tervik::Rom::Mesh {
 
@@ -15,16 +18,19 @@ namespace Tervik::Rom::Mesh {
 // allocated it (a borrowed array is never freed).
 template <class T>
 struct DataTable {
+    static_assert(std::is_trivial_v<T>, "tables of plain numbers, zeros when allocated");
     std::uint32_t count = 0;
     T* data = nullptr;
     bool owned = false;
 
     DataTable(std::uint32_t size, T* borrowed)
-        : count(size), data(borrowed != nullptr ? borrowed : new T[size]()), owned(borrowed == nullptr) {}
+        : count(size),
+          data(borrowed != nullptr ? borrowed : static_cast<T*>(Common::AllocateZeroed(std::size_t{size} * sizeof(T)))),
+          owned(borrowed == nullptr) {}
     DataTable(const DataTable&) = delete;
     DataTable& operator=(const DataTable&) = delete;
     ~DataTable() {
-        if (owned) delete[] data;
+        if (owned) Common::FreeZeroed(data, std::size_t{count} * sizeof(T));
     }
 
     T& At(std::uint32_t index) const {

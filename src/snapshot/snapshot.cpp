@@ -23,7 +23,7 @@ constexpr std::uint32_t kStartPlacingBy = 1u << 18;
 
 CSnapshotComponentData::CSnapshotComponentData(std::string componentId, std::string supportId,
                                                std::uint32_t expected, bool keepInsertionOrder)
-    : ids_(new std::uint32_t[expected]()),
+    : ids_(expected),
       room_(expected),
       expected_(expected),
       componentId_(std::move(componentId)),
@@ -159,7 +159,7 @@ void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const dou
 
 void CSnapshotComponentData::Restore(std::string componentId, std::string supportId, std::uint32_t count) {
     if (count != expected_ || room_.Placing()) {
-        if (count != expected_) ids_.reset(new std::uint32_t[count]());
+        if (count != expected_) ids_ = Common::CZeroedArray<std::uint32_t>(count);
         room_ = CValueRoom(count);
         batch_.reset();
         sink_ = room_.Values();

@@ -11,6 +11,7 @@
 
 #include "common/flat_index.hpp"
 #include "common/persistence.hpp"
+#include "common/zeroed_memory.hpp"
 #include "configuration/snapshot_cfg.hpp"
 #include "snapshot/value_room.hpp"
 
@@ -91,7 +92,7 @@ private:
     void KeepAddedOrder() noexcept;
     std::uint32_t NextBatch() const;
 
-    std::unique_ptr<std::uint32_t[]> ids_;
+    Common::CZeroedArray<std::uint32_t> ids_;
     CValueRoom room_;
     // Where AddValue puts value i: sink_[i - sinkFrom_]. The room, or while placing, the
     // batch of values added since the last placement.

@@ -1,0 +1,47 @@
+// Zero-filled memory for large tables.
+#ifndef TERVIK_ROM_SRC_COMMON_ZEROED_MEMORY_HPP
+#define TERVIK_ROM_SRC_COMMON_ZEROED_MEMORY_HPP
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+namespace Tervik::Rom::Common {
+
+// bytes of zeros. A large block comes from the kernel, whose pages are zeros already, in
+// huge pages where it can and faulted in at once: a table that is cleared and then read
+// into, as a resume does, would otherwise pay a fault every 4 KB and one pass more.
+// Throws std::bad_alloc.
+void* AllocateZeroed(std::size_t bytes);
+// Frees a block of AllocateZeroed, given its size.
+void FreeZeroed(void* block, std::size_t bytes) noexcept;
+
+// An owned array of count zeros of plain numbers.
+template <class T>
+class CZeroedArray {
+    static_assert(std::is_trivial_v<T>);
+
+public:
+    CZeroedArray() = default;
+    explicit CZeroedArray(std::size_t count)
+        : data_(static_cast<T*>(AllocateZeroed(count * sizeof(T)))), bytes_(count * sizeof(T)) {}
+    CZeroedArray(CZeroedArray&& other) noexcept
+        : data_(std::exchange(other.data_, nullptr)), bytes_(std::exchange(other.bytes_, 0)) {}
+    CZeroedArray& operator=(CZeroedArray&& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(bytes_, other.bytes_);
+        return *this;
+    }
+    ~CZeroedArray() { FreeZeroed(data_, bytes_); }
+
+    T* get() const { return data_; }
+    T& operator[](std::size_t index) const { return data_[index]; }
+
+private:
+    T* data_ = nullptr;
+    std::size_t bytes_ = 0;
+};
+
+}  // namespace Tervik::Rom::Common
+
+#endif
