@@ -149,6 +149,13 @@ Snapshot LoadSnapshot(const std::string& path);
 
 // ---- References to nodes and cells -------------------------------------------------
 
+// The smallest and the largest of some references.
+struct ReferenceRange {
+    std::int32_t low = INT32_MAX;
+    std::int32_t high = INT32_MIN;
+};
+ReferenceRange RangeOf(const Table<std::int32_t>& references);
+
 // Finds the index of a node or cell from a reference: an id of the id table, or (for
 // connectivity read with --indices) the index itself. Returns -1 for a reference that
 // names nothing.
@@ -175,16 +182,11 @@ public:
     std::optional<std::int64_t> Offset() const {
         return offset_ == kNone ? std::nullopt : std::optional<std::int64_t>(offset_);
     }
-    // Whether every reference names an entry.
-    bool HoldsAll(const Table<std::int32_t>& references) const {
-        if (offset_ != kNone) {  // the smallest and the largest reference decide
-            std::int32_t low = INT32_MAX, high = INT32_MIN;
-            for (std::uint32_t i = 0; i < references.count; ++i) {
-                low = std::min(low, references[i]);
-                high = std::max(high, references[i]);
-            }
-            return references.count == 0 || (Find(low) >= 0 && Find(high) >= 0);
-        }
+    // Whether every reference names an entry; range is theirs (worked out once for the
+    // indices of nodes and of cells).
+    bool HoldsAll(const Table<std::int32_t>& references, const ReferenceRange& range) const {
+        if (offset_ != kNone)  // the smallest and the largest reference decide
+            return references.count == 0 || (Find(range.low) >= 0 && Find(range.high) >= 0);
         for (std::uint32_t i = 0; i < references.count; ++i)
             if (Find(references[i]) < 0) return false;
         return true;
@@ -192,10 +194,14 @@ public:
     // Whether the references give the indices 0, 1, ... Size() - 1 in this order.
     bool InOrder(const Table<std::uint32_t>& references) const {
         if (references.count != size_) return false;
+        if (references.count == 0) return true;
         if (offset_ != kNone) {
-            bool inOrder = true;
-            for (std::uint32_t i = 0; i < references.count; ++i) inOrder &= references[i] - offset_ == i;
-            return inOrder;
+            // In 32 bits, several at a time: the first and the last reference must fit them.
+            if (offset_ < 0 || offset_ + size_ - 1 > INT64_C(0xFFFFFFFF)) return false;
+            const auto first = static_cast<std::uint32_t>(offset_);
+            std::uint32_t wrong = 0;
+            for (std::uint32_t i = 0; i < references.count; ++i) wrong |= references.data[i] ^ (first + i);
+            return wrong == 0;
         }
         for (std::uint32_t i = 0; i < references.count; ++i)
             if (Find(references[i]) != i) return false;

@@ -233,7 +233,8 @@ const EntityIndex& VtuWriter::Cells() const {
 Location VtuWriter::Locate(const MeshSupport& support) const {
     const auto chosen = options_.locations.find(support.solverId);
     if (chosen != options_.locations.end()) return chosen->second;
-    const bool nodes = Nodes().HoldsAll(support.entities), elements = Cells().HoldsAll(support.entities);
+    const ReferenceRange range = RangeOf(support.entities);
+    const bool nodes = Nodes().HoldsAll(support.entities, range), elements = Cells().HoldsAll(support.entities, range);
     if (nodes != elements) return nodes ? Location::Points : Location::Cells;
     const std::string option = "--location " + support.solverId + "=points or --location " + support.solverId + "=cells";
     if (nodes)

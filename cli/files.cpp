@@ -306,24 +306,36 @@ Snapshot LoadSnapshot(const std::string& path) {
     return snapshot;
 }
 
+ReferenceRange RangeOf(const Table<std::int32_t>& references) {
+    ReferenceRange range;
+    for (std::uint32_t i = 0; i < references.count; ++i) {
+        range.low = std::min(range.low, references.data[i]);
+        range.high = std::max(range.high, references.data[i]);
+    }
+    return range;
+}
+
 EntityIndex::EntityIndex(std::vector<const Table<std::int32_t>*> ids, bool indices, const char* what) {
     for (const auto* table : ids) size_ += table->count;
     if (indices || size_ == 0) {
         offset_ = 0;
         return;
     }
-    // Ids that ascend by one from the first need no table at all.
-    const std::int64_t first = (*ids.front())[0];
-    std::int64_t next = first, low = first, high = first;
-    bool ascending = true;
-    for (const auto* table : ids)
-        for (std::uint32_t i = 0; i < table->count; ++i) {
-            const std::int64_t id = (*table)[i];
-            ascending = ascending && id == next++;
-            low = std::min(low, id);
-            high = std::max(high, id);
-        }
-    if (ascending) {
+    // Ids that ascend by one from the first need no table at all. Checked in 32 bits,
+    // several at a time, when the last such id would fit them.
+    const auto nonEmpty = std::find_if(ids.begin(), ids.end(), [](const auto* table) { return table->count != 0; });
+    const std::int64_t first = (**nonEmpty)[0];
+    std::int64_t low = first, high = first;
+    std::uint32_t next = static_cast<std::uint32_t>(first), wrong = first + size_ - 1 > INT32_MAX ? 1 : 0;
+    for (const auto* table : ids) {
+        const ReferenceRange range = RangeOf(*table);
+        low = std::min<std::int64_t>(low, range.low);
+        high = std::max<std::int64_t>(high, range.high);
+        const std::int32_t* id = table->data;
+        for (std::uint32_t i = 0; i < table->count; ++i) wrong |= static_cast<std::uint32_t>(id[i]) ^ (next + i);
+        next += table->count;
+    }
+    if (wrong == 0) {
         offset_ = first;
         return;
     }
