@@ -178,18 +178,20 @@ void CRomSetupCfg::Check() const {
 
 void CRomSetupCfg::SaveSnapshotConfiguration(const std::string& path) {
     CSnapshotCfg snapshot;
-    std::unordered_map<std::string_view, ISupportCfg*> supportById;
+    // The copies in the order of the mesh data's supports, found through its index.
+    std::vector<ISupportCfg*> copies;
+    copies.reserve(meshData_.Supports().GetCount());
     for (const CSupportCfg* support : meshData_.Supports().Members()) {
         ISupportCfg& copy = snapshot.AddSupport();
         copy.SetSolverId(support->GetSolverId());
         copy.SetEntityCount(support->GetEntityCount());
-        supportById.emplace(copy.GetSolverId(), &copy);
+        copies.push_back(&copy);
     }
     std::unordered_map<std::string_view, IComponentCfg*> componentById;
     for (const CFieldCfg* field : fields_.Members()) {
         for (const auto* id : field->SupportIds().Members()) {
-            const auto support = supportById.find(id->GetId());
-            if (support == supportById.end())
+            const std::uint32_t index = meshData_.FindSupport(id->GetId());
+            if (index == CMeshDataCfg::kNotFound)
                 throw RomException("The support " + id->GetId() +
                                    " is not part of the mesh but it has been added to the field " +
                                    field->GetSolverId() + ".");
@@ -200,7 +202,7 @@ void CRomSetupCfg::SaveSnapshotConfiguration(const std::string& path) {
                     added.SetSolverId(component->GetSolverId());
                     found = componentById.emplace(added.GetSolverId(), &added).first;
                 }
-                snapshot.AddComponentToSupport(*found->second, *support->second);
+                snapshot.AddComponentToSupport(*found->second, *copies[index]);
             }
         }
     }
