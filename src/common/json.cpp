@@ -12,9 +12,13 @@ namespace Tervik::Rom::Common {
 
 std::string StyledJsonText(const Json::Value& value) {
     std::ostringstream out;
+    WriteStyledJson(value, out);
+    return out.str();
+}
+
+void WriteStyledJson(const Json::Value& value, std::ostream& out) {
     Json::StyledStreamWriter writer("\t");
     writer.write(out, value);
-    return out.str();
 }
 
 std::string CompactJsonText(const Json::Value& value) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 
 #include <json/value.h>
@@ -20,6 +21,8 @@ public:
 
 // Multi-line text with tab indentation, as stored in JSON document files.
 std::string StyledJsonText(const Json::Value& value);
+// The same text, written to out as it is made.
+void WriteStyledJson(const Json::Value& value, std::ostream& out);
 // One-line text, as embedded in binary files.
 std::string CompactJsonText(const Json::Value& value);
 // Parses text (comments kept); returns false when it is not valid JSON.

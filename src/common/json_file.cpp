@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <ostream>
+#include <streambuf>
 #include <system_error>
 
 #include <tervik/rom/common.hpp>
@@ -25,6 +27,35 @@ bool ReadWholeFile(const std::string& fileName, std::string& content) {
     return std::ferror(file.get()) == 0;
 }
 
+// A stream buffer that writes to a file being replaced, 64 KB at a time.
+class FileBuffer final : public std::streambuf {
+public:
+    explicit FileBuffer(CReplacingFile& file) : file_(file) { setp(buffer_, buffer_ + sizeof buffer_); }
+
+protected:
+    int_type overflow(int_type c) override {
+        Drain();
+        if (!traits_type::eq_int_type(c, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(c);
+            pbump(1);
+        }
+        return traits_type::not_eof(c);
+    }
+    int sync() override {
+        Drain();
+        return 0;
+    }
+
+private:
+    void Drain() {
+        file_.Write(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+        setp(buffer_, buffer_ + sizeof buffer_);
+    }
+
+    CReplacingFile& file_;
+    char buffer_[1 << 16];
+};
+
 }  // namespace
 
 void JsonSerializationFile::SetFileName(const std::string& fileName) {
@@ -42,10 +73,15 @@ void JsonSerializationFile::Write(const std::string& key, Json::Value value) {
     root["loomsteadVersion"][0] = kProductVersion.major;
     root["loomsteadVersion"][1] = kProductVersion.minor;
     root[key].swap(value);
-    const std::string text = StyledJsonText(root);
 
+    // The text goes to the file as it is made, rather than into one string first (whose
+    // growth copies a large document over and over).
     CReplacingFile file(fileName_);
-    file.Write(text.data(), text.size());
+    FileBuffer buffer(file);
+    std::ostream out(&buffer);
+    out.exceptions(std::ios::badbit);  // a failed write throws its own error through the stream
+    WriteStyledJson(root, out);
+    out.flush();
     file.Commit();
     version_ = kFileVersion;
     productVersion_ = kProductVersion;
