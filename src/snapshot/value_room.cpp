@@ -65,8 +65,6 @@ CValueRoom::CValueRoom(std::uint32_t count) : count_(count) {
             const std::uintptr_t scratch = next(scratchBytes);
             addedOrder_ = reinterpret_cast<double*>(next(addedBytes));
             scratchValues_ = reinterpret_cast<double*>(scratch);
-            heads_ = nullptr;
-            starts_ = nullptr;
             scratchOffsets_ = reinterpret_cast<std::uint16_t*>(scratch + kChunk * sizeof(double));
             gatherBytes_ = offsetBytes + scratchBytes;
             mapped_ = mapped;
