@@ -6,7 +6,6 @@
 #include "support/temp_dir.hpp"
 
 using namespace Tervik::Rom;
-using Common::RomException;
 
 namespace {
 
@@ -87,21 +86,6 @@ TEST_F(PersistenceTest, FrameHeaderErrors) {
         WriteBytes(path, bytes);
         Project::CProject target;
         EXPECT_EQ(MessageOf([&] { target.Resume(path); }), message);
-    }
-}
-
-TEST_F(PersistenceTest, ATruncatedFileFailsWithALibraryMessageWherever) {
-    const std::string file = ProjectFile();
-    const std::string path = Path("cut.rompjt");
-    for (std::size_t size = 0; size < file.size(); ++size) {
-        WriteBytes(path, file.substr(0, size));
-        Project::CProject target;
-        try {
-            target.Resume(path);
-            ADD_FAILURE() << "resumed from " << size << " bytes";
-        } catch (const RomException& e) {
-            EXPECT_STREQ(e.what(), "System error while trying to read from a file.") << size << " bytes";
-        }
     }
 }
 
