@@ -16,6 +16,19 @@ void* AllocateZeroed(std::size_t bytes);
 // Frees a block of AllocateZeroed, given its size.
 void FreeZeroed(void* block, std::size_t bytes) noexcept;
 
+// The size of a huge page.
+inline constexpr std::size_t kHugePage = std::size_t{2} << 20;
+// Address space for bytes of zeros rounded up to huge pages, aligned to a huge page and
+// asked to come in huge pages; no page is touched yet. reserve: whether the system is to
+// count it all as used (not for room most of which may never be touched). Null when the
+// system has none.
+void* MapZeroed(std::size_t bytes, bool reserve) noexcept;
+// Gives back a block of MapZeroed, given the size asked for.
+void UnmapZeroed(void* block, std::size_t bytes) noexcept;
+// Faults in the pages of bytes from a page boundary of a MapZeroed block at once, rather
+// than one at a time as they are first written; false where the kernel cannot.
+bool Populate(void* from, std::size_t bytes) noexcept;
+
 // An owned array of count zeros of plain numbers.
 template <class T>
 class CZeroedArray {

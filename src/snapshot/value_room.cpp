@@ -7,12 +7,12 @@
 
 #include <sys/mman.h>
 
+#include "common/zeroed_memory.hpp"
+
 namespace Tervik::Rom::Snapshot {
 
 namespace {
 
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
-constexpr std::size_t kPage = std::size_t{4} << 10;
 // Smaller rooms are plain arrays: their values sort fast enough at save.
 constexpr std::uint32_t kPlaceFrom = 1u << 16;
 // A bucket's slots: its values fit in cache while they are settled, and a value's offset in
@@ -24,16 +24,10 @@ constexpr std::uint64_t kBucketSlots = std::uint64_t{1} << kBucketShift;
 // while it is settled.
 constexpr std::uint32_t kChunk = 1u << 16;
 static_assert(kChunk >= kBucketSlots);
-#ifdef MADV_POPULATE_WRITE
-constexpr int kPopulate = MADV_POPULATE_WRITE;
-#else
-constexpr int kPopulate = 23;  // Linux 5.14 and later; older kernels refuse it
-#endif
+using Common::kHugePage;
+using Common::Populate;
 
 std::size_t RoundUp(std::size_t bytes, std::size_t to) { return (bytes + to - 1) / to * to; }
-
-// Faults pages in at once rather than one by one; harmless where the kernel cannot.
-void Populate(void* from, std::size_t bytes) { madvise(from, RoundUp(bytes, kPage), kPopulate); }
 
 }  // namespace
 
@@ -49,11 +43,10 @@ CValueRoom::CValueRoom(std::uint32_t count) : count_(count) {
                         (buckets + 1) * sizeof(std::uint32_t),
                     kHugePage);
         const std::size_t addedBytes = RoundUp(std::size_t{count} * sizeof(double), kHugePage);
-        const std::size_t bytes = slotBytes + bitBytes + offsetBytes + scratchBytes + addedBytes + kHugePage;
-        void* mapped = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (mapped != MAP_FAILED) {
-            auto at = (reinterpret_cast<std::uintptr_t>(mapped) + kHugePage - 1) & ~(std::uintptr_t{kHugePage} - 1);
-            const std::uintptr_t base = at;
+        const std::size_t bytes = slotBytes + bitBytes + offsetBytes + scratchBytes + addedBytes;
+        void* mapped = Common::MapZeroed(bytes, false);
+        if (mapped != nullptr) {
+            auto at = reinterpret_cast<std::uintptr_t>(mapped);
             const auto next = [&at](std::size_t partBytes) {
                 const std::uintptr_t part = at;
                 at += partBytes;
@@ -69,13 +62,10 @@ CValueRoom::CValueRoom(std::uint32_t count) : count_(count) {
             gatherBytes_ = offsetBytes + scratchBytes;
             mapped_ = mapped;
             mappedBytes_ = bytes;
-#ifdef MADV_HUGEPAGE
-            madvise(reinterpret_cast<void*>(base), at - base, MADV_HUGEPAGE);
-#endif
             // The count values are in place now, as those of any zero-filled array are.
             values_ = slots_;
-            const std::size_t used = RoundUp(std::size_t{count} * sizeof(double), kPage);
-            if (madvise(values_, used, kPopulate) != 0) std::memset(values_, 0, used);
+            if (!Populate(values_, std::size_t{count} * sizeof(double)))
+                std::memset(values_, 0, std::size_t{count} * sizeof(double));
             return;
         }
     }
@@ -113,7 +103,7 @@ void CValueRoom::Take(CValueRoom& other) noexcept {
 
 void CValueRoom::Free() noexcept {
     if (mapped_ != nullptr)
-        munmap(mapped_, mappedBytes_);
+        Common::UnmapZeroed(mapped_, mappedBytes_);
     else
         delete[] values_;
     values_ = nullptr;
