@@ -58,23 +58,11 @@ RomExceptionHandle RomElementDataGetUserElementData(RomObject* elementData, RomO
 RomExceptionHandle RomElementDataGetMutableUserElementData(RomObject* elementData, RomObject** userElements) { return Run(userElements, ROM_CALL(As<IElementData>(elementData).GetMutableUserElementData())); }
 
 RomExceptionHandle RomMeshAddNode(RomObject* mesh, RomObject** node) { return Run(node, ROM_CALL(As<IMesh>(mesh).AddNode())); }
-RomExceptionHandle RomMeshAddPoint0(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddPoint0())); }
-RomExceptionHandle RomMeshAddLine2(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddLine2())); }
-RomExceptionHandle RomMeshAddLine3(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddLine3())); }
-RomExceptionHandle RomMeshAddBeam3(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddBeam3())); }
-RomExceptionHandle RomMeshAddBeam4(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddBeam4())); }
-RomExceptionHandle RomMeshAddTri3(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTri3())); }
-RomExceptionHandle RomMeshAddTri6(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTri6())); }
-RomExceptionHandle RomMeshAddQuad4(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddQuad4())); }
-RomExceptionHandle RomMeshAddQuad8(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddQuad8())); }
-RomExceptionHandle RomMeshAddTet4(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTet4())); }
-RomExceptionHandle RomMeshAddTet10(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddTet10())); }
-RomExceptionHandle RomMeshAddHex8(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddHex8())); }
-RomExceptionHandle RomMeshAddHex20(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddHex20())); }
-RomExceptionHandle RomMeshAddWedge6(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddWedge6())); }
-RomExceptionHandle RomMeshAddWedge15(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddWedge15())); }
-RomExceptionHandle RomMeshAddPyramid5(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddPyramid5())); }
-RomExceptionHandle RomMeshAddPyramid13(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).AddPyramid13())); }
+// RomMeshAddPoint0, RomMeshAddLine2, ..., RomMeshAddPyramid13: one per element kind.
+#define TERVIK_ROM_EXPORT_ADD(name, type, nodeCount) \
+RomExceptionHandle RomMeshAdd##name(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).Add##name())); }
+TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_EXPORT_ADD)
+#undef TERVIK_ROM_EXPORT_ADD
 RomExceptionHandle RomMeshAddPolygon(RomObject* mesh, RomObject** polygon) { return Run(polygon, ROM_CALL(As<IMesh>(mesh).AddPolygon())); }
 RomExceptionHandle RomMeshAddPolyhedron(RomObject* mesh, RomObject** polyhedron) { return Run(polyhedron, ROM_CALL(As<IMesh>(mesh).AddPolyhedron())); }
 RomExceptionHandle RomMeshAddSupport(RomObject* mesh, const char* solverId, RomObject** support) { return Run(support, ROM_CALL(As<IMesh>(mesh).AddSupport(Str(solverId)))); }

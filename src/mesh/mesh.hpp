@@ -16,19 +16,25 @@
 namespace Tervik::Rom::Mesh {
 
 // The standard element kinds: the code stored in the types table, and how many
-// connectivity entries an element of the kind occupies.
+// connectivity entries an element of the kind occupies. A kind's place is its code.
 struct ElementKind {
     const char* name;
     std::int32_t type;
     std::int32_t nodeCount;
 };
 inline constexpr ElementKind kElementKinds[] = {
-    {"Point0", 0, 1},   {"Line2", 1, 2},    {"Line3", 2, 3},   {"Beam3", 3, 3},     {"Beam4", 4, 4},
-    {"Tri3", 5, 3},     {"Tri6", 6, 6},     {"Quad4", 7, 4},   {"Quad8", 8, 8},     {"Tet4", 9, 4},
-    {"Tet10", 10, 10},  {"Hex8", 11, 8},    {"Hex20", 12, 20}, {"Wedge6", 13, 6},   {"Wedge15", 14, 15},
-    {"Pyramid5", 15, 5}, {"Pyramid13", 16, 13},
+#define TERVIK_ROM_KIND(name, type, nodeCount) {#name, type, nodeCount},
+    TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_KIND)
+#undef TERVIK_ROM_KIND
 };
 inline constexpr int kElementKindCount = sizeof kElementKinds / sizeof kElementKinds[0];
+static_assert(
+    [] {
+        for (int i = 0; i < kElementKindCount; ++i)
+            if (kElementKinds[i].type != i) return false;
+        return true;
+    }(),
+    "element_kinds.h: the type codes must run 0, 1, 2, ... in the order of the lines");
 
 // A position in a table: writes relative to it that would leave the table throw
 // "Index out of range." and write nothing.
@@ -128,23 +134,10 @@ public:
     bool IsInitialized() const override { return initialized_ && meshData_.IsInitialized(); }
 
     INode* AddNode() override;
-    IPoint0* AddPoint0() override { return AddStd<0>(); }
-    ILine2* AddLine2() override { return AddStd<1>(); }
-    ILine3* AddLine3() override { return AddStd<2>(); }
-    IBeam3* AddBeam3() override { return AddStd<3>(); }
-    IBeam4* AddBeam4() override { return AddStd<4>(); }
-    ITri3* AddTri3() override { return AddStd<5>(); }
-    ITri6* AddTri6() override { return AddStd<6>(); }
-    IQuad4* AddQuad4() override { return AddStd<7>(); }
-    IQuad8* AddQuad8() override { return AddStd<8>(); }
-    ITet4* AddTet4() override { return AddStd<9>(); }
-    ITet10* AddTet10() override { return AddStd<10>(); }
-    IHex8* AddHex8() override { return AddStd<11>(); }
-    IHex20* AddHex20() override { return AddStd<12>(); }
-    IWedge6* AddWedge6() override { return AddStd<13>(); }
-    IWedge15* AddWedge15() override { return AddStd<14>(); }
-    IPyramid5* AddPyramid5() override { return AddStd<15>(); }
-    IPyramid13* AddPyramid13() override { return AddStd<16>(); }
+#define TERVIK_ROM_ADD_STD(name, type, nodeCount) \
+    I##name* Add##name() override { return AddStd<type>(); }
+    TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_ADD_STD)
+#undef TERVIK_ROM_ADD_STD
     IPolygon* AddPolygon() override;
     IPolyhedron* AddPolyhedron() override;
     ISupport* AddSupport(const std::string& solverId) override;

@@ -11,6 +11,7 @@
 
 #include <tervik/rom/common.hpp>
 #include <tervik/rom/configuration.hpp>
+#include <tervik/rom/element_kinds.h>
 
 namespace Tervik::Rom::Mesh {
 
@@ -126,23 +127,10 @@ public:
 template <int Type>
 class IStdElementOf : public IStdElement {};
 
-using IPoint0 = IStdElementOf<0>;
-using ILine2 = IStdElementOf<1>;
-using ILine3 = IStdElementOf<2>;
-using IBeam3 = IStdElementOf<3>;
-using IBeam4 = IStdElementOf<4>;
-using ITri3 = IStdElementOf<5>;
-using ITri6 = IStdElementOf<6>;
-using IQuad4 = IStdElementOf<7>;
-using IQuad8 = IStdElementOf<8>;
-using ITet4 = IStdElementOf<9>;
-using ITet10 = IStdElementOf<10>;
-using IHex8 = IStdElementOf<11>;
-using IHex20 = IStdElementOf<12>;
-using IWedge6 = IStdElementOf<13>;
-using IWedge15 = IStdElementOf<14>;
-using IPyramid5 = IStdElementOf<15>;
-using IPyramid13 = IStdElementOf<16>;
+// IPoint0 = IStdElementOf<RomElementTypePoint0>, ILine2, ..., IPyramid13: one per kind.
+#define TERVIK_ROM_STD_ELEMENT(name, type, nodeCount) using I##name = IStdElementOf<RomElementType##name>;
+TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_STD_ELEMENT)
+#undef TERVIK_ROM_STD_ELEMENT
 
 class IUserElement : public IElement {};
 
@@ -173,23 +161,10 @@ class IMesh : public virtual Configuration::IConfigurable<Configuration::IMeshDa
               public virtual Common::IPersistable {
 public:
     virtual INode* AddNode() = 0;
-    virtual IPoint0* AddPoint0() = 0;
-    virtual ILine2* AddLine2() = 0;
-    virtual ILine3* AddLine3() = 0;
-    virtual IBeam3* AddBeam3() = 0;
-    virtual IBeam4* AddBeam4() = 0;
-    virtual ITri3* AddTri3() = 0;
-    virtual ITri6* AddTri6() = 0;
-    virtual IQuad4* AddQuad4() = 0;
-    virtual IQuad8* AddQuad8() = 0;
-    virtual ITet4* AddTet4() = 0;
-    virtual ITet10* AddTet10() = 0;
-    virtual IHex8* AddHex8() = 0;
-    virtual IHex20* AddHex20() = 0;
-    virtual IWedge6* AddWedge6() = 0;
-    virtual IWedge15* AddWedge15() = 0;
-    virtual IPyramid5* AddPyramid5() = 0;
-    virtual IPyramid13* AddPyramid13() = 0;
+    // AddPoint0, AddLine2, ..., AddPyramid13: one per kind, in the order of the kinds.
+#define TERVIK_ROM_MESH_ADD(name, type, nodeCount) virtual I##name* Add##name() = 0;
+    TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_MESH_ADD)
+#undef TERVIK_ROM_MESH_ADD
     virtual IPolygon* AddPolygon() = 0;
     virtual IPolyhedron* AddPolyhedron() = 0;
     virtual ISupport* AddSupport(const std::string& solverId) = 0;

@@ -12,6 +12,8 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+#include <tervik/rom/element_kinds.h>
+
 #if defined(__GNUC__)
 #define TERVIK_ROM_API __attribute__((visibility("default")))
 #else
@@ -184,7 +186,8 @@ TERVIK_ROM_API RomExceptionHandle RomSnapshotCfgGetComponentsOfSupport(RomObject
 
 /*
  * Mesh builder. Each Add writes the accessor of the item just added to its out-argument;
- * every Add of one kind hands out the same accessor, re-pointed at the newest item.
+ * every Add of one kind hands out the same accessor, re-pointed at the newest item. There
+ * is one RomMeshAdd<name>(mesh, element) per kind of element_kinds.h, in its order.
  */
 TERVIK_ROM_API RomExceptionHandle RomMeshAddNode(RomObject* mesh, RomObject** node);
 TERVIK_ROM_API RomExceptionHandle RomMeshAddPoint0(RomObject* mesh, RomObject** element);
