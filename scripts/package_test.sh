@@ -59,6 +59,10 @@ import tervikrom
 libdir, work = sys.argv[1:]
 assert os.path.realpath(tervikrom.LIBRARY_PATH) == os.path.realpath(os.path.join(libdir, "libtervikrom.so.18")), \
     tervikrom.LIBRARY_PATH
+# The manifest installed beside the package, the same as the installed headers read now.
+from tervikrom import _lib, _manifest
+assert _lib.MANIFEST_PATH == os.path.join(os.path.dirname(_lib.__file__), _manifest.NAME), _lib.MANIFEST_PATH
+assert _manifest.read_headers(os.path.dirname(_lib.HEADER_PATH)) == _lib._read_manifest(_lib.LIBRARY_PATH, "")[0]
 cfg = tervikrom.SnapshotCfg()
 cfg.add_component_to_support(cfg.add_component(solver_id="T"), cfg.add_support(solver_id="s", entity_count=3))
 with tervikrom.Snapshot(cfg) as snapshot:

@@ -1,16 +1,20 @@
 """Loading libtervikrom and declaring its exports.
 
-Every prototype of rom.h is read when the package is imported and turned into a ctypes
-declaration, so the argument and result types come from the header itself. Functions that
-return an exception handle raise `Error` with the library's text (the handle is released
-first); nothing the library reports is dropped.
+Every export of rom.h becomes a ctypes declaration when the package is imported, with the
+argument and result types of the library's manifest (`_manifest.py`: written by the build
+beside the library, installed beside the package, or else read from the headers now).
+Functions that return an exception handle raise `Error` with the library's text (the handle
+is released first); nothing the library reports is dropped.
 """
 import ctypes
 import glob
+import json
 import os
 import re
 
 from ctypes import POINTER, c_bool, c_char_p, c_double, c_int32, c_uint32, c_void_p
+
+from . import _manifest
 
 
 class Error(Exception):
@@ -32,29 +36,10 @@ for _name, _ctype in (("uint32_t", c_uint32), ("int32_t", c_int32), ("double", c
     _TYPES["const " + _name + "*"] = POINTER(_ctype)
     _TYPES[_name + "**"] = POINTER(POINTER(_ctype))
 
-_PROTOTYPE = re.compile(r"TERVIK_ROM_API\s+([\w\s\*]+?)\s*\b(Rom\w+)\s*\(([^)]*)\)\s*;")
-
-
-def _ctype(declaration):
-    text = re.sub(r"\s*\*", "*", " ".join(declaration.split()))
+def _ctype(text):
     if text not in _TYPES:
         raise Error("rom.h declares a type the Python binding does not know: " + text)
     return _TYPES[text]
-
-
-def parse_header(text):
-    """{name: (result type, [argument types])} for every export declared in `text`."""
-    text = re.sub(r"/\*.*?\*/", " ", text, flags=re.S)
-    exports = {}
-    for result, name, arguments in _PROTOTYPE.findall(text):
-        arguments = arguments.strip()
-        types = []
-        if arguments and arguments != "void":
-            for argument in arguments.split(","):
-                # the declaration without the parameter name
-                types.append(_ctype(re.sub(r"\b\w+\s*$", "", argument.strip())))
-        exports[name] = (_ctype(result), types)
-    return exports
 
 
 def _raise_on_exception(result, function, arguments):
@@ -96,25 +81,42 @@ def _locate():
     return library, header
 
 
+def _read_manifest(library, header):
+    """(manifest, its path): the one the build wrote beside the library, else the one installed
+    beside the package, else the headers' own, read now."""
+    for folder in ([os.path.dirname(library)] if os.path.dirname(library) else []) + [_PACKAGE]:
+        path = os.path.join(folder, _manifest.NAME)
+        try:
+            with open(path, encoding="utf-8") as stream:
+                return json.load(stream), path
+        except FileNotFoundError:
+            pass
+        except (OSError, ValueError) as failure:
+            raise Error("cannot read the library's manifest " + path + ": " + str(failure)) from None
+    try:
+        return _manifest.read_headers(os.path.dirname(header)), header
+    except _manifest.ManifestError as failure:
+        raise Error("cannot read the library's headers: " + str(failure)) from None
+
+
 def _load():
     library, header = _locate()
     try:
         handle = ctypes.CDLL(library)
     except OSError as failure:
         raise Error("cannot load libtervikrom from " + library + ": " + str(failure)) from None
-    try:
-        with open(header, encoding="utf-8") as stream:
-            exports = parse_header(stream.read())
-    except OSError as failure:
-        raise Error("cannot read the library's header rom.h: " + str(failure)) from None
-    for name, (result, arguments) in exports.items():
+    manifest, manifest_path = _read_manifest(library, header)
+    exports = {}
+    for export in manifest["exports"]:
+        name, result = export["name"], _ctype(export["result"])
+        exports[name] = (result, [_ctype(parameter["type"]) for parameter in export["parameters"]])
         function = getattr(handle, name)
-        function.restype = result
-        function.argtypes = arguments
+        function.restype, function.argtypes = exports[name]
         if name != "RomGetExceptionDescription" and result is c_void_p:
             function.errcheck = _raise_on_exception
-    return handle, library, header, exports
+    kinds = tuple((kind["name"], kind["type"], kind["nodeCount"]) for kind in manifest["elementKinds"])
+    return handle, library, header, manifest_path, exports, kinds
 
 
-_library, LIBRARY_PATH, HEADER_PATH, EXPORTS = _load()
+_library, LIBRARY_PATH, HEADER_PATH, MANIFEST_PATH, EXPORTS, ELEMENT_KINDS = _load()
 lib = _library

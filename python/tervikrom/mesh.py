@@ -5,15 +5,9 @@ import numpy as np
 
 from ._core import (Configurable, Error, Object, Persistable, create, as_pointer, checked_array, child, child_prop,
                     container_prop, lib, pointer_address, view)
+from ._lib import ELEMENT_KINDS  # (name, type code, node count) of each standard element kind
 from .configuration import MeshDataCfg
 
-# name, type code, node count of the standard element kinds
-ELEMENT_KINDS = (
-    ("Point0", 0, 1), ("Line2", 1, 2), ("Line3", 2, 3), ("Beam3", 3, 3), ("Beam4", 4, 4),
-    ("Tri3", 5, 3), ("Tri6", 6, 6), ("Quad4", 7, 4), ("Quad8", 8, 8), ("Tet4", 9, 4),
-    ("Tet10", 10, 10), ("Hex8", 11, 8), ("Hex20", 12, 20), ("Wedge6", 13, 6), ("Wedge15", 14, 15),
-    ("Pyramid5", 15, 5), ("Pyramid13", 16, 13),
-)
 NODE_COUNTS = np.array([count for _, _, count in ELEMENT_KINDS], dtype=np.int64)
 TYPE_CODES = {name: code for name, code, _ in ELEMENT_KINDS}
 

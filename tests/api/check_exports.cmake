@@ -1,16 +1,12 @@
 # Fails unless the library's dynamic symbol table defines exactly the Rom... functions
-# that the public C header declares, plus GetFactory.
+# that the public C header declares (as the manifest lists them), plus GetFactory.
+#   cmake -DLIBRARY=libtervikrom.so -DMANIFEST=tervikrom-manifest.json -P check_exports.cmake
 execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
 endif()
-file(READ ${HEADER} header)
-string(REGEX MATCHALL "TERVIK_ROM_API[^;]*[ *](Rom[A-Za-z0-9]+)\\(" declarations "${header}")
-set(declared "")
-foreach(declaration IN LISTS declarations)
-  string(REGEX MATCH "(Rom[A-Za-z0-9]+)\\($" name "${declaration}")
-  list(APPEND declared ${CMAKE_MATCH_1})
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/manifest_exports.cmake)
+manifest_exports(${MANIFEST} declared)
 
 string(REPLACE "\n" ";" lines "${symbols}")
 set(exported "")
