@@ -280,7 +280,8 @@ static void resumeAll(void) {
     check(RomElementDataGetStdElementData(elementData, &standard), "RomElementDataGetStdElementData");
     check(RomStdElementDataGetTypes(standard, &types), "RomStdElementDataGetTypes");
     check(RomStdElementDataGetConnectivityTable(standard, &connectivity), "GetConnectivityTable");
-    require(types[0] == 11 && types[1] == 9 && types[2] == 5, "element types Hex8, Tet4, Tri3");
+    require(types[0] == RomElementTypeHex8 && types[1] == RomElementTypeTet4 && types[2] == RomElementTypeTri3,
+            "element types Hex8, Tet4, Tri3");
     compareTable(connectivity, hex, 8, "Hex8 connectivity");
     compareTable(connectivity + 8, tet, 4, "Tet4 connectivity");
     compareTable(connectivity + 12, tri, 3, "Tri3 connectivity");

@@ -236,7 +236,8 @@ void ResumeAll(Rom::Api::IFactory& factory, const Rom::Project::IProject& saved)
     auto& standard = meshData->GetMutableElementData().GetMutableStdElementData();
     const std::int32_t* types = standard.GetTypes();
     const std::int32_t* connectivity = standard.GetConnectivityTable();
-    Require(types[0] == 11 && types[1] == 9 && types[2] == 5, "element types Hex8, Tet4, Tri3");
+    Require(types[0] == RomElementTypeHex8 && types[1] == RomElementTypeTet4 && types[2] == RomElementTypeTri3,
+            "element types Hex8, Tet4, Tri3");
     Require(connectivity[7] == 107 && connectivity[11] == 108 && connectivity[14] == 111, "standard connectivity");
     const std::int32_t* polyhedron =
         meshData->GetMutableElementData().GetMutableUserElementData().GetMutablePolyhedronData().GetConnectivityTable();

@@ -346,7 +346,8 @@ contains
     call c_f_pointer(table, types, [3])
     call rom_check(RomStdElementDataGetConnectivityTable(standard, table), "GetConnectivityTable")
     call c_f_pointer(table, connectivity, [15])
-    call require(all(types == [11, 9, 5]), "element types Hex8, Tet4, Tri3")
+    call require(all(types == [RomElementTypeHex8, RomElementTypeTet4, RomElementTypeTri3]), &
+                 "element types Hex8, Tet4, Tri3")
     call require(all(connectivity == [hex, tet, tri]), "standard element connectivity")
     call rom_check(RomElementDataGetUserElementData(elementData, user), "RomElementDataGetUserElementData")
     call rom_check(RomUserElementDataGetPolygonData(user, polygons), "RomUserElementDataGetPolygonData")
