@@ -277,11 +277,13 @@ void CompareSizes(const std::string& path, const std::string& saved, FileKind ki
                               "of another version, say)");
 }
 
-// What cannot be checked for want of room or rights under $TMPDIR is a warning.
-void ReadBack(RomObject* object, FileKind kind, const std::string& path, Findings& findings) try {
+// The object is released once saved, before its copy is read. What cannot be checked for
+// want of room or rights under $TMPDIR is a warning.
+void ReadBack(Handle object, FileKind kind, const std::string& path, Findings& findings) try {
     const ScratchFolder folder;
     const std::string saved = folder.File("saved", kind);
-    const std::string refused = Released(RomPersistableSave(object, saved.c_str()));
+    const std::string refused = Released(RomPersistableSave(object.get(), saved.c_str()));
+    object.reset();
     if (!refused.empty()) {
         findings.Warn("file", "the library does not save what it read of it again: " + refused);
         return;
@@ -313,17 +315,17 @@ int Validate(const ValidateOptions& options, std::ostream& out, std::ostream& er
             Handle resumed;
             const FileKind kind = DetectKind(path, resumed);
             if (kind == FileKind::Mesh) {
-                const Mesh read = LoadMesh(path);
+                Mesh read = LoadMesh(path);
                 CheckMesh(read, options.indices, findings);
-                ReadBack(read.data.get(), kind, path, findings);
+                ReadBack(std::move(read.data), kind, path, findings);
             } else if (kind == FileKind::Snapshot) {
-                const Snapshot read = LoadSnapshot(path);
+                Snapshot read = LoadSnapshot(path);
                 CheckSnapshot(read, mesh ? &*mesh : nullptr, options.mesh, findings);
-                ReadBack(read.data.get(), kind, path, findings);
+                ReadBack(std::move(read.data), kind, path, findings);
             } else {
                 if (!resumed) resumed = Resumed(FactoryOf(kind), path);
                 if (IsConfiguration(kind)) CheckConfiguration(resumed.get(), findings, "configuration");
-                ReadBack(resumed.get(), kind, path, findings);
+                ReadBack(std::move(resumed), kind, path, findings);
             }
         } catch (const std::exception& error) {
             findings.Add("file", error.what());
