@@ -1,11 +1,13 @@
 // The tervikrom command: what its subcommands share. Everything is read through the
 // library's exported functions; only the version fields of a file's header (and the
-// parameter names of a snapshot cache, which no export lists) are read from the file.
+// parameter names of a snapshot cache, which no export lists) are read from the file,
+// through the same checks as the library's own reads.
 #ifndef TERVIK_ROM_CLI_CLI_HPP
 #define TERVIK_ROM_CLI_CLI_HPP
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <future>
 #include <iosfwd>
 #include <map>
@@ -32,6 +34,9 @@ struct MeshFailure : Failure {
     using Failure::Failure;
 };
 
+// The library's text of a failed call on one line (its line breaks become blanks), the
+// handle released; "" for success.
+std::string Released(RomExceptionHandle error);
 // Throws a Failure carrying the library's text (released here) after `what`.
 void Check(RomExceptionHandle error, const char* what);
 
@@ -61,12 +66,37 @@ const char* KindName(FileKind kind);
 // The factory function that makes an object of the kind, and whether it is a configuration.
 Factory FactoryOf(FileKind kind);
 bool IsConfiguration(FileKind kind);
+// The file extension of the kind, and the key of its JSON document (null for a binary kind).
+const char* ExtensionOf(FileKind kind);
+const char* DocumentKey(FileKind kind);
 
-// The kind from the extension; a configuration document by the key it stores.
-FileKind DetectKind(const std::string& path);
+// A JSON document is read up to this size, and nested up to this depth (as deep as the
+// library's reader goes).
+inline constexpr std::uint64_t kDocumentLimit = std::uint64_t{1} << 30;
+inline constexpr int kJsonNestingLimit = 1000;
 
-// The root object of a JSON document file.
+// Throws a Failure unless path names a regular file (a FIFO or a device is refused
+// without waiting on it), of at most kDocumentLimit bytes for a JSON document. Every file
+// passes this before the library reads it.
+void CheckInput(const std::string& path);
+
+// The kind from the extension; a configuration document by the kind the library resumes
+// it as, which `resumed` then holds (for the other kinds it stays empty).
+FileKind DetectKind(const std::string& path, Handle& resumed);
+
+// A JSON document file: its root object and, when read strictly, what the library lets
+// pass but a strict reader does not (text after the root object, a key given twice).
+struct Document {
+    Json::Value root;
+    std::string suspect;
+};
+Document ReadDocument(const std::string& path, bool strict);
 Json::Value ParseDocument(const std::string& path);
+
+// The size of a regular file, and a new file holding its first bytes (both checked as
+// CheckInput checks).
+std::uint64_t SizeOf(const std::string& path);
+void CopyStart(const std::string& from, std::uint64_t bytes, const std::string& to);
 
 // The version fields of the file: "fileVersion" of a JSON document, "frameVersion",
 // "typeVersion" and "type" of a binary frame, and "productVersion" ("18.2") of both.
@@ -172,6 +202,7 @@ Mesh LoadMesh(const std::string& path);
 struct SnapshotPair {
     std::string component, support;
     std::uint32_t assigned = 0, expected = 0;
+    std::uint32_t entities = 0;  // the entity count of the support in the snapshot's configuration
     Table<std::uint32_t> ids;  // the expected count of entries
     Table<double> values;
 };
@@ -253,6 +284,41 @@ private:
     std::unordered_map<std::int64_t, std::int64_t> sparse_;
 };
 
+// ---- Outputs ----------------------------------------------------------------------------
+
+struct Pending;
+
+// A file written under a temporary name made exclusively in the folder of path (never an
+// existing name, never through a symbolic link) and renamed over path by Commit, so that
+// path holds either what it held or the whole new file. A file not committed is removed,
+// also when the process is stopped by a signal (RemoveOutputsOnSignals). A symbolic link
+// at path is replaced, not followed.
+class OutputFile {
+public:
+    explicit OutputFile(std::string path);
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+    void Write(const void* data, std::uint64_t bytes);
+    void Write(const std::string& text) { Write(text.data(), text.size()); }
+    // Sets aside bytes for the file in one step, its size unchanged (where the system can).
+    void Reserve(std::uint64_t bytes);
+    // Returns the bytes written.
+    std::uint64_t Commit();
+
+private:
+    void Discard();
+    std::string path_, temporary_;
+    std::FILE* file_ = nullptr;
+    Pending* pending_ = nullptr;
+    std::uint64_t written_ = 0;
+    bool committed_ = false;
+};
+
+// Makes SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE and SIGXFSZ remove the temporary files of
+// the outputs being written before the process ends as the signal ends it.
+void RemoveOutputsOnSignals();
+
 // ---- Subcommands ---------------------------------------------------------------------
 
 struct InfoOptions {
@@ -317,41 +383,43 @@ private:
     std::shared_future<void> standard_;  // last: waited for before the tables go
 };
 
-// Walks a polygon (polyhedron = false) or polyhedron connectivity table: calls
-// visit(element, start, length) for each element's slice, or returns a text saying
-// where the slices stop adding up to the table's size ("" when they do).
+// Walks a polygon (polyhedron = false) or polyhedron connectivity table, one slice per
+// entry of ids: calls visit(element, start, length) for each element's slice, or returns
+// a text naming the element and the entry where the slices stop adding up to the table
+// ("" when they do): a node or face count past the table's end or not positive, or
+// entries left over.
 template <class Visit>
-std::string WalkSlices(const Table<std::int32_t>& table, std::uint32_t elements, bool polyhedron, Visit&& visit) {
-    const char* what = polyhedron ? "polyhedron" : "polygon";
+std::string WalkSlices(const Table<std::int32_t>& table, const Table<std::int32_t>& ids, bool polyhedron, Visit&& visit) {
+    using std::to_string;
+    const std::string kind = polyhedron ? "polyhedron" : "polygon";
+    const std::string end = " the " + kind + " connectivity table of " + to_string(table.count) + " entries";
     std::uint64_t at = 0;
-    for (std::uint32_t element = 0; element < elements; ++element) {
+    for (std::uint32_t element = 0; element < ids.count; ++element) {
+        const auto name = [&] { return kind + " " + to_string(element) + " (id " + to_string(ids[element]) + ")"; };
         const std::uint64_t start = at;
-        if (at >= table.count)
-            return std::string(what) + " " + std::to_string(element) + " starts at entry " + std::to_string(at) +
-                   ", past the end of the table of " + std::to_string(table.count);
+        if (at >= table.count) return name() + " starts at entry " + to_string(at) + ", past the end of" + end;
         const std::int64_t parts = table[at++];
-        if (parts <= 0)
-            return std::string(what) + " " + std::to_string(element) + " has " + std::to_string(parts) +
-                   (polyhedron ? " faces" : " nodes") + " (entry " + std::to_string(start) + ")";
-        if (polyhedron) {
-            for (std::int64_t face = 0; face < parts && at < table.count; ++face) {
-                const std::int64_t nodes = table[at];
-                if (nodes <= 0)
-                    return "polyhedron " + std::to_string(element) + " face " + std::to_string(face) + " has " +
-                           std::to_string(nodes) + " nodes (entry " + std::to_string(at) + ")";
-                at += 1 + static_cast<std::uint64_t>(nodes);
-            }
-        } else {
+        if (parts <= 0) return name() + " has " + to_string(parts) + (polyhedron ? " faces" : " nodes") + " (entry " + to_string(start) + ")";
+        if (!polyhedron) {
             at += static_cast<std::uint64_t>(parts);
+            if (at > table.count)
+                return name() + " announces " + to_string(parts) + " nodes at entry " + to_string(start) + ", past the end of" + end;
         }
-        if (at > table.count)
-            return std::string(what) + " " + std::to_string(element) + " (entries " + std::to_string(start) +
-                   " on) runs past the end of the table of " + std::to_string(table.count);
+        for (std::int64_t face = 0; polyhedron && face < parts; ++face) {
+            if (at >= table.count)
+                return name() + " announces " + to_string(parts) + " faces at entry " + to_string(start) + ", and" + end +
+                       " ends after " + to_string(face) + " of them";
+            const std::int64_t nodes = table[at];
+            if (nodes <= 0)
+                return name() + " face " + to_string(face) + " has " + to_string(nodes) + " nodes (entry " + to_string(at) + ")";
+            if ((at += 1 + static_cast<std::uint64_t>(nodes)) > table.count)
+                return name() + " face " + to_string(face) + " announces " + to_string(nodes) + " nodes, past the end of" + end;
+        }
         visit(element, start, at - start);
     }
     if (at != table.count)
-        return std::string("the ") + what + " slices add up to " + std::to_string(at) +
-               " entries, the configured connectivity size is " + std::to_string(table.count);
+        return "the " + kind + " slices add up to " + to_string(at) + " entries, the configured connectivity size is " +
+               to_string(table.count);
     return "";
 }
 

@@ -8,8 +8,6 @@
 #include <ostream>
 #include <sstream>
 
-#include <fcntl.h>
-
 #include "cli.hpp"
 
 namespace tervik::cli {
@@ -53,49 +51,6 @@ std::string Escaped(const std::string& text) {
     return out;
 }
 
-// Writes a file beside path and renames it over path once complete.
-class OutputFile {
-public:
-    explicit OutputFile(std::string path) : path_(std::move(path)), temporary_(path_ + ".part") {
-        file_ = std::fopen(temporary_.c_str(), "wb");
-        if (file_ == nullptr) throw Failure("cannot create " + temporary_);
-        std::setvbuf(file_, nullptr, _IOFBF, 1 << 16);
-    }
-    ~OutputFile() {
-        if (file_ != nullptr) {
-            std::fclose(file_);
-            std::remove(temporary_.c_str());
-        }
-    }
-    void Write(const void* data, std::uint64_t bytes) {
-        if (bytes != 0 && std::fwrite(data, 1, bytes, file_) != bytes) throw Failure("cannot write " + temporary_);
-        written_ += bytes;
-    }
-    void Write(const std::string& text) { Write(text.data(), text.size()); }
-    // Sets aside bytes for the file in one step, its size unchanged (where the system can).
-    void Reserve(std::uint64_t bytes) {
-#if defined(__linux__) && defined(FALLOC_FL_KEEP_SIZE)
-        (void)::fallocate(::fileno(file_), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes));
-#else
-        (void)bytes;
-#endif
-    }
-    std::uint64_t Commit() {
-        const bool closed = std::fclose(file_) == 0;
-        file_ = nullptr;
-        if (!closed || std::rename(temporary_.c_str(), path_.c_str()) != 0) {
-            std::remove(temporary_.c_str());
-            throw Failure("cannot write " + path_);
-        }
-        return written_;
-    }
-
-private:
-    std::string path_, temporary_;
-    std::FILE* file_ = nullptr;
-    std::uint64_t written_ = 0;
-};
-
 }  // namespace
 
 VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
@@ -130,7 +85,7 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
     };
     std::vector<std::int32_t> user, userOffsets;
     const Table<std::int32_t>& polygons = mesh.polygonConnectivity;
-    failed(WalkSlices(polygons, mesh.polygonIds.count, false, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
+    failed(WalkSlices(polygons, mesh.polygonIds, false, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
         for (std::uint64_t at = start + 1; at < start + length; ++at) user.push_back(Resolve(polygons[at], "polygon", element));
         userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
     }));
@@ -141,7 +96,7 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options)
         faces_.reserve(polyhedrons.count);
     }
     std::uint32_t cell = mesh.elementIds.count + mesh.polygonIds.count;
-    failed(WalkSlices(polyhedrons, mesh.polyhedronIds.count, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
+    failed(WalkSlices(polyhedrons, mesh.polyhedronIds, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
         const std::size_t first = user.size();
         faces_.push_back(polyhedrons[start]);
         for (std::uint64_t at = start + 1; at < start + length;) {

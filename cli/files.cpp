@@ -1,9 +1,14 @@
 // Reading files: their kind and header, and mesh and snapshot files resumed through the
 // library into table views.
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iterator>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <json/reader.h>
 
@@ -11,11 +16,17 @@
 
 namespace tervik::cli {
 
-void Check(RomExceptionHandle error, const char* what) {
-    if (error == nullptr) return;
-    std::string text = std::string(what) + ": " + RomGetExceptionDescription(error);
+std::string Released(RomExceptionHandle error) {
+    if (error == nullptr) return "";
+    std::string text = RomGetExceptionDescription(error);
     RomReleaseException(error);
-    throw Failure(text);
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text.empty() ? "(the library gives no text)" : text;
+}
+
+void Check(RomExceptionHandle error, const char* what) {
+    if (error != nullptr) throw Failure(std::string(what) + ": " + Released(error));
 }
 
 namespace {
@@ -53,16 +64,107 @@ std::string Extension(const std::string& path) {
 }
 
 
+bool IsDocument(const std::string& path) {
+    const std::string extension = Extension(path);
+    return extension == RomGetConfigurationFileExtension() || extension == RomGetSnapshotCacheFileExtension();
+}
+
+const char* Nature(mode_t mode) {
+    if (S_ISDIR(mode)) return "a folder";
+    if (S_ISFIFO(mode)) return "a FIFO";
+    if (S_ISCHR(mode)) return "a character device";
+    if (S_ISBLK(mode)) return "a block device";
+    if (S_ISSOCK(mode)) return "a socket";
+    return "of an unknown type";
+}
+
+// A file open for reading, closed with its owner.
+class InputFile {
+public:
+    // Opens path as the library opens the files it reads: without waiting on a FIFO or a
+    // device, and a regular file of at most limit bytes only.
+    InputFile(const std::string& path, std::uint64_t limit) {
+        descriptor_ = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (descriptor_ < 0) throw Failure(std::string("cannot open the file: ") + std::strerror(errno));
+        struct stat status {};
+        if (::fstat(descriptor_, &status) != 0) throw Failure(std::string("cannot read the file: ") + std::strerror(errno));
+        if (!S_ISREG(status.st_mode)) throw Failure(std::string("not a regular file: it is ") + Nature(status.st_mode));
+        size_ = static_cast<std::uint64_t>(status.st_size);
+        if (size_ > limit)
+            throw Failure("the file holds " + std::to_string(size_) + " bytes; a JSON document of the library is read " +
+                          "up to " + std::to_string(limit) + " bytes");
+    }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+    ~InputFile() { ::close(descriptor_); }
+
+    std::uint64_t Size() const { return size_; }
+    // The bytes from offset on, at most count and at most up to its size.
+    std::string Read(std::uint64_t offset, std::uint64_t count) const {
+        std::string bytes(static_cast<std::size_t>(offset < size_ ? std::min(count, size_ - offset) : 0), '\0');
+        std::size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t got = ::pread(descriptor_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) throw Failure(std::string("cannot read the file: ") + std::strerror(errno));
+            if (got == 0) break;
+            done += static_cast<std::size_t>(got);
+        }
+        bytes.resize(done);
+        return bytes;
+    }
+
+private:
+    int descriptor_ = -1;
+    std::uint64_t size_ = 0;
+};
+
+// The first of jsoncpp's messages, on one line: "line 3, column 1: Missing ',' or '}' in
+// object declaration" (what follows it is often the reader losing its way).
+std::string FirstError(const std::string& errors) {
+    std::string text;
+    for (std::size_t at = 0; at < errors.size();) {
+        std::size_t end = errors.find('\n', at);
+        if (end == std::string::npos) end = errors.size();
+        std::string line = errors.substr(at, end - at);
+        at = end + 1;
+        line.erase(0, line.find_first_not_of(" *"));
+        if (line.rfind("Line ", 0) == 0) {
+            if (!text.empty()) break;
+            line[0] = 'l';
+            const auto column = line.find(", Column");
+            if (column != std::string::npos) line[column + 2] = 'c';
+            text = line + ":";
+        } else if (!line.empty() && line.rfind("See ", 0) != 0) {
+            text += " " + line;
+        }
+    }
+    return text;
+}
+
+// Parses text as the library does (nesting bounded alike); strict adds what the library
+// lets pass: text after the root value, a key given twice.
+bool ParseJson(const std::string& text, bool strict, Json::Value& root, std::string& errors) {
+    Json::CharReaderBuilder builder;
+    builder["stackLimit"] = kJsonNestingLimit;
+    if (strict) {
+        builder["failIfExtra"] = true;
+        builder["rejectDupKeys"] = true;
+    }
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return true;
+        errors = FirstError(errors);
+    } catch (const std::exception&) {
+        errors = "nested deeper than " + std::to_string(kJsonNestingLimit) + " levels";
+    }
+    return false;
+}
+
 // Little-endian fields at the start of a binary file.
 class HeaderReader {
 public:
-    explicit HeaderReader(const std::string& path) {
-        std::ifstream in(path, std::ios::binary);
-        if (!in) throw Failure("cannot open the file");
-        bytes_.resize(kLimit);
-        in.read(bytes_.data(), kLimit);
-        bytes_.resize(static_cast<std::size_t>(in.gcount()));
-    }
+    explicit HeaderReader(const std::string& path) : bytes_(InputFile(path, UINT64_MAX).Read(0, kLimit)) {}
     std::int32_t Int() {
         std::int32_t value = 0;
         Take(&value, sizeof value);
@@ -84,12 +186,29 @@ private:
         std::memcpy(out, bytes_.data() + at_, size);
         at_ += size;
     }
-    std::vector<char> bytes_;
+    std::string bytes_;
     std::size_t at_ = 0;
 };
 
+// Copies count values into a table of the library, from offset on.
 template <class T>
-Table<T> TableOf(T* data, std::uint32_t count) {
+using Copy = RomExceptionHandle (*)(RomObject*, const T*, std::uint32_t, std::uint32_t);
+
+// A table of the library, taken for the count entries the mesh's configuration announces.
+// A table that holds fewer (its own configuration may say less) is refused rather than
+// read past: copying no value to entry count passes the library's range check only when
+// the table holds count entries, and changes nothing.
+template <class T>
+Table<T> TableOf(T* data, std::uint32_t count, const char* what, RomObject* owner, Copy<T> copy) {
+    const auto refuse = [&](const std::string& why) {
+        return Failure("the " + std::string(what) + " table " + why + " the " + std::to_string(count) +
+                       " entries the mesh's configuration announces");
+    };
+    if (count == 0) return Table<T>{data, 0};
+    if (data == nullptr) throw refuse("is missing, not holding");
+    const T none{};
+    const std::string refused = Released(copy(owner, &none, count, 0));
+    if (!refused.empty()) throw refuse("holds fewer than");
     return Table<T>{data, count};
 }
 
@@ -109,16 +228,20 @@ std::string Text(RomExceptionHandle (*get)(RomObject*, const char**), RomObject*
     return text;
 }
 
-Json::Value ParseDocument(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw Failure("cannot open the file");
-    Json::CharReaderBuilder builder;
-    Json::Value root;
+void CheckInput(const std::string& path) { InputFile(path, IsDocument(path) ? kDocumentLimit : UINT64_MAX); }
+
+Document ReadDocument(const std::string& path, bool strict) {
+    Document document;
+    const std::string text = InputFile(path, kDocumentLimit).Read(0, kDocumentLimit);
     std::string errors;
-    if (!Json::parseFromStream(builder, in, &root, &errors) || !root.isObject())
-        throw Failure("not a JSON document: " + errors);
-    return root;
+    if (!ParseJson(text, false, document.root, errors) || !document.root.isObject())
+        throw Failure("not a JSON document" + (errors.empty() ? std::string(": its root is not an object") : ": " + errors));
+    Json::Value strictly;
+    if (strict && !ParseJson(text, true, strictly, errors)) document.suspect = errors;
+    return document;
 }
+
+Json::Value ParseDocument(const std::string& path) { return ReadDocument(path, false).root; }
 
 const char* KindName(FileKind kind) { return EntryOf(kind).name; }
 
@@ -126,16 +249,50 @@ Factory FactoryOf(FileKind kind) { return EntryOf(kind).create; }
 
 bool IsConfiguration(FileKind kind) { return EntryOf(kind).extension == RomGetConfigurationFileExtension; }
 
-FileKind DetectKind(const std::string& path) {
+const char* ExtensionOf(FileKind kind) { return EntryOf(kind).extension(); }
+
+const char* DocumentKey(FileKind kind) { return EntryOf(kind).documentKey; }
+
+std::uint64_t SizeOf(const std::string& path) { return InputFile(path, UINT64_MAX).Size(); }
+
+void CopyStart(const std::string& from, std::uint64_t bytes, const std::string& to) {
+    const InputFile in(from, UINT64_MAX);
+    OutputFile out(to);
+    constexpr std::uint64_t kChunk = std::uint64_t{1} << 20;
+    for (std::uint64_t at = 0; at < bytes; at += kChunk) {
+        const std::string chunk = in.Read(at, std::min(kChunk, bytes - at));
+        if (chunk.empty()) break;
+        out.Write(chunk);
+    }
+    out.Commit();
+}
+
+FileKind DetectKind(const std::string& path, Handle& resumed) {
     const std::string extension = Extension(path);
     if (extension == RomGetConfigurationFileExtension()) {
+        CheckInput(path);
+        // The kind the library reads the document as; when it reads it as none, the key the
+        // document holds says whose failure to report.
+        std::string failures[std::size(kKinds)];
+        for (std::size_t k = 0; k < std::size(kKinds); ++k) {
+            if (kKinds[k].extension != RomGetConfigurationFileExtension) continue;
+            try {
+                resumed = Resumed(kKinds[k].create, path);
+                return kKinds[k].kind;
+            } catch (const Failure& failure) {
+                failures[k] = failure.what();
+            }
+        }
         const Json::Value root = ParseDocument(path);
-        for (const auto& entry : kKinds)
-            if (entry.extension == RomGetConfigurationFileExtension && root.isMember(entry.documentKey)) return entry.kind;
+        for (std::size_t k = 0; k < std::size(kKinds); ++k)
+            if (!failures[k].empty() && root.isMember(kKinds[k].documentKey)) throw Failure(failures[k]);
         throw Failure("a configuration document holds \"setup\", \"meshData\" or \"snapshot\"; this one holds none");
     }
     for (const auto& entry : kKinds)
-        if (entry.extension != RomGetConfigurationFileExtension && extension == entry.extension()) return entry.kind;
+        if (entry.extension != RomGetConfigurationFileExtension && extension == entry.extension()) {
+            CheckInput(path);
+            return entry.kind;
+        }
     std::string known;
     for (const char* (*name)() : {RomGetConfigurationFileExtension, RomGetMeshFileExtension, RomGetSnapshotFileExtension,
                                   RomGetSnapshotCacheFileExtension, RomGetProjectFileExtension})
@@ -173,6 +330,7 @@ const MeshSupport* Mesh::FindSupport(const std::string& solverId) const {
 }
 
 Handle Resumed(Factory create, const std::string& path) {
+    CheckInput(path);
     RomObject* object = nullptr;
     Check(create(&object), "create");
     Handle owned(object);
@@ -199,8 +357,13 @@ Mesh LoadMesh(const std::string& path) {
     double* coordinates = nullptr;
     Check(RomNodeDataGetIds(nodes, &table), "RomNodeDataGetIds");
     Check(RomNodeDataGetCoordinateTable(nodes, &coordinates), "RomNodeDataGetCoordinateTable");
-    mesh.nodeIds = TableOf(table, count);
-    mesh.coordinates = TableOf(coordinates, size);
+    // The size getter answers modulo 2^32: a table that size does not hold count x dimension.
+    if (mesh.dimension < 0 || std::uint64_t{count} * static_cast<std::uint64_t>(mesh.dimension) != size)
+        throw Failure("the node data configuration announces " + std::to_string(count) + " nodes of dimension " +
+                      std::to_string(mesh.dimension) + ", and a coordinate table of " + std::to_string(size) +
+                      " entries that does not hold them");
+    mesh.nodeIds = TableOf(table, count, "node id", nodes, RomNodeDataCopyIds);
+    mesh.coordinates = TableOf(coordinates, size, "coordinate", nodes, RomNodeDataCopyCoordinateTable);
 
     RomObject *elementCfg = nullptr, *elements = nullptr, *part = nullptr, *partCfg = nullptr;
     Check(RomMeshDataCfgGetElementDataCfg(cfg, &elementCfg), "RomMeshDataCfgGetElementDataCfg");
@@ -210,11 +373,11 @@ Mesh LoadMesh(const std::string& path) {
         Check(RomStdElementDataCfgGetConnectivityTableSize(partCfg, &size), "GetConnectivityTableSize");
         Check(RomElementDataGetStdElementData(elements, &part), "RomElementDataGetStdElementData");
         Check(RomStdElementDataGetTypes(part, &table), "RomStdElementDataGetTypes");
-        mesh.types = TableOf(table, count);
+        mesh.types = TableOf(table, count, "element type", part, RomStdElementDataCopyTypes);
         Check(RomStdElementDataGetIds(part, &table), "RomStdElementDataGetIds");
-        mesh.elementIds = TableOf(table, count);
+        mesh.elementIds = TableOf(table, count, "element id", part, RomStdElementDataCopyIds);
         Check(RomStdElementDataGetConnectivityTable(part, &table), "RomStdElementDataGetConnectivityTable");
-        mesh.connectivity = TableOf(table, size);
+        mesh.connectivity = TableOf(table, size, "connectivity", part, RomStdElementDataCopyConnectivityTable);
     }
     RomObject *userCfg = nullptr, *user = nullptr;
     if (RomElementDataCfgTryGetUserElementDataCfg(elementCfg, &userCfg)) {
@@ -228,23 +391,27 @@ Mesh LoadMesh(const std::string& path) {
             Size count, size;
             Get data;
             GetTable ids, connectivity;
+            Copy<std::int32_t> copyIds, copyConnectivity;
             Table<std::int32_t>*idTable, *connectivityTable;
+            const char *idName, *connectivityName;
         } kinds[] = {{RomUserElementDataCfgTryGetPolygonDataCfg, RomPolygonDataCfgGetCount,
                       RomPolygonDataCfgGetConnectivityTableSize, RomUserElementDataGetPolygonData, RomPolygonDataGetIds,
-                      RomPolygonDataGetConnectivityTable, &mesh.polygonIds, &mesh.polygonConnectivity},
+                      RomPolygonDataGetConnectivityTable, RomPolygonDataCopyIds, RomPolygonDataCopyConnectivityTable,
+                      &mesh.polygonIds, &mesh.polygonConnectivity, "polygon id", "polygon connectivity"},
                      {RomUserElementDataCfgTryGetPolyhedronDataCfg, RomPolyhedronDataCfgGetCount,
                       RomPolyhedronDataCfgGetConnectivityTableSize, RomUserElementDataGetPolyhedronData,
-                      RomPolyhedronDataGetIds, RomPolyhedronDataGetConnectivityTable, &mesh.polyhedronIds,
-                      &mesh.polyhedronConnectivity}};
+                      RomPolyhedronDataGetIds, RomPolyhedronDataGetConnectivityTable, RomPolyhedronDataCopyIds,
+                      RomPolyhedronDataCopyConnectivityTable, &mesh.polyhedronIds, &mesh.polyhedronConnectivity,
+                      "polyhedron id", "polyhedron connectivity"}};
         for (const auto& kind : kinds) {
             if (!kind.tryGetCfg(userCfg, &partCfg)) continue;
             Check(kind.count(partCfg, &count), "count");
             Check(kind.size(partCfg, &size), "connectivity table size");
             Check(kind.data(user, &part), "user element data");
             Check(kind.ids(part, &table), "ids");
-            *kind.idTable = TableOf(table, count);
+            *kind.idTable = TableOf(table, count, kind.idName, part, kind.copyIds);
             Check(kind.connectivity(part, &table), "connectivity table");
-            *kind.connectivityTable = TableOf(table, size);
+            *kind.connectivityTable = TableOf(table, size, kind.connectivityName, part, kind.copyConnectivity);
         }
     }
 
@@ -261,7 +428,7 @@ Mesh LoadMesh(const std::string& path) {
             Check(RomSupportCfgGetEntityCount(supportCfg, &count), "RomSupportCfgGetEntityCount");
             Check(RomMeshDataGetSupportData(data, support.solverId.c_str(), &part), "RomMeshDataGetSupportData");
             Check(RomSupportDataGetEntities(part, &table), "RomSupportDataGetEntities");
-            support.entities = TableOf(table, count);
+            support.entities = TableOf(table, count, "support entity", part, RomSupportDataCopyEntities);
             mesh.supports.push_back(std::move(support));
         }
     }
@@ -294,12 +461,23 @@ Snapshot LoadSnapshot(const std::string& path) {
                   "RomSnapshotGetComponentData");
             Check(RomSnapshotComponentDataGetAssignedEntityValueCount(values, &pair.assigned), "GetAssignedEntityValueCount");
             Check(RomSnapshotComponentDataGetExpectedEntityValueCount(values, &pair.expected), "GetExpectedEntityValueCount");
+            Check(RomSupportCfgGetEntityCount(support, &pair.entities), "RomSupportCfgGetEntityCount");
+            if (pair.assigned > pair.expected)
+                throw Failure("the values of " + pair.component + " on " + pair.support + " count " +
+                              std::to_string(pair.assigned) + " in tables of " + std::to_string(pair.expected));
             std::uint32_t* ids = nullptr;
             double* array = nullptr;
             Check(RomSnapshotComponentDataGetIdArray(values, &ids), "RomSnapshotComponentDataGetIdArray");
             Check(RomSnapshotComponentDataGetValueArray(values, &array), "RomSnapshotComponentDataGetValueArray");
-            pair.ids = TableOf(ids, pair.expected);
-            pair.values = TableOf(array, pair.expected);
+            // The arrays hold the expected count when its last entry can be read.
+            std::uint32_t id = 0;
+            double value = 0;
+            if (pair.expected != 0 && (ids == nullptr || array == nullptr ||
+                                       !Released(RomSnapshotComponentDataGetValue(values, pair.expected - 1, &id, &value)).empty()))
+                throw Failure("the tables of " + pair.component + " on " + pair.support + " do not hold the " +
+                              std::to_string(pair.expected) + " values they expect");
+            pair.ids = Table<std::uint32_t>{ids, pair.expected};
+            pair.values = Table<double>{array, pair.expected};
             snapshot.pairs.push_back(std::move(pair));
         }
     }

@@ -108,13 +108,12 @@ Json::Value DescribeMesh(const std::string& path, bool tables) {
     return out;
 }
 
-Json::Value DescribeSetup(const std::string& path) {
-    const Handle setup = Resumed(FactoryOf(FileKind::Setup), path);
+Json::Value DescribeSetup(RomObject* setup) {
     RomObject *meshData = nullptr, *fields = nullptr;
-    Check(RomSetupCfgGetMeshData(setup.get(), &meshData), "RomSetupCfgGetMeshData");
+    Check(RomSetupCfgGetMeshData(setup, &meshData), "RomSetupCfgGetMeshData");
     Json::Value out;
     out["meshData"] = DescribeMeshDataCfg(meshData);
-    Check(RomSetupCfgGetFields(setup.get(), &fields), "RomSetupCfgGetFields");
+    Check(RomSetupCfgGetFields(setup, &fields), "RomSetupCfgGetFields");
     out["fields"] = Json::Value(Json::arrayValue);
     for (RomObject* field : Members(fields)) {
         Json::Value entry;
@@ -216,14 +215,15 @@ Json::Value DescribeCache(const std::string& path) {
     return out;
 }
 
-Json::Value Describe(const std::string& path, FileKind kind, bool tables) {
+// resumed: the configuration DetectKind resumed.
+Json::Value Describe(const std::string& path, FileKind kind, const Handle& resumed, bool tables) {
     switch (kind) {
         case FileKind::Setup:
-            return DescribeSetup(path);
+            return DescribeSetup(resumed.get());
         case FileKind::MeshDataCfg:
-            return DescribeMeshDataCfg(Resumed(FactoryOf(kind), path).get());
+            return DescribeMeshDataCfg(resumed.get());
         case FileKind::SnapshotCfg:
-            return DescribeSnapshotCfg(Resumed(FactoryOf(kind), path).get());
+            return DescribeSnapshotCfg(resumed.get());
         case FileKind::Mesh:
             return DescribeMesh(path, tables);
         case FileKind::Snapshot:
@@ -298,8 +298,9 @@ int Info(const InfoOptions& options, std::ostream& out, std::ostream& err) {
     for (const std::string& path : options.files) {
         Json::Value file;
         try {
-            const FileKind kind = DetectKind(path);
-            file = Describe(path, kind, options.tables);
+            Handle resumed;
+            const FileKind kind = DetectKind(path, resumed);
+            file = Describe(path, kind, resumed, options.tables);
             file["kind"] = KindName(kind);
             file["versions"] = ReadVersions(path, kind);
         } catch (const std::exception& error) {
@@ -313,6 +314,7 @@ int Info(const InfoOptions& options, std::ostream& out, std::ostream& err) {
             out << path << ": " << file.get("kind", "unreadable").asString() << "\n";
             file.removeMember("file");
             file.removeMember("kind");
+            file.removeMember("error");  // said on the error stream
             RenderMembers(file, "  ", out);
         }
         files.append(file);

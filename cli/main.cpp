@@ -66,6 +66,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kUsage;
     }
+    RemoveOutputsOnSignals();
     try {
         if (*infoCommand) return Info(info, std::cout, std::cerr);
         if (*validateCommand) return Validate(validate, std::cout, std::cerr);

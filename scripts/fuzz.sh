@@ -25,6 +25,7 @@ kinds=(
   "mesh_data_cfg mesh.romcfg"
   "snapshot_cfg snapshot.romcfg"
   "snapshot_cache runs.romcch"
+  "cli mesh.rommsh"
 )
 
 CC=clang CXX=clang++ cmake -S "$root" -B "$fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
