@@ -103,6 +103,7 @@ def main():
                          ("write", lambda: raw_write(os.path.join(folder, "raw.bin"), values))]
                 for name, action in sides[::1 if repeat % 2 == 0 else -1]:
                     times[name].append(timed(action)[0])
+            modes = model.rank
             del model
             print("repeat %d of %d done" % (repeat + 1, arguments.repeats), file=sys.stderr)
 
@@ -115,7 +116,7 @@ def main():
         row("matrix read + numpy svd (reference)", read_svd)
         row("tervikrom.rom.build from the cache, every mode", times["build"], read_svd)
         row("raw write of %d values into a file (reference)" % arguments.values, times["write"])
-        row("model.predict: %d values" % arguments.values, times["predict"], times["write"])
+        row("model.predict: %d values from %d modes" % (arguments.values, modes), times["predict"], times["write"])
         row("model.predict_snapshot: the values into a .romsnp", times["snapshot"], times["write"])
     finally:
         shutil.rmtree(folder)
