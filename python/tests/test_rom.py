@@ -94,6 +94,15 @@ def test_full_rank_model(runs, backend, request):
         assert np.linalg.norm(predicted - matrix[:, run]) <= 1e-9 * np.linalg.norm(matrix[:, run])
 
 
+def test_a_parameter_of_one_value_is_left_out(runs):
+    folder, points, files, _ = runs
+    model = rom.build(files, parameters={"a": points[:, 0], "b": points[:, 1], "c": [7.0] * RUNS})
+    reference = rom.build(folder / "runs.romcch")
+    for point in ({"a": 0.3, "b": 1.0}, {"a": 0.8, "b": 1.7, "c": 7.0}):
+        for pair, values in model.predict(point).items():
+            np.testing.assert_allclose(values, reference.predict({"a": point["a"], "b": point["b"]})[pair], rtol=1e-12)
+
+
 @pytest.mark.parametrize("options, rank", [
     ({"rank": 4}, 4), ({"rank": 99}, RUNS - 1), ({"energy": 0.999}, None), ({"rank": 2, "energy": 0.999}, 2),
     ({"center": False}, RUNS),
@@ -143,6 +152,10 @@ def test_saved_model_predicts_bit_identically(runs, tmp_path, interpolation):
     for point in qmc.scale(qmc.Halton(2, seed=9).random(5), [0, 0.5], [1, 2]):
         for before, after in zip(*[(m.predict(point, std) if std else (m.predict(point),)) for m in (model, loaded)]):
             assert all(np.array_equal(before[pair], after[pair]) for pair in model.pairs)
+    if std:  # a standard deviation that vanishes at the runs, not between them
+        at_run, between = (np.concatenate(list(loaded.predict(point, True)[1].values()))
+                           for point in (runs[1][0], [0.5, 1.25]))
+        assert at_run.max() < 1e-2 * between.max()
     loaded.predict_snapshot({"a": 0.4, "b": 1.1}, tmp_path / "predicted.romsnp")
     with tervikrom.load(tmp_path / "predicted.romsnp") as snapshot:
         assert snapshot.pairs() == [("T", "nodes"), ("q", "cells")] and snapshot.is_filled
