@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "cli.hpp"
+#include "rom.hpp"
 
 namespace {
 
@@ -61,6 +62,8 @@ int main(int argc, char** argv) {
                               "SUPPORT=points or SUPPORT=cells: where the values of a support go, whatever its entities")
         ->allow_extra_args(false);
 
+    CLI::App* romCommand = AddRomSubcommand(app);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -70,6 +73,7 @@ int main(int argc, char** argv) {
     try {
         if (*infoCommand) return Info(info, std::cout, std::cerr);
         if (*validateCommand) return Validate(validate, std::cout, std::cerr);
+        if (*romCommand) return RunRom(*romCommand, std::cerr);
         for (const std::string& location : locations)
             if (!ParseLocation(location, exported)) {
                 std::cerr << "--location: \"" << location << "\" is not SUPPORT=points or SUPPORT=cells\n"

@@ -16,3 +16,5 @@ cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench 
 "$TERVIKROM_BUILD_DIR/bench/export_bench" "${1:-${TMPDIR:-/tmp}}"
 PYTHONPATH="$root/python" TERVIKROM_LIBRARY="$TERVIKROM_BUILD_DIR/libtervikrom.so" \
   /usr/bin/python3 "$root/bench/snapshot_matrix_bench.py" "${1:-${TMPDIR:-/tmp}}"
+PYTHONPATH="$root/python" TERVIKROM_LIBRARY="$TERVIKROM_BUILD_DIR/libtervikrom.so" \
+  /usr/bin/python3 "$root/bench/rom_bench.py" "${1:-${TMPDIR:-/tmp}}"

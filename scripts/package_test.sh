@@ -79,3 +79,27 @@ command="$prefix/bin/tervikrom"
 run "$command" --version >/dev/null
 "$command" info --json "$work/run.romsnp" | grep -q '"kind" : "snapshot"' || fail "the installed command cannot read a snapshot"
 echo "package test: the installed command loads the installed library and reads a snapshot"
+
+# Its rom subcommand runs the installed package's tervikrom.rom with the installed library,
+# with no environment to find them.
+env -u TERVIKROM_LIBRARY PYTHONPATH="$(dirname "$(dirname "$location")")" PYTHONDONTWRITEBYTECODE=1 \
+  /usr/bin/python3 - "$work" <<'PYTHON' || fail "cannot write the runs of a snapshot cache"
+import os, sys
+import tervikrom
+work = sys.argv[1]
+cfg = tervikrom.SnapshotCfg()
+cfg.add_component_to_support(cfg.add_component(solver_id="T"), cfg.add_support(solver_id="s", entity_count=50))
+cache = tervikrom.SnapshotCache()
+with tervikrom.Snapshot(cfg) as snapshot:
+    for run in range(6):
+        snapshot.component_data("T", "s").fill(range(50), [(run + 1) * (1 + i % 7) ** 0.5 for i in range(50)])
+        snapshot.save(os.path.join(work, "run-%d.romsnp" % run))
+        cache.push(tervikrom.UserPoint(x=run / 5), tervikrom.UserPoint(), "run-%d.romsnp" % run)
+cache.save(os.path.join(work, "runs.romcch"))
+PYTHON
+env -u TERVIKROM_LIBRARY -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 "$command" rom build "$work/runs.romcch" -o "$work/model" \
+  >/dev/null || fail "the installed command cannot build a reduced-order model"
+env -u TERVIKROM_LIBRARY -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 "$command" rom predict "$work/model" --point x=0.5 \
+  -o "$work/predicted.romsnp" || fail "the installed command cannot predict with the model"
+"$command" info --json "$work/predicted.romsnp" | grep -q '"filled" : true' || fail "the prediction is not a filled snapshot"
+echo "package test: the installed command builds a reduced-order model and predicts with it"
