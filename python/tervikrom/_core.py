@@ -11,6 +11,7 @@ from typing import Any, Iterator, Optional, Type, TypeVar, Union
 import numpy as np
 
 from ._errors import ArgumentError, Error, read_failure, write_failure
+from ._files import check_size, document_kind
 from ._lib import lib
 
 PathLike = Union[str, "os.PathLike[str]"]
@@ -340,10 +341,10 @@ class Configurable(Persistable):
     def __init__(self, configuration: Any = None) -> None:
         if isinstance(configuration, (str, bytes, os.PathLike)):
             path = os.fsdecode(configuration)
+            check_size(path)
             try:
                 handle = create(self._create_and_init, path)
             except Error as failure:
-                from ._files import document_kind
                 raise read_failure(failure, path, self._configuration_kind, document_kind) from None
             super().__init__(handle)
             return

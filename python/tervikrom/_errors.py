@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import os
 import stat
-from typing import Optional, Sequence
+from typing import Callable, Optional, Sequence
 
 
 class Error(Exception):
@@ -116,7 +116,8 @@ def not_openable(path: str) -> Optional[FileError]:
     return None
 
 
-def read_failure(failure: Error, path: str, expected: str, found_kind=None) -> Error:
+def read_failure(failure: Error, path: str, expected: str,
+                 found_kind: Optional[Callable[[str], Optional[str]]] = None) -> Error:
     """The error for the library's `failure` to read `path` as a file of the `expected`
     kind. `found_kind()` tells the kind of a JSON document from its keys when asked."""
     text = failure.text

@@ -10,6 +10,7 @@ import numpy as np
 from ._core import (Configurable, Object, PathLike, Persistable, as_pointer, checked_array, child,
                     child_prop, container_prop, count, create, integer, integers, lib, name_arg, pointer_address, text, view)
 from ._errors import ArgumentError, Error, read_failure, unknown_name
+from ._files import check_size, document_kind
 from .configuration import MeshDataCfg, element_counts
 
 # name, type code, node count of the standard element kinds
@@ -456,10 +457,10 @@ class Mesh(Persistable):
 
     def __init__(self, configuration: PathLike) -> None:
         path = os.fspath(configuration)
+        check_size(path)
         try:
             handle = create("RomFactoryCreateAndInitMesh", path)
         except Error as failure:
-            from ._files import document_kind
             raise read_failure(failure, path, "mesh data configuration", document_kind) from None
         super().__init__(handle)
 
