@@ -274,7 +274,9 @@ class SnapshotCache(Persistable):
         _files.check_size(path)
 
     @property
-    def _entries(self) -> List[int]:
+    def _entries(self) -> List[Tuple[int, Dict[str, float], set]]:
+        """(entry handle, input point, output names) of each entry, in order: what the
+        package knows of the entries, since no export lists them or a point's names."""
         return self._state.setdefault((self._handle, "entries"), [])
 
     def _forget(self) -> None:
@@ -284,10 +286,19 @@ class SnapshotCache(Persistable):
             del state[key]
         state[(self._handle, "entries")] = []
 
-    def _remember(self, entry: CacheEntry, inputs: Iterable[str], outputs: Iterable[str]) -> None:
-        self._entries.append(entry._handle)
+    def _remember(self, entry: CacheEntry, inputs: Mapping, outputs: Iterable[str]) -> None:
+        self._entries.append((entry._handle, dict(inputs), set(outputs)))
         self._state[(entry.input_point._handle, "names")] = set(inputs)
         self._state[(entry.output_point._handle, "names")] = set(outputs)
+
+    def _find(self, runs: List[Tuple[Dict[str, float], set]]) -> bool:
+        """Finds the entries of `runs` (input point, output names) anew; whether all were."""
+        self._forget()
+        found = [(self.pull(inputs), inputs, outputs) for inputs, outputs in runs]
+        for entry, inputs, outputs in found:
+            if entry is not None:
+                self._remember(entry, inputs, outputs)
+        return all(entry is not None for entry, _, _ in found)
 
     def clear(self) -> None:
         """Removes every entry."""
@@ -315,22 +326,24 @@ class SnapshotCache(Persistable):
         """Reads the cache from `path` (see Persistable.resume). The parameter names, which
         no export lists, are taken from the document, read with the library's guards."""
         path = os.fspath(path)
-        super().resume(path)
-        self._forget()
+        before = [(inputs, outputs) for _, inputs, outputs in self._entries]
+        try:
+            super().resume(path)
+        except Error:
+            self._find(before)  # whatever the failed read left
+            raise
         self._state[(self._handle, "folder")] = os.path.dirname(os.path.abspath(path))
         try:
-            entries = _files.read_document(path)["snapshotCache"]["entries"]
-            for item in entries:
-                inputs = _parameters(item["input"])
-                entry = self.pull(inputs)
-                if entry is None:
-                    raise LookupError
-                self._remember(entry, inputs, _parameters(item["output"]))
+            runs = [(_parameters(item["input"]), set(_parameters(item["output"])))
+                    for item in _files.read_document(path)["snapshotCache"]["entries"]]
         except FileError:
+            self._forget()
             raise
         except (LookupError, TypeError, ValueError):
+            runs = None
+        if runs is None or not self._find(runs):
             raise FormatError("%s: the cache's entries could not be matched with the document (was it changed "
-                              "while being read?)" % path, filename=path, expected=self._kind) from None
+                              "while being read?)" % path, filename=path, expected=self._kind)
         return self
 
     def save(self, path: PathLike) -> None:
@@ -351,7 +364,7 @@ class SnapshotCache(Persistable):
 
     def __iter__(self) -> Iterator[CacheEntry]:
         self._h
-        for handle in list(self._entries):
+        for handle, _, _ in list(self._entries):
             yield CacheEntry._wrap(handle, self)
 
     def __getitem__(self, input: Union[UserPoint, Mapping]) -> CacheEntry:

@@ -232,6 +232,10 @@ def test_the_cache_is_a_mapping_resolving_files_against_its_folder(files, tmp_pa
         assert cache[{"speed": 1.0}].snapshot_file == "c.romsnp" and {"load": 9.0} not in cache
         with pytest.raises(KeyError):
             cache[{"load": 9.0}]
+    (tmp_path / "bad.romcch").write_text('{"snapshotCache": {"entries": [{"input": []}]}}')
+    with pytest.raises(tervikrom.FormatError, match="bad.romcch: A snapshot cache entry misses its output value."):
+        cache.resume(tmp_path / "bad.romcch")
+    assert all(cache[entry.inputs].snapshot_file == entry.snapshot_file for entry in cache)  # what is left, whole
     cache.clear()
     assert len(cache) == 0 and list(cache) == []
 
