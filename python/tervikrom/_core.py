@@ -16,6 +16,7 @@ from ._lib import lib
 
 PathLike = Union[str, "os.PathLike[str]"]
 T = TypeVar("T", bound="Object")
+P = TypeVar("P", bound="Persistable")
 
 
 class _Keeper:
@@ -296,7 +297,7 @@ class Persistable(Object):
             raise write_failure(failure, path) from None
         self._state[(self._handle, "file")] = path
 
-    def resume(self, path: PathLike) -> Persistable:
+    def resume(self: P, path: PathLike) -> P:
         """Reads the object from `path` and returns it. Tables may be read in place, into
         arrays they borrow, so those stay referenced. Raises MissingFileError (a
         FileNotFoundError) or FileError (an OSError) when the file cannot be opened,

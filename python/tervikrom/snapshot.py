@@ -530,6 +530,29 @@ def matrix_components(component: Union[str, Sequence[str], None], support: Optio
     return components, support
 
 
+def read_columns(files: Sequence[str], components: Sequence[str], support: str, ids: np.ndarray, out: np.ndarray,
+                 bar: Any = None) -> None:
+    """Reads each file's values of `components` on `support` into its column of `out`
+    (rows as `snapshot_matrix` gives them, in the order of `ids`, which every file must
+    hold). While one file's values are copied, a helper thread reads the next one (the
+    library and the copy both run without the interpreter lock)."""
+    if not files:
+        return
+    readers = (ColumnReader(components, support), ColumnReader(components, support))
+    with ThreadPoolExecutor(max_workers=1) as helper:
+        following = helper.submit(readers[0].arrays, files[0])
+        for column in range(len(files)):
+            found = following.result()
+            if column + 1 < len(files):  # the other reader, whose views are gone
+                following = helper.submit(readers[(column + 1) % 2].arrays, files[column + 1])
+            try:
+                readers[column % 2].place(files[column], found, ids, out[:, column])
+            finally:
+                del found
+            if bar is not None:
+                bar.update()
+
+
 def progress_bar(total: int, progress: bool, what: str) -> Any:
     """A tqdm progress bar of `total` files when `progress` is true, else None."""
     if not progress:
@@ -558,27 +581,16 @@ def snapshot_matrix(files: Iterable[PathLike], component: Union[str, Sequence[st
     if not files:
         raise ArgumentError("snapshot_matrix needs at least one file")
     components, support = matrix_components(component, support, field, setup)
-    readers = (ColumnReader(components, support), ColumnReader(components, support))
-    ids, first = readers[0].first(files[0])
+    ids, first = ColumnReader(components, support).first(files[0])
     matrix = np.empty((len(first), len(files)), order="F")
     matrix[:, 0] = first
     del first
     bar = progress_bar(len(files), progress, "snapshot matrix")
     try:
-        with ThreadPoolExecutor(max_workers=1) as helper:
-            following = helper.submit(readers[1].arrays, files[1]) if len(files) > 1 else None
-            for column in range(1, len(files)):
-                if bar is not None:
-                    bar.update()
-                found = following.result()
-                if column + 1 < len(files):  # the other reader, whose views are gone
-                    following = helper.submit(readers[(column + 1) % 2].arrays, files[column + 1])
-                try:
-                    readers[column % 2].place(files[column], found, ids, matrix[:, column])
-                finally:
-                    del found
-    finally:
         if bar is not None:
             bar.update()
+        read_columns(files[1:], components, support, ids, matrix[:, 1:], bar)
+    finally:
+        if bar is not None:
             bar.close()
     return ids, matrix

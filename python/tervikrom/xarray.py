@@ -17,11 +17,12 @@ import dask.array as da
 import numpy as np
 import xarray as xr
 
-from ._core import PathLike
+from dask.utils import parse_bytes
+
+from ._core import PathLike, integer
 from ._errors import ArgumentError, name_list
 from .configuration import FieldCfg, SetupCfg
-from .dask import _column
-from .snapshot import ColumnReader, SnapshotCache, _sort_key, field_components, snapshot_matrix
+from .snapshot import ColumnReader, SnapshotCache, _sort_key, field_components, read_columns, snapshot_matrix
 
 
 def _cache(cache: Union[SnapshotCache, PathLike]) -> SnapshotCache:
@@ -48,31 +49,40 @@ def _run_coordinates(cache: SnapshotCache) -> Tuple[List[str], Dict[str, Any]]:
     return files, coordinates
 
 
-def _values(files: List[str], components: List[str], support: str, lazy: bool,
+def _values(files: List[str], components: List[str], support: str, lazy: bool, chunks: Optional[int],
             progress: bool) -> Tuple[np.ndarray, Any]:
     """(ids, values): the values of `components` on `support` in every file, (runs,
-    entities, components), in numpy or lazily on Dask (one chunk per file)."""
+    entities, components), in numpy or lazily on Dask (`chunks` runs to a chunk)."""
     count = len(components)
     if not lazy:
+        if chunks is not None:
+            raise ArgumentError("chunks are those of a lazy array (lazy=True)")
         ids, matrix = snapshot_matrix(files, components, support, progress=progress)
         return ids, matrix.T.reshape(len(files), len(ids), count)
     if progress:
         raise ArgumentError("a lazy array shows its progress when computed: use dask.diagnostics.ProgressBar")
     ids, _ = ColumnReader(components, support).first(files[0])
+    run_bytes = max(1, len(ids) * count * 8)
+    if chunks is None:
+        chunks = max(1, parse_bytes(dask.config.get("array.chunk-size")) // run_bytes)
+    chunks = integer(chunks, "chunks (runs to a chunk)", 1)
     shared_ids = dask.delayed(ids, pure=True)
     block = dask.delayed(_block, pure=True)
-    chunks = [da.from_delayed(block(path, tuple(components), support, shared_ids), shape=(1, len(ids), count),
-                              dtype=np.float64) for path in files]
-    return ids, da.concatenate(chunks, axis=0)
+    groups = [files[start:start + chunks] for start in range(0, len(files), chunks)]
+    return ids, da.concatenate([da.from_delayed(block(group, tuple(components), support, shared_ids),
+                                                shape=(len(group), len(ids), count), dtype=np.float64)
+                                for group in groups], axis=0)
 
 
-def _block(path: str, components: Tuple[str, ...], support: str, ids: np.ndarray) -> np.ndarray:
-    """One file's values as a (1, entities, components) block."""
-    return _column(path, components, support, ids).reshape(1, len(ids), len(components))
+def _block(files: List[str], components: Tuple[str, ...], support: str, ids: np.ndarray) -> np.ndarray:
+    """The values of a group of runs as a (runs, entities, components) block."""
+    block = np.empty((len(ids) * len(components), len(files)), order="F")
+    read_columns(files, components, support, ids, block)
+    return block.T.reshape(len(files), len(ids), len(components))
 
 
 def dataarray(cache: Union[SnapshotCache, PathLike], field: Union[str, FieldCfg], support: Optional[str] = None, *,
-              setup: Union[SetupCfg, PathLike, None] = None, lazy: bool = False,
+              setup: Union[SetupCfg, PathLike, None] = None, lazy: bool = False, chunks: Optional[int] = None,
               progress: bool = False) -> xr.DataArray:
     """The values of `field` on `support` in every run of `cache` (a SnapshotCache or the
     path of its ".romcch"), a DataArray (run, entity, component) of float64, named by the
@@ -80,13 +90,14 @@ def dataarray(cache: Union[SnapshotCache, PathLike], field: Union[str, FieldCfg]
 
     `field` is a FieldCfg or the solver id of a field of `setup` (a SetupCfg or the path
     of its ".romcfg"); `support` may be left out when the field has one. `lazy=True`
-    gives a Dask-backed array, one chunk per run, each file read where its chunk is
-    computed; `progress=True` shows a progress bar while the files are read (not lazily).
+    gives a Dask-backed array of `chunks` runs to a chunk (by default as many as fill
+    Dask's chunk size, "array.chunk-size"), each file read where its chunk is computed;
+    `progress=True` shows a progress bar while the files are read (not lazily).
     Files with another id set than the first are refused with an error naming them."""
     cache = _cache(cache)
     field, components, support = field_components(field, support, _setup(setup))
     files, coordinates = _run_coordinates(cache)
-    ids, values = _values(files, components, support, lazy, progress)
+    ids, values = _values(files, components, support, lazy, chunks, progress)
     coordinates.update(entity=ids, component=np.array(components, dtype=object))
     return xr.DataArray(values, dims=("run", "entity", "component"), coords=coordinates, name=field.solver_id,
                         attrs={"field": field.solver_id, "support": support, "unit": field.unit,
@@ -95,13 +106,13 @@ def dataarray(cache: Union[SnapshotCache, PathLike], field: Union[str, FieldCfg]
 
 def dataset(cache: Union[SnapshotCache, PathLike], support: Optional[str] = None, *,
             setup: Union[SetupCfg, PathLike], fields: Optional[Sequence[str]] = None, lazy: bool = False,
-            progress: bool = False) -> xr.Dataset:
+            chunks: Optional[int] = None, progress: bool = False) -> xr.Dataset:
     """Every run of `cache` as a Dataset: one (run, entity) variable per component of the
     fields given on `support` (all fields of `setup`, or those named in `fields`), each
     with its field's unit, quantity and caption in `attrs`, and one (run) variable per
     output parameter (NaN for a run without it). Each file is read once for all of them.
-    `support` may be left out when the fields share a single one; `lazy` and `progress`
-    as for `dataarray`."""
+    `support` may be left out when the fields share a single one; `lazy`, `chunks` and
+    `progress` as for `dataarray`."""
     cache, setup = _cache(cache), _setup(setup)
     chosen = [setup.field(name) for name in fields] if fields is not None else list(setup.fields)
     if support is None:
@@ -114,7 +125,7 @@ def dataset(cache: Union[SnapshotCache, PathLike], support: Optional[str] = None
         raise ArgumentError('no field is given on the support "%s"' % support)
     components = [(field, component) for field in chosen for component in field.component_ids]
     files, coordinates = _run_coordinates(cache)
-    ids, values = _values(files, [component for _, component in components], support, lazy, progress)
+    ids, values = _values(files, [component for _, component in components], support, lazy, chunks, progress)
     coordinates["entity"] = ids
     variables: Dict[str, Any] = {}
     for index, (field, component) in enumerate(components):
