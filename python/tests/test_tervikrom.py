@@ -192,9 +192,11 @@ def test_field_matrix_stacks_the_components_and_xarray_labels_the_runs(files, mo
         np.testing.assert_array_equal(matrix, stacked)
     np.testing.assert_array_equal(tervikrom.dask.snapshot_matrix(paths, field="u", setup=setup)[1], stacked)
 
-    for lazy in (False, True):
-        array = tervikrom.xarray.dataarray(files.folder / "field.romcch", "u", setup=files.setup, lazy=lazy)
+    for lazy, chunks in ((False, None), (True, 2)):
+        array = tervikrom.xarray.dataarray(files.folder / "field.romcch", "u", setup=files.setup, lazy=lazy,
+                                           chunks=chunks)
         assert array.dims == ("run", "entity", "component") and array.attrs["unit"] == "m"
+        assert array.chunks == (((2, 1), (12,), (2,)) if lazy else None)
         np.testing.assert_array_equal(array.entity, ids)
         assert array.component.values.tolist() == list(COMPONENTS)
         np.testing.assert_array_equal(array.coords["load"], [0.0, 10.0, 20.0])
