@@ -109,8 +109,8 @@ def main():
         def field():
             return tervikrom.snapshot_matrix(files, field="u", setup=setup)[1]
 
-        def xarray(lazy):
-            array = tervikrom.xarray.dataarray(cache, "u", setup=setup, lazy=lazy)
+        def xarray(lazy, chunks=None):
+            array = tervikrom.xarray.dataarray(cache, "u", setup=setup, lazy=lazy, chunks=chunks)
             return array.compute(scheduler="threads") if lazy else array
 
         raw_read(files)  # into the page cache
@@ -124,13 +124,14 @@ def main():
         if not np.array_equal(matrix[1::2], tervikrom.snapshot_matrix(files, "uy", "nodes")[1]):
             sys.exit("the field's matrix does not stack its components")
         del matrix, other
-        raw, single, direct, dask_store, numpy_xarray, dask_xarray = best_times([
+        raw, single, direct, dask_store, numpy_xarray, dask_xarray, one_chunk = best_times([
             lambda: raw_read(files),
             lambda: tervikrom.snapshot_matrix(files, "ux", "nodes"),
             field,
             lambda: store(files, setup),
             lambda: xarray(False),
-            lambda: xarray(True)])
+            lambda: xarray(True),
+            lambda: xarray(True, len(files))])
         # Last and apart: the concatenation of its column chunks writes the whole matrix with
         # a stride, after which this host faults fresh memory in slowly for a while (seen on
         # the shared 2-core machine), which would tax whatever ran next.
@@ -143,6 +144,7 @@ def main():
                                dask_store),
                               ("tervikrom.xarray.dataarray, numpy", numpy_xarray),
                               ("tervikrom.xarray.dataarray(lazy=True), threaded compute()", dask_xarray),
+                              ("the same in one chunk (information: Dask then copies nothing)", one_chunk),
                               ("tervikrom.dask.snapshot_matrix(field=...), threaded compute(), apart", dask_path)):
             print("%-70s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
                                                                       seconds / raw))
