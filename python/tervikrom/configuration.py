@@ -272,7 +272,8 @@ class SetupCfg(_Checked):
     _factory = "RomFactoryCreateSetupCfg"
     _kind = "setup configuration"
     fields = container_prop("RomSetupCfgGetFields", FieldCfg, "The fields (FieldCfg), in order.")
-    mesh_data = child_prop("RomSetupCfgGetMeshData", MeshDataCfg, "The mesh data configuration, None before one is configured.")
+    mesh_data = child_prop("RomSetupCfgGetMeshData", MeshDataCfg,
+                           "The mesh data configuration, None before one is configured.")
 
     def add_field(self, solver_id: Optional[str] = None, *, caption: Optional[str] = None,
                   quantity: Optional[str] = None, unit: Optional[str] = None,

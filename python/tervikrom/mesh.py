@@ -8,7 +8,8 @@ from typing import Any, List, Optional, Sequence, Tuple
 import numpy as np
 
 from ._core import (Configurable, Object, PathLike, Persistable, as_pointer, checked_array, child,
-                    child_prop, container_prop, count, create, integer, integers, lib, name_arg, pointer_address, text, view)
+                    child_prop, container_prop, count, create, integer, integers, lib, name_arg, pointer_address, text,
+                    view)
 from ._errors import ArgumentError, Error, read_failure, unknown_name
 from ._files import check_size, document_kind
 from .configuration import MeshDataCfg, element_counts

@@ -311,7 +311,8 @@ class SnapshotCache(Persistable):
         None. Matching is the library's: each parameter of `input` equal in the entry."""
         return child(self, "RomSnapshotCachePull", CacheEntry, _point(input))
 
-    def push(self, input: Union[UserPoint, Mapping], output: Union[UserPoint, Mapping], snapshot_file: PathLike) -> bool:
+    def push(self, input: Union[UserPoint, Mapping], output: Union[UserPoint, Mapping],
+             snapshot_file: PathLike) -> bool:
         """Adds the run unless an entry matches `input` already; whether it was added.
         `snapshot_file` is stored as given (relative paths are resolved against the
         cache's folder when read back)."""
@@ -490,7 +491,8 @@ class ColumnReader:
         self.place(path, self.arrays(path), ids, out)
 
 
-def field_components(field: Union[str, FieldCfg], support: Optional[str], setup: Any) -> Tuple[FieldCfg, List[str], str]:
+def field_components(field: Union[str, FieldCfg], support: Optional[str],
+                     setup: Any) -> Tuple[FieldCfg, List[str], str]:
     """(field, its component ids, the support): `field` a FieldCfg or the solver id of a
     field of `setup` (a SetupCfg or the path of its ".romcfg"); `support` may be left out
     when the field has a single one."""
@@ -573,9 +575,11 @@ def snapshot_matrix(files: Iterable[PathLike], component: Union[str, Sequence[st
     its ".romcfg"), whose components are read. C components are stacked entity by entity:
     row e * C + c holds component c of entity `ids[e]` (in the order given, or the
     field's), so `matrix.reshape(len(ids), C, -1)` is a view (entity, component, file).
-    `support` may be left out when the field has one. Files with another id set are refused with an error naming them; `progress=True`
-    shows a progress bar (tqdm). While one file's values are copied into the matrix, a
-    helper thread reads the next one.
+    `support` may be left out when the field has one. Files with another id set are
+    refused with an error naming them (FormatError, MissingFileError for a damaged or
+    missing file; UnknownNameError for a pair a file lacks); `progress=True` shows a
+    progress bar (tqdm). While one file's values are copied into the matrix, a helper
+    thread reads the next one.
     """
     files = [os.fspath(path) for path in files]
     if not files:

@@ -133,7 +133,8 @@ ERRORS = [
     (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).component_data("p", "solid-nodes"), tervikrom.UnknownNameError,
      KeyError, 'unknown according to this configuration. The pairs there are: "ux on solid-nodes", '
                '"uy on solid-nodes".'),
-    (lambda f, t: tervikrom.load(f.setup).field("v"), tervikrom.UnknownNameError, KeyError, 'The fields there are: "u"'),
+    (lambda f, t: tervikrom.load(f.setup).field("v"), tervikrom.UnknownNameError, KeyError,
+     'The fields there are: "u"'),
     (lambda f, t: tervikrom.UserPoint(load=1)["speed"], tervikrom.UnknownNameError, KeyError,
      'The point does not contains the parameter speed. The parameters there are: "load".'),
 ]
@@ -217,8 +218,8 @@ def test_special_files_are_refused_without_being_read(tmp_path, kind, cause, rea
 
 def test_the_cache_is_a_mapping_resolving_files_against_its_folder(files, tmp_path, monkeypatch):
     cache = tervikrom.SnapshotCache()
-    runs = [({"load": 1.5}, {"max": 0.1}, "runs/a.romsnp"), ({"load": 2.5, "speed": 3.0}, {"max": 0.2}, "/abs/b.romsnp"),
-            ({"load": 1.5, "speed": 1.0}, {}, "c.romsnp")]
+    runs = [({"load": 1.5}, {"max": 0.1}, "runs/a.romsnp"),
+            ({"load": 2.5, "speed": 3.0}, {"max": 0.2}, "/abs/b.romsnp"), ({"load": 1.5, "speed": 1.0}, {}, "c.romsnp")]
     for inputs, outputs, path in runs:
         cache.push(tervikrom.UserPoint(inputs), outputs, path)
     assert not cache.push({"load": 1.5}, {}, "again.romsnp")  # matches the first run

@@ -27,9 +27,10 @@ def _checkout(folder, library):
     shutil.copytree(PACKAGE, os.path.join(folder, "python"),
                     ignore=shutil.ignore_patterns("__pycache__", "build", "*.egg-info", "tests"))
     os.symlink(os.path.join(ROOT, "include"), os.path.join(folder, "include"))
-    for name in os.listdir(os.path.dirname(library)):
+    build = os.path.dirname(os.path.abspath(library))
+    for name in os.listdir(build):
         if name in ("cli", "examples") or name.startswith("libtervikrom.so"):
-            os.symlink(os.path.join(os.path.dirname(library), name), os.path.join(folder, "build", name))
+            os.symlink(os.path.join(build, name), os.path.join(folder, "build", name))
     return folder
 
 
