@@ -1,8 +1,12 @@
 #!/usr/bin/python3
-"""Snapshot matrix of 200 snapshot files of 500,000 values each, assembled through the
-Python package: the numpy path, then the Dask path on the threaded scheduler (computed
-whole, and stored chunk by chunk into a numpy array), each timed beside a raw read of the
-same files' bytes in the same run (best of five interleaved runs, files in the page cache).
+"""Snapshot matrix of 200 snapshot files of 500,000 values each (a field of two
+components on 250,000 entities), assembled through the Python package: one component and
+the whole field on numpy, the field on Dask (computed whole, and stored chunk by chunk into
+a numpy array), and the field as an xarray DataArray of a snapshot cache's runs on numpy
+and on Dask. Each is timed beside a raw read of the same files' bytes in the same run
+(best of five interleaved runs, files in the page cache; Dask's compute() of the column
+chunks apart, after the others); the xarray path on Dask is also set beside the field's
+numpy matrix.
 
 Usage: snapshot_matrix_bench.py FOLDER [--files 200] [--values 500000]
 Needs the package tervikrom on the path: PYTHONPATH=python TERVIKROM_LIBRARY=BUILD/libtervikrom.so
@@ -19,24 +23,39 @@ import numpy as np
 
 import tervikrom
 import tervikrom.dask
+import tervikrom.xarray
+
+COMPONENTS = ("ux", "uy")
 
 
 def write_files(folder, count, size):
-    """`count` snapshots of one component on one support of `size` entities: the first run
-    adds its pairs, the later ones replace the values in one copy each."""
+    """`count` snapshots of a field of two components on one support of `size` / 2
+    entities, pushed into a snapshot cache (saved in `folder`) with their run number as
+    input; returns (files, set-up, cache path). The first run adds its pairs, the later
+    ones replace the values in one copy each."""
+    entities = size // len(COMPONENTS)
+    setup = tervikrom.SetupCfg()
+    mesh = setup.configure_mesh_data(unit="m")
+    mesh.add_region("domain", caption="domain").add_support("nodes", entity_count=entities, entities_type=1)
+    field = setup.add_field("u", caption="displacement", quantity="length", unit="m", entities_type=1)
+    for component in COMPONENTS:
+        field.add_component(component, caption=component)
+    field.add_support("nodes")
     cfg = tervikrom.SnapshotCfg()
-    support = cfg.add_support(solver_id="nodes", entity_count=size, entities_type=1)
-    component = cfg.add_component(solver_id="T", caption="T")
-    cfg.add_component_to_support(component, support)
-    ids = np.arange(size, dtype=np.uint32)
-    files = []
+    support = cfg.add_support("nodes", entity_count=entities, entities_type=1)
+    for component in COMPONENTS:
+        cfg.add_component_to_support(cfg.add_component(component, caption=component), support)
+    ids = np.arange(entities, dtype=np.uint32)
+    files, cache = [], tervikrom.SnapshotCache()
     with tervikrom.Snapshot(cfg) as snapshot:
-        data = snapshot.component_data("T", "nodes")
         for run in range(count):
-            data.fill(ids, np.sin(ids * (1.0 + run / count)))
+            for index, component in enumerate(COMPONENTS):
+                snapshot.component_data(component, "nodes").fill(ids, np.sin(ids * (1.0 + run / count) + index))
             files.append(os.path.join(folder, "run-%03d.romsnp" % run))
             snapshot.save(files[-1])
-    return files
+            cache.push({"run": run}, {}, os.path.basename(files[-1]))
+    cache.save(os.path.join(folder, "runs.romcch"))
+    return files, setup, os.path.join(folder, "runs.romcch")
 
 
 def raw_read(files):
@@ -52,22 +71,13 @@ def raw_read(files):
     return buffer
 
 
-def store(files):
-    """The lazy matrix written chunk by chunk into a column-major numpy array: each file's
-    column lands where it belongs, without the concatenation of compute()."""
-    ids, lazy = tervikrom.dask.snapshot_matrix(files, "T", "nodes")
+def store(files, setup):
+    """The field's lazy matrix written chunk by chunk into a column-major numpy array: each
+    file's column lands where it belongs, without the concatenation of compute()."""
+    ids, lazy = tervikrom.dask.snapshot_matrix(files, field="u", setup=setup)
     matrix = np.empty(lazy.shape, order="F")
     da.store(lazy, matrix, scheduler="threads")
     return matrix
-
-
-def raw_reread(files):
-    """Every file's bytes into one reused buffer of the largest file's size: what is read is
-    dropped at once, so the memory stays in the caches (for information)."""
-    buffer = memoryview(np.empty(max(os.path.getsize(path) for path in files), dtype=np.uint8))
-    for path in files:
-        with open(path, "rb", buffering=0) as stream:
-            stream.readinto(buffer[:os.path.getsize(path)])
 
 
 def best_times(actions, runs=5):
@@ -91,32 +101,54 @@ def main():
     folder = tempfile.mkdtemp(prefix="tervikrom-matrix-", dir=arguments.folder)
     try:
         start = time.perf_counter()
-        files = write_files(folder, arguments.files, arguments.values)
+        files, setup, cache = write_files(folder, arguments.files, arguments.values)
         size = sum(os.path.getsize(path) for path in files)
         print("%d files of %d values (%.0f MB) written in %.2f s"
               % (len(files), arguments.values, size / 1e6, time.perf_counter() - start))
 
+        def field():
+            return tervikrom.snapshot_matrix(files, field="u", setup=setup)[1]
+
+        def xarray(lazy, chunks=None):
+            array = tervikrom.xarray.dataarray(cache, "u", setup=setup, lazy=lazy, chunks=chunks)
+            return array.compute(scheduler="threads") if lazy else array
+
         raw_read(files)  # into the page cache
-        matrix = tervikrom.snapshot_matrix(files, "T", "nodes")[1]
-        for lazy in (tervikrom.dask.snapshot_matrix(files, "T", "nodes")[1].compute(scheduler="threads"),
-                     store(files)):
-            if not np.array_equal(matrix, lazy):
-                sys.exit("the Dask matrix differs from the numpy one")
-        del matrix, lazy
-        raw, reread, direct, dask_path, dask_store = best_times([
+        matrix = field()
+        runs = matrix.shape[1]
+        for other in (tervikrom.dask.snapshot_matrix(files, field="u", setup=setup)[1].compute(scheduler="threads"),
+                      store(files, setup), xarray(False).values.reshape(runs, -1).T,
+                      xarray(True).values.reshape(runs, -1).T):
+            if not np.array_equal(matrix, other):
+                sys.exit("a path gives another matrix than the field's numpy one")
+        if not np.array_equal(matrix[1::2], tervikrom.snapshot_matrix(files, "uy", "nodes")[1]):
+            sys.exit("the field's matrix does not stack its components")
+        del matrix, other
+        raw, single, direct, dask_store, numpy_xarray, dask_xarray, one_chunk = best_times([
             lambda: raw_read(files),
-            lambda: raw_reread(files),
-            lambda: tervikrom.snapshot_matrix(files, "T", "nodes"),
-            lambda: tervikrom.dask.snapshot_matrix(files, "T", "nodes")[1].compute(scheduler="threads"),
-            lambda: store(files)])
-        print("%-62s %8.3f s  %6.2f GB/s" % ("raw read of the files' bytes, kept (reference)", raw, size / raw / 1e9))
-        print("%-62s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % ("raw read into one reused buffer (information)", reread,
-                                                                  size / reread / 1e9, reread / raw))
-        for name, seconds in (("tervikrom.snapshot_matrix (numpy, next file read meanwhile)", direct),
-                              ("tervikrom.dask.snapshot_matrix, threaded compute()", dask_path),
-                              ("the same, da.store into a column-major array", dask_store)):
-            print("%-62s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
+            lambda: tervikrom.snapshot_matrix(files, "ux", "nodes"),
+            field,
+            lambda: store(files, setup),
+            lambda: xarray(False),
+            lambda: xarray(True),
+            lambda: xarray(True, len(files))])
+        # Last and apart: the concatenation of its column chunks writes the whole matrix with
+        # a stride, after which this host faults fresh memory in slowly for a while (seen on
+        # the shared 2-core machine), which would tax whatever ran next.
+        (dask_path,) = best_times([lambda: tervikrom.dask.snapshot_matrix(files, field="u", setup=setup)[1]
+                                   .compute(scheduler="threads")], runs=3)
+        print("%-70s %8.3f s  %6.2f GB/s" % ("raw read of the files' bytes, kept (reference)", raw, size / raw / 1e9))
+        for name, seconds in (("tervikrom.snapshot_matrix, one component (half the values)", single),
+                              ("tervikrom.snapshot_matrix(field=...), numpy, next file read meanwhile", direct),
+                              ("tervikrom.dask.snapshot_matrix(field=...), da.store into a column-major array",
+                               dask_store),
+                              ("tervikrom.xarray.dataarray, numpy", numpy_xarray),
+                              ("tervikrom.xarray.dataarray(lazy=True), threaded compute()", dask_xarray),
+                              ("the same in one chunk (information: Dask then copies nothing)", one_chunk),
+                              ("tervikrom.dask.snapshot_matrix(field=...), threaded compute(), apart", dask_path)):
+            print("%-70s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
                                                                       seconds / raw))
+        print("%-70s %8.2fx" % ("xarray on Dask beside the field's numpy matrix", dask_xarray / direct))
     finally:
         shutil.rmtree(folder)
 

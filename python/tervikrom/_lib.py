@@ -7,6 +7,7 @@ Functions that return an exception handle raise `Error` with the library's text 
 is released first); nothing the library reports is dropped.
 """
 import ctypes
+import ctypes.util
 import glob
 import json
 import os
@@ -15,10 +16,7 @@ import re
 from ctypes import POINTER, c_bool, c_char_p, c_double, c_int32, c_uint32, c_void_p
 
 from . import _manifest
-
-
-class Error(Exception):
-    """A failure reported by libtervikrom (its text unchanged) or refused before the call."""
+from ._errors import Error
 
 
 _TYPES = {
@@ -55,8 +53,9 @@ _SOURCE_ROOT = os.path.dirname(os.path.dirname(_PACKAGE))
 
 
 def _locate():
-    """(library, header): $TERVIKROM_LIBRARY, else the installed copy beside the package,
-    else the newest build tree of the source checkout this package sits in."""
+    """(library, header): $TERVIKROM_LIBRARY, else the copy the installation (CMake's or
+    pip's) put beside the package, else the newest build tree of the source checkout this
+    package sits in, else the one the system's loader finds."""
     library = header = None
     try:
         from . import _location  # written by the installation
@@ -71,7 +70,7 @@ def _locate():
                      if not re.search(r"san|fuzz", os.path.basename(os.path.dirname(path)))]
             if built:
                 library = max(built, key=os.path.getmtime)
-    library = os.environ.get("TERVIKROM_LIBRARY") or library
+    library = os.environ.get("TERVIKROM_LIBRARY") or library or ctypes.util.find_library("tervikrom")
     if not library:
         raise Error("libtervikrom not found: set TERVIKROM_LIBRARY to the library's path")
     if not header or not os.path.isfile(header):

@@ -1,12 +1,19 @@
 """Mesh data as numpy views of the library's tables, and the item-by-item mesh builder."""
+from __future__ import annotations
+
+import os
 from ctypes import c_double, c_int32, c_uint32
+from typing import Any, List, Optional, Sequence, Tuple
 
 import numpy as np
 
-from ._core import (Configurable, Error, Object, Persistable, create, as_pointer, checked_array, child, child_prop,
-                    container_prop, lib, pointer_address, view)
+from ._core import (Configurable, Object, PathLike, Persistable, as_pointer, checked_array, child,
+                    child_prop, container_prop, count, create, integer, integers, lib, name_arg, pointer_address, text,
+                    view)
+from ._errors import ArgumentError, Error, read_failure, unknown_name
+from ._files import check_size, document_kind
 from ._lib import ELEMENT_KINDS  # (name, type code, node count) of each standard element kind
-from .configuration import MeshDataCfg
+from .configuration import MeshDataCfg, element_counts
 
 NODE_COUNTS = np.array([count for _, _, count in ELEMENT_KINDS], dtype=np.int64)
 TYPE_CODES = {name: code for name, code, _ in ELEMENT_KINDS}
@@ -20,30 +27,33 @@ class Table:
     the array is kept alive as long as the table uses it); `copy_<name>(data, offset=0)`
     copies values into the table."""
 
-    def __init__(self, family, export, dtype, shape):
+    def __init__(self, family: str, export: str, dtype: Any, shape: Any, doc: str) -> None:
         self.family, self.export, self.dtype, self.shape = family, export, np.dtype(dtype), shape
         self.ctype = _CTYPES[self.dtype]
+        self.__doc__ = doc + (" Assigning a C-contiguous writable %s array of that shape makes the table "
+                              "borrow it." % self.dtype.name)
 
-    def __set_name__(self, owner, name):
+    def __set_name__(self, owner: type, name: str) -> None:
         self.name = name
         table = self
 
-        def copy(obj, data, offset=0):
+        def copy(obj: Any, data: Any, offset: int = 0) -> None:
             table.copy(obj, data, offset)
-        copy.__name__ = "copy_" + name
-        copy.__doc__ = "Copies `data` into the %s table from entry `offset` on." % name
+        copy.__name__ = copy.__qualname__ = "copy_" + name
+        copy.__doc__ = ("Copies `data` (%s values, or integral ones for an integer table) into the %s table "
+                        "from entry `offset` on; ArgumentError when they do not fit." % (self.dtype.name, name))
         setattr(owner, copy.__name__, copy)
 
     def _what(self, obj):
         return "%s.%s" % (type(obj).__name__, self.name)
 
-    def __get__(self, obj, owner=None):
+    def __get__(self, obj: Any, owner: Optional[type] = None) -> np.ndarray:
         if obj is None:
             return self
         address = pointer_address(obj, "Rom%sGet%s" % (self.family, self.export), self.ctype)
         return view(obj, address, self.shape(obj), self.dtype, (obj._handle, self.name))
 
-    def __set__(self, obj, array):
+    def __set__(self, obj: Any, array: np.ndarray) -> None:
         size = int(np.prod(self.shape(obj)))
         array = checked_array(array, self.dtype, size, self._what(obj), borrow=True)
         # the table's storage until now is freed (when the library owned it) or let go
@@ -51,14 +61,21 @@ class Table:
         getattr(lib, "Rom%sSet%s" % (self.family, self.export))(obj._h, as_pointer(array, self.ctype))
         obj._keeper.borrowed[(obj._handle, self.name)] = array
 
-    def copy(self, obj, data, offset=0):
+    def copy(self, obj: Any, data: Any, offset: int = 0) -> None:
+        """Copies `data` into the table of `obj` from entry `offset` on."""
         size = int(np.prod(self.shape(obj)))
         data = np.asarray(data) if not isinstance(data, np.ndarray) else data
         count = data.size
-        if not 0 <= offset or offset + count > size:
-            raise Error("%s holds %d values: %d from entry %d do not fit" % (self._what(obj), size, count, offset))
+        offset = integer(offset, "the offset")
+        if offset + count > size:
+            raise ArgumentError("%s holds %d values: %d from entry %d do not fit"
+                                % (self._what(obj), size, count, offset))
         if count == 0:
             return  # the library reads a count of 0 at offset 0 as the whole table
+        if self.dtype.kind in "iu":
+            data = integers(data, self.dtype, self._what(obj))
+        elif data.dtype.kind in "iuf":
+            data = data.astype(self.dtype, copy=False)
         data = checked_array(data.reshape(-1), self.dtype, count, self._what(obj), borrow=False)
         getattr(lib, "Rom%sCopy%s" % (self.family, self.export))(
             obj._h, as_pointer(data, self.ctype), c_uint32(offset), c_uint32(count))
@@ -77,36 +94,51 @@ class _MeshPart(Object):
 
 
 class NodeData(_MeshPart):
+    """The nodes: their ids and coordinates."""
     __slots__ = ()
 
     def _sizes(self):
         cfg = self._configuration.node_data
         return cfg.count, cfg.dimension
 
-    ids = Table("NodeData", "Ids", np.int32, lambda self: self._sizes()[:1])
-    coordinates = Table("NodeData", "CoordinateTable", np.float64, lambda self: self._sizes())
+    ids = Table("NodeData", "Ids", np.int32, lambda self: self._sizes()[:1],
+                "The node ids, an int32 view (nodes,) of the live table.")
+    coordinates = Table("NodeData", "CoordinateTable", np.float64, lambda self: self._sizes(),
+                        "The coordinates, a float64 view (nodes, dimension) of the live table, in the mesh's unit.")
 
-    def __len__(self):
+    def __len__(self) -> int:
         return self._sizes()[0]
+
+    def _describe(self) -> str:
+        return ": %s in %d-D" % (count(self._sizes()[0], "node"), self._sizes()[1])
 
 
 class StdElementData(_MeshPart):
+    """The standard elements: ids, type codes (ELEMENT_KINDS) and their nodes back to back."""
     __slots__ = ()
 
     def _sizes(self):
         cfg = self._configuration.element_data.std_element_data
         return cfg.count, cfg.connectivity_table_size
 
-    ids = Table("StdElementData", "Ids", np.int32, lambda self: self._sizes()[:1])
-    types = Table("StdElementData", "Types", np.int32, lambda self: self._sizes()[:1])
-    connectivity = Table("StdElementData", "ConnectivityTable", np.int32, lambda self: self._sizes()[1:])
+    ids = Table("StdElementData", "Ids", np.int32, lambda self: self._sizes()[:1],
+                "The element ids, an int32 view (elements,) of the live table.")
+    types = Table("StdElementData", "Types", np.int32, lambda self: self._sizes()[:1],
+                  "The element type codes (tervikrom.ELEMENT_KINDS), an int32 view (elements,) of the live table.")
+    connectivity = Table("StdElementData", "ConnectivityTable", np.int32, lambda self: self._sizes()[1:],
+                         "The elements' nodes back to back, an int32 view of the live table.")
 
-    def __len__(self):
+    def __len__(self) -> int:
         return self._sizes()[0]
 
+    def _describe(self) -> str:
+        return ": %s, %s" % (count(self._sizes()[0], "element"), count(self._sizes()[1], "connectivity entry"))
+
     @property
-    def offsets(self):
-        """Where each element's nodes start in `connectivity`, with the table's end last."""
+    def offsets(self) -> np.ndarray:
+        """Where each element's nodes start in `connectivity`, with the table's end last
+        (int64, elements + 1). Raises Error for an unknown type code or a table whose size
+        disagrees with the types."""
         types = self.types
         unknown = np.flatnonzero((types < 0) | (types >= len(NODE_COUNTS)))
         if unknown.size:
@@ -119,7 +151,7 @@ class StdElementData(_MeshPart):
                         % (offsets[-1], self._sizes()[1]))
         return offsets
 
-    def element(self, index):
+    def element(self, index: int) -> np.ndarray:
         """The node list of one element, a view of `connectivity`."""
         offsets = self.offsets
         return self.connectivity[offsets[index]:offsets[index + 1]]
@@ -170,8 +202,11 @@ class _UserTable(_MeshPart):
         cfg = getattr(self._configuration.element_data.user_element_data, self._kind + "_data")
         return cfg.count, cfg.connectivity_table_size
 
-    def __len__(self):
+    def __len__(self) -> int:
         return self._sizes()[0]
+
+    def _describe(self) -> str:
+        return ": %s, %s" % (count(self._sizes()[0], self._kind), count(self._sizes()[1], "connectivity entry"))
 
     def _refuse(self, detail):
         raise Error("%s: the connectivity table does not hold %d %ss back to back: %s"
@@ -182,12 +217,15 @@ class PolygonData(_UserTable):
     """Polygons: each is its node count n followed by its n nodes in `connectivity`."""
     __slots__ = ()
     _kind = "polygon"
-    ids = Table("PolygonData", "Ids", np.int32, lambda self: self._sizes()[:1])
-    connectivity = Table("PolygonData", "ConnectivityTable", np.int32, lambda self: self._sizes()[1:])
+    ids = Table("PolygonData", "Ids", np.int32, lambda self: self._sizes()[:1],
+                "The polygon ids, an int32 view (polygons,) of the live table.")
+    connectivity = Table("PolygonData", "ConnectivityTable", np.int32, lambda self: self._sizes()[1:],
+                         "The polygons back to back, each its node count then its nodes, an int32 view.")
 
     @property
-    def offsets(self):
-        """Where each polygon (its node count) starts in `connectivity`."""
+    def offsets(self) -> np.ndarray:
+        """Where each polygon (its node count) starts in `connectivity` (int64, polygons).
+        Raises Error when the table does not hold the configured polygons back to back."""
         table = self.connectivity
         end = np.array([len(table)], dtype=np.int64)
         starts = _chains(_hops(table), np.zeros(1, dtype=np.int64), end) if len(table) else end[:0]
@@ -197,7 +235,7 @@ class PolygonData(_UserTable):
             self._refuse("the last one ends at %d" % (starts[-1] + 1 + int(table[starts[-1]])))
         return starts
 
-    def polygon(self, index):
+    def polygon(self, index: int) -> np.ndarray:
         """The node list of one polygon, a view of `connectivity`."""
         start = self.offsets[index]
         table = self.connectivity
@@ -209,12 +247,16 @@ class PolyhedronData(_UserTable):
     followed by its n nodes, in `connectivity`."""
     __slots__ = ()
     _kind = "polyhedron"
-    ids = Table("PolyhedronData", "Ids", np.int32, lambda self: self._sizes()[:1])
-    connectivity = Table("PolyhedronData", "ConnectivityTable", np.int32, lambda self: self._sizes()[1:])
+    ids = Table("PolyhedronData", "Ids", np.int32, lambda self: self._sizes()[:1],
+                "The polyhedron ids, an int32 view (polyhedrons,) of the live table.")
+    connectivity = Table("PolyhedronData", "ConnectivityTable", np.int32, lambda self: self._sizes()[1:],
+                         "The polyhedrons back to back, an int32 view: each its face count, then each face "
+                         "as its node count and its nodes.")
 
-    def layout(self):
+    def layout(self) -> Tuple[np.ndarray, np.ndarray]:
         """(offsets, face_offsets): where each polyhedron (its face count) starts in
-        `connectivity`, and where each of their faces (its node count) starts, in order."""
+        `connectivity`, and where each of their faces (its node count) starts, in order
+        (int64). Raises Error when the table does not hold the configured polyhedrons."""
         table = self.connectivity
         size = len(table)
         hop = _hops(table)
@@ -236,10 +278,11 @@ class PolyhedronData(_UserTable):
         return starts, faces
 
     @property
-    def offsets(self):
+    def offsets(self) -> np.ndarray:
+        """Where each polyhedron (its face count) starts in `connectivity` (int64)."""
         return self.layout()[0]
 
-    def polyhedron(self, index):
+    def polyhedron(self, index: int) -> List[np.ndarray]:
         """The faces of one polyhedron, each a view of `connectivity` holding its nodes."""
         starts, faces = self.layout()
         table = self.connectivity
@@ -248,108 +291,156 @@ class PolyhedronData(_UserTable):
 
 
 class UserElementData(Object):
+    """The polygons and polyhedrons."""
     __slots__ = ()
-    polygon_data = child_prop("RomUserElementDataGetPolygonData", PolygonData)
-    polyhedron_data = child_prop("RomUserElementDataGetPolyhedronData", PolyhedronData)
+    polygon_data = child_prop("RomUserElementDataGetPolygonData", PolygonData, "The polygons.")
+    polyhedron_data = child_prop("RomUserElementDataGetPolyhedronData", PolyhedronData, "The polyhedrons.")
 
 
 class ElementData(Object):
+    """The standard elements and the user elements."""
     __slots__ = ()
-    std_element_data = child_prop("RomElementDataGetStdElementData", StdElementData)
-    user_element_data = child_prop("RomElementDataGetUserElementData", UserElementData)
+    std_element_data = child_prop("RomElementDataGetStdElementData", StdElementData, "The standard elements.")
+    user_element_data = child_prop("RomElementDataGetUserElementData", UserElementData,
+                                   "The polygons and polyhedrons.")
 
 
 class SupportData(_MeshPart):
+    """The entities of one support: node or element ids."""
     __slots__ = ()
 
     @property
-    def solver_id(self):
-        return lib.RomGetSolverId(self._h).decode("utf-8")
+    def solver_id(self) -> str:
+        """The support's solver id."""
+        return text(lib.RomGetSolverId(self._h))
 
-    def __len__(self):
+    def __len__(self) -> int:
         return self._configuration.support(self.solver_id).entity_count
 
-    entities = Table("SupportData", "Entities", np.int32, lambda self: (len(self),))
+    def _describe(self) -> str:
+        return ' "%s": %s' % (self.solver_id, count(len(self), "entity"))
+
+    entities = Table("SupportData", "Entities", np.int32, lambda self: (len(self),),
+                     "The ids of the support's entities, an int32 view (entities,) of the live table.")
 
 
 class MeshData(Configurable):
     """A whole mesh as tables (".rommsh"). `MeshData(configuration)` initialises it from a
-    mesh data configuration object or ".romcfg" file."""
+    mesh data configuration object or ".romcfg" file; `MeshData()` is empty until
+    `initialize()` or `resume()`."""
     __slots__ = ()
     _factory = "RomFactoryCreateMeshData"
     _create_and_init = "RomFactoryCreateAndInitMeshData"
     _initialize = "RomMeshDataInitialize"
-    configuration = child_prop("RomMeshDataGetConfiguration", MeshDataCfg)
-    node_data = child_prop("RomMeshDataGetNodeData", NodeData)
-    element_data = child_prop("RomMeshDataGetElementData", ElementData)
-    support_datas = container_prop("RomMeshDataGetSupportDatas", SupportData)
+    _kind = "mesh"
+    _configuration_kind = "mesh data configuration"
+    configuration = child_prop("RomMeshDataGetConfiguration", MeshDataCfg,
+                               "The mesh data configuration the tables are sized by.")
+    node_data = child_prop("RomMeshDataGetNodeData", NodeData, "The nodes.")
+    element_data = child_prop("RomMeshDataGetElementData", ElementData, "The elements.")
+    support_datas = container_prop("RomMeshDataGetSupportDatas", SupportData, "Every support's entities (SupportData).")
 
-    def support_data(self, solver_id):
-        return child(self, "RomMeshDataGetSupportData", SupportData, solver_id)
+    def support_data(self, solver_id: str) -> SupportData:
+        """The entities of the support of that solver id. Raises UnknownNameError (a
+        KeyError) naming the supports there are."""
+        try:
+            return child(self, "RomMeshDataGetSupportData", SupportData, name_arg(solver_id, "a solver id"))
+        except Error as failure:
+            raise unknown_name(failure, "supports", [data.solver_id for data in self.support_datas]) from None
 
     @property
-    def std_element_data(self):
+    def std_element_data(self) -> StdElementData:
+        """The standard elements (a shortcut through `element_data`)."""
         return self.element_data.std_element_data
 
     @property
-    def polygon_data(self):
+    def polygon_data(self) -> PolygonData:
+        """The polygons (a shortcut through `element_data`)."""
         return self.element_data.user_element_data.polygon_data
 
     @property
-    def polyhedron_data(self):
+    def polyhedron_data(self) -> PolyhedronData:
+        """The polyhedrons (a shortcut through `element_data`)."""
         return self.element_data.user_element_data.polyhedron_data
+
+    def _describe(self) -> str:
+        try:
+            cfg = self.configuration
+        except Error:  # the library's answer before initialisation
+            cfg = None
+        if cfg is None:
+            return "%s (not initialised)" % self._file_description()
+        nodes = cfg.node_data
+        parts = (["%s in %d-D" % (count(nodes.count, "node"), nodes.dimension)] + element_counts(cfg.element_data)
+                 + [count(len(cfg.supports), "support")])
+        return "%s: %s%s" % (self._file_description(), ", ".join(parts), ' (unit "%s")' % cfg.unit if cfg.unit else "")
+
+
+def _index(value: Any, what: str) -> c_uint32:
+    return c_uint32(integer(value, what))
 
 
 class _Entity(Object):
     """An item the builder just added; the next Add of the same kind re-points it."""
     __slots__ = ()
 
-    def set_id(self, id):
-        lib.RomSupportEntitySetId(self._h, c_uint32(id))
+    def set_id(self, id: int) -> None:
+        """Gives the item its id (a whole number in [0, 2**32 - 1])."""
+        lib.RomSupportEntitySetId(self._h, _index(id, "an id"))
 
 
 class Node(_Entity):
+    """The node the builder just added."""
     __slots__ = ()
 
-    def set_coordinates(self, coordinates):
+    def set_coordinates(self, coordinates: Sequence[float]) -> None:
+        """Sets its coordinates, in the mesh's unit."""
         for index, value in enumerate(coordinates):
             lib.RomNodeSetCoordinate(self._h, c_uint32(index), c_double(value))
 
 
 class StdElement(_Entity):
+    """The standard element the builder just added."""
     __slots__ = ()
 
-    def set_nodes(self, nodes):
+    def set_nodes(self, nodes: Sequence[int]) -> None:
+        """Sets its nodes, as many as its kind has."""
         for index, node in enumerate(nodes):
-            lib.RomStdElementSetConnectivity(self._h, c_uint32(index), c_uint32(node))
+            lib.RomStdElementSetConnectivity(self._h, c_uint32(index), _index(node, "a node"))
 
 
 class Polygon(_Entity):
+    """The polygon the builder just added."""
     __slots__ = ()
 
-    def set_nodes(self, nodes):
+    def set_nodes(self, nodes: Sequence[int]) -> None:
+        """Sets its node count and its nodes."""
         lib.RomPolygonSetNodeCount(self._h, c_uint32(len(nodes)))
         for index, node in enumerate(nodes):
-            lib.RomPolygonSetConnectivity(self._h, c_uint32(index), c_uint32(node))
+            lib.RomPolygonSetConnectivity(self._h, c_uint32(index), _index(node, "a node"))
 
 
 class Polyhedron(_Entity):
+    """The polyhedron the builder just added."""
     __slots__ = ()
 
-    def set_faces(self, faces):
+    def set_faces(self, faces: Sequence[Sequence[int]]) -> None:
+        """Sets its faces, each a sequence of nodes."""
         lib.RomPolyhedronSetFaceCount(self._h, c_uint32(len(faces)))
         for face, nodes in enumerate(faces):
             lib.RomPolyhedronSetNodeCount(self._h, c_uint32(face), c_uint32(len(nodes)))
             for index, node in enumerate(nodes):
-                lib.RomPolyhedronSetConnectivity(self._h, c_uint32(face), c_uint32(index), c_uint32(node))
+                lib.RomPolyhedronSetConnectivity(self._h, c_uint32(face), c_uint32(index), _index(node, "a node"))
 
 
 class Support(Object):
+    """The support the builder just added."""
     __slots__ = ()
 
-    def set_entities(self, ids, first=0):
-        for index, id in enumerate(ids, first):
-            lib.RomSupportSetEntityId(self._h, c_uint32(index), c_uint32(id))
+    def set_entities(self, ids: Sequence[int], first: int = 0) -> None:
+        """Sets its entity ids from position `first` on."""
+        for index, id in enumerate(ids, integer(first, "the first position")):
+            lib.RomSupportSetEntityId(self._h, c_uint32(index), _index(id, "an entity id"))
 
 
 class Mesh(Persistable):
@@ -357,28 +448,40 @@ class Mesh(Persistable):
     each add_... checks the configured sizes and returns the item's accessor. Meant for
     meshes made item by item; from numpy arrays, fill a MeshData's tables instead."""
     __slots__ = ()
+    _kind = "mesh"
 
-    def __init__(self, configuration):
-        super().__init__(create("RomFactoryCreateAndInitMesh", str(configuration)))
+    def __init__(self, configuration: PathLike) -> None:
+        path = os.fspath(configuration)
+        check_size(path)
+        try:
+            handle = create("RomFactoryCreateAndInitMesh", path)
+        except Error as failure:
+            raise read_failure(failure, path, "mesh data configuration", document_kind) from None
+        super().__init__(handle)
 
-    def add_node(self, id=None, coordinates=()):
+    def _describe(self) -> str:
+        return self._file_description()
+
+    def add_node(self, id: Optional[int] = None, coordinates: Sequence[float] = ()) -> Node:
+        """Adds a node with that id and coordinates and returns it."""
         node = child(self, "RomMeshAddNode", Node)
         if id is not None:
             node.set_id(id)
         node.set_coordinates(coordinates)
         return node
 
-    def add_element(self, kind, id=None, nodes=()):
-        """Adds a standard element of `kind` ("Hex8", ...: see ELEMENT_KINDS)."""
+    def add_element(self, kind: str, id: Optional[int] = None, nodes: Sequence[int] = ()) -> StdElement:
+        """Adds a standard element of `kind` ("Hex8", ...: see ELEMENT_KINDS) and returns it."""
         if kind not in TYPE_CODES:
-            raise Error("unknown element kind %r; the kinds are %s" % (kind, ", ".join(TYPE_CODES)))
+            raise ArgumentError("unknown element kind %r; the kinds are %s" % (kind, ", ".join(TYPE_CODES)))
         element = child(self, "RomMeshAdd" + kind, StdElement)
         if id is not None:
             element.set_id(id)
         element.set_nodes(nodes)
         return element
 
-    def add_polygon(self, id=None, nodes=None):
+    def add_polygon(self, id: Optional[int] = None, nodes: Optional[Sequence[int]] = None) -> Polygon:
+        """Adds a polygon and returns it."""
         polygon = child(self, "RomMeshAddPolygon", Polygon)
         if id is not None:
             polygon.set_id(id)
@@ -386,7 +489,8 @@ class Mesh(Persistable):
             polygon.set_nodes(nodes)
         return polygon
 
-    def add_polyhedron(self, id=None, faces=None):
+    def add_polyhedron(self, id: Optional[int] = None, faces: Optional[Sequence[Sequence[int]]] = None) -> Polyhedron:
+        """Adds a polyhedron and returns it."""
         polyhedron = child(self, "RomMeshAddPolyhedron", Polyhedron)
         if id is not None:
             polyhedron.set_id(id)
@@ -394,7 +498,8 @@ class Mesh(Persistable):
             polyhedron.set_faces(faces)
         return polyhedron
 
-    def add_support(self, solver_id, entities=()):
-        support = child(self, "RomMeshAddSupport", Support, solver_id)
+    def add_support(self, solver_id: str, entities: Sequence[int] = ()) -> Support:
+        """Adds the support of that solver id with its entity ids and returns it."""
+        support = child(self, "RomMeshAddSupport", Support, name_arg(solver_id, "a solver id"))
         support.set_entities(entities)
         return support

@@ -31,7 +31,8 @@ from typing import Any, Callable, Optional, Union
 
 import numpy as np
 
-from ._lib import Error
+from ._errors import Error
+from ._files import read_document
 from .configuration import SnapshotCfg
 from .snapshot import Snapshot, SnapshotCache, UserPoint
 
@@ -49,7 +50,6 @@ PICTURES = ("singular-values.png", "validation.png")
 REPORT = "report.json"
 FORMAT = "tervikrom reduced-order model"
 VERSION = 1
-DOCUMENT_LIMIT = 256 << 20  # bytes of a JSON document read, at most
 GP_NU = 2.5
 GP_ALPHA = 1e-10
 GP_RESTARTS = 4
@@ -72,18 +72,6 @@ def _open_regular(path: str, what: str):
         raise Error("%s: the %s is not a regular file" % (path, what))
     os.set_blocking(descriptor, True)
     return os.fdopen(descriptor, "rb"), status.st_size
-
-
-def _read_json(path: str, what: str) -> Any:
-    stream, size = _open_regular(path, what)
-    with stream:
-        if size > DOCUMENT_LIMIT:
-            raise Error("%s: the %s holds %d bytes, more than the %d read at most" % (path, what, size, DOCUMENT_LIMIT))
-        text = stream.read(DOCUMENT_LIMIT + 1)
-    try:
-        return json.loads(text)
-    except ValueError as failure:
-        raise Error("%s: the %s is not a JSON document: %s" % (path, what, failure)) from None
 
 
 def _replace(path: str, write: Callable[[Any], None]) -> None:
@@ -112,30 +100,13 @@ def _write_json(path: str, document: Any) -> None:
 
 def _cache_runs(path: str) -> list[tuple[dict[str, float], str]]:
     """(input point, snapshot file) of each entry of the snapshot cache file `path`, in the
-    cache's order; a relative snapshot file is taken from the cache file's folder. The
-    library resumes the cache and gives every value and file name; only the parameter
-    names, which no export lists, come from the document."""
+    cache's order; a relative snapshot file is taken from the cache file's folder."""
     cache = SnapshotCache()
     try:
         cache.resume(path)
     except Error as failure:
         raise Error("%s: %s" % (path, failure)) from None
-    document = _read_json(path, "snapshot cache")
-    folder, runs = os.path.dirname(os.path.abspath(path)), []
-    try:
-        for index, stored in enumerate(document["snapshotCache"]["entries"]):  # as the library has read them
-            names = list(dict.fromkeys(str(parameter["id"]) for parameter in stored["input"] or ()))
-            query = UserPoint()
-            for parameter in stored["input"] or ():
-                query[str(parameter["id"])] = float(parameter["value"])
-            entry = cache.pull(query)
-            if entry is None:
-                raise Error("%s: the cache does not find its own entry %d" % (path, index))
-            point = entry.input_point
-            runs.append(({name: point[name] for name in names}, os.path.join(folder, entry.snapshot_file)))
-    except (KeyError, TypeError, ValueError) as failure:
-        raise Error("%s: the snapshot cache document changed while it was read (%s)" % (path, failure)) from None
-    return runs
+    return [(entry.inputs, entry.path) for entry in cache]
 
 
 # ---- the snapshot matrix --------------------------------------------------------------
@@ -624,7 +595,7 @@ class Model:
         """The model saved in `folder`."""
         folder = os.fspath(folder)
         path = os.path.join(folder, DOCUMENT)
-        document = _read_json(path, "model document")
+        document = read_document(path)
         if not isinstance(document, dict) or document.get("format") != FORMAT:
             raise Error("%s: not the document of a reduced-order model" % path)
         if document.get("version") != VERSION:

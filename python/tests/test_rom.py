@@ -186,7 +186,7 @@ def test_report(runs, tmp_path):
     (lambda f: rom.build(f / "runs.romcch").predict({"a": 1}), "no value of b"),
     (lambda f: rom.build(f / "runs.romcch").predict({"a": 1, "b": 1, "c": 1}), "the unknown c"),
     (lambda f: rom.build(f / "runs.romcch").predict({"a": 1, "b": 1}, return_std=True), "no standard deviation"),
-    (lambda f: rom.load(f), "model.json: cannot open the model document"),
+    (lambda f: rom.load(f), "model.json: no such file"),
 ])
 def test_refused(runs, call, message):
     with pytest.raises(Error) as failure:
