@@ -74,6 +74,8 @@ public:
     void Restore(std::string componentId, std::string supportId, std::uint32_t count);
     // Notes the order of the ids just read into the table (through GetIdArray).
     void RestoredIds();
+    // Takes over the pairs of read, a component data of the same pair just resumed.
+    void TakeResumed(CSnapshotComponentData& read) noexcept;
 
     // The sort a writer lends to several component data in a row.
     mutable CIdOrder* idOrder = nullptr;
@@ -132,8 +134,24 @@ public:
     const std::vector<std::unique_ptr<CSnapshotComponentData>>& ComponentData() const { return componentData_; }
     // Call after component or support ids of the component data changed.
     void ForgetIndex() const { indexed_ = false; }
+    // Before a file's records are read: holds the file's configuration and one component
+    // data of no values per pair, which the records size and fill.
+    void Restore(std::unique_ptr<Configuration::CSnapshotCfg> configuration);
+    // Why the component data do not hold the pairs the configuration announces, or "".
+    std::string PairProblem() const;
+
+protected:
+    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override {
+        return std::make_unique<CSnapshot>(keepInsertionOrder_);
+    }
+    // With an equal configuration, the component data stay the same objects (the handles
+    // callers hold remain valid) and take the pairs read.
+    void TakeResumed(Common::CPersistableBinary& read) noexcept override;
 
 private:
+    // One component data per pair of the configuration held, each of expected values
+    // (sized) or of none.
+    void MakeComponentData(bool sized);
     CSnapshotComponentData& Find(const std::string& componentId, const std::string& supportId) const;
 
     std::unique_ptr<Configuration::CSnapshotCfg> configuration_;
