@@ -160,8 +160,13 @@ void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const dou
 void CSnapshotComponentData::Restore(std::string componentId, std::string supportId, std::uint32_t count) {
     if (count != expected_ || room_.Placing()) {
         try {
-            if (count != expected_) ids_ = Common::CZeroedArray<std::uint32_t>(count);
-            room_ = CValueRoom(count);
+            if (spare != nullptr && spare->expected_ == count && !spare->room_.Placing()) {
+                std::swap(ids_, spare->ids_);
+                std::swap(room_, spare->room_);
+            } else {
+                if (count != expected_) ids_ = Common::CZeroedArray<std::uint32_t>(count);
+                room_ = CValueRoom(count);
+            }
         } catch (const std::bad_alloc&) {
             throw RomException("The snapshot component data of the component " + componentId + " on the support " +
                                supportId + ": its " + std::to_string(count) + " values (" +
@@ -172,6 +177,7 @@ void CSnapshotComponentData::Restore(std::string componentId, std::string suppor
         sink_ = room_.Values();
         placed_ = sinkFrom_ = 0;
     }
+    spare.reset();
     placeAt_ = 0;
     // A kept component data keeps its texts, which callers may still hold.
     if (componentId_ != componentId) componentId_ = std::move(componentId);
@@ -229,6 +235,7 @@ void CSnapshot::Initialize(const Configuration::ISnapshotCfg& configuration) {
     std::vector<std::unique_ptr<CSnapshotComponentData>> data;
     configuration_.swap(held);
     componentData_.swap(data);
+    spare_.clear();
     try {
         MakeComponentData(true);
     } catch (...) {
@@ -242,6 +249,15 @@ void CSnapshot::Restore(std::unique_ptr<Configuration::CSnapshotCfg> configurati
     configuration_ = std::move(configuration);
     componentData_.clear();
     MakeComponentData(false);
+    for (std::size_t i = 0; i < componentData_.size() && i < spare_.size(); ++i)
+        componentData_[i]->spare = std::move(spare_[i]);
+    spare_.clear();
+}
+
+std::unique_ptr<Common::CPersistableBinary> CSnapshot::MakeEmpty() const {
+    auto read = std::make_unique<CSnapshot>(keepInsertionOrder_);
+    read->spare_.swap(spare_);
+    return read;
 }
 
 void CSnapshot::MakeComponentData(bool sized) {
@@ -288,6 +304,8 @@ void CSnapshot::TakeResumed(Common::CPersistableBinary& read) noexcept {
         configuration_.swap(other.configuration_);
         componentData_.swap(other.componentData_);
     }
+    // Either way, read now holds the memory this snapshot had: kept for the next resume.
+    spare_.swap(other.componentData_);
     indexed_ = false;
 }
 

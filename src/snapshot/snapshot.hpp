@@ -79,6 +79,9 @@ public:
 
     // The sort a writer lends to several component data in a row.
     mutable CIdOrder* idOrder = nullptr;
+    // The memory of a component data a resume replaced: a Restore of as many values takes
+    // it rather than have new memory mapped and faulted in.
+    std::unique_ptr<CSnapshotComponentData> spare;
 
 private:
     [[noreturn]] void ThrowFull(std::uint32_t id) const;
@@ -141,9 +144,9 @@ public:
     std::string PairProblem() const;
 
 protected:
-    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override {
-        return std::make_unique<CSnapshot>(keepInsertionOrder_);
-    }
+    // The snapshot read into takes along the memory of the component data the last resume
+    // replaced (a failed resume frees it).
+    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override;
     // With an equal configuration, the component data stay the same objects (the handles
     // callers hold remain valid) and take the pairs read.
     void TakeResumed(Common::CPersistableBinary& read) noexcept override;
@@ -156,6 +159,9 @@ private:
 
     std::unique_ptr<Configuration::CSnapshotCfg> configuration_;
     std::vector<std::unique_ptr<CSnapshotComponentData>> componentData_;
+    // Those a resume replaced, kept for the memory of their values, pair by pair: a snapshot
+    // resumed again and again from files of one configuration maps no new memory.
+    mutable std::vector<std::unique_ptr<CSnapshotComponentData>> spare_;
     bool keepInsertionOrder_;
     mutable Common::CFlatIndex index_;
     mutable bool indexed_ = false;
