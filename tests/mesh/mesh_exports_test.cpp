@@ -174,20 +174,6 @@ RomExceptionHandle AddS9(RomObject* mesh, RomObject** support) { return RomMeshA
 
 // ---- File helpers ---------------------------------------------------------------------
 
-// Replaces each `from` found after start inside the JSON texts of a saved file, with the
-// length in front of each text.
-std::string PatchJson(std::string bytes, const std::string& from, const std::string& to, std::size_t start) {
-    for (std::size_t at = bytes.find(from, start); at != std::string::npos; at = bytes.find(from, at + to.size())) {
-        const std::size_t text = bytes.rfind("{\"data\":", at) - 4;
-        std::int32_t length = 0;
-        std::memcpy(&length, &bytes[text], 4);
-        Put<std::int32_t>(bytes, text,
-                          length + static_cast<std::int32_t>(to.size()) - static_cast<std::int32_t>(from.size()));
-        bytes.replace(at, from.size(), to);
-    }
-    return bytes;
-}
-
 // The internal ids are random: every copy of a configuration draws its own.
 std::string WithoutInternalIds(std::string bytes) {
     const std::string key = "\"internalId\":\"";

@@ -180,8 +180,8 @@ protected:
     void Read(ISerializationFile& file, CSupportData& data, std::int32_t version) const override {
         CheckVersion(version, "The mesh has been saved using the unsupported version ");
         Configuration::CSupportCfg cfg;
-        ReadConfiguration(file, data, cfg, [](Configuration::CSupportCfg& c) {
-            c.SetContext(SupportContext::MeshSupportData);
+        cfg.SetContext(SupportContext::MeshSupportData);
+        ReadConfiguration(file, data, cfg, [](const Configuration::CSupportCfg& c) {
             return std::uint64_t{c.GetEntityCount()} * 4;
         });
         ReadTable(file, data.Entities(), cfg.GetEntityCount());
