@@ -23,7 +23,8 @@ namespace Snap = Tervik::Rom::Snapshot;
 
 namespace {
 
-// The default shape, every table filled, whole slices; scale tells two meshes apart.
+// A mesh of the default sizes (or as many nodes of another dimension), every table filled;
+// scale tells two apart.
 Owned GoodMesh(const MeshShape& shape = MeshShape(), int scale = 1) {
     Owned data = NewMeshData(shape);
     RomObject* d = data.get();
@@ -31,19 +32,16 @@ Owned GoodMesh(const MeshShape& shape = MeshShape(), int scale = 1) {
     const std::vector<double> xyz = Values<double>(shape.nodes * std::uint32_t(shape.dimension), 10 * scale);
     ROM_OK(RomNodeDataCopyIds(NodeData(d), ids.data(), 0, 0));
     ROM_OK(RomNodeDataCopyCoordinateTable(NodeData(d), xyz.data(), 0, 0));
-    if (shape.elements != 0) {
-        const std::vector<std::int32_t> types{5, 1}, connectivity{0, 1, 2, 0, 1};  // a triangle and a line
-        ROM_OK(RomStdElementDataCopyIds(StdElements(d), ids.data(), 0, 0));
-        ROM_OK(RomStdElementDataCopyTypes(StdElements(d), types.data(), 0, 0));
-        ROM_OK(RomStdElementDataCopyConnectivityTable(StdElements(d), connectivity.data(), 0, 0));
-        // A triangle and a line; two polyhedrons of two faces and of one.
-        const std::vector<std::int32_t> polygons{3, 0, 1, 2, 2, 1, 2};
-        const std::vector<std::int32_t> polyhedrons{2, 3, 0, 1, 2, 2, 1, 2, 1, 3, 0, 1, 2};
-        for (RomObject* owner : {Polygons(d), Polyhedrons(d)})
-            ROM_OK((owner == Polygons(d) ? RomPolygonDataCopyIds : RomPolyhedronDataCopyIds)(owner, ids.data(), 0, 2));
-        ROM_OK(RomPolygonDataCopyConnectivityTable(Polygons(d), polygons.data(), 0, 0));
-        ROM_OK(RomPolyhedronDataCopyConnectivityTable(Polyhedrons(d), polyhedrons.data(), 0, 0));
-    }
+    // A triangle and a line of each kind; polyhedrons of two faces and of one.
+    const std::vector<std::int32_t> types{5, 1}, connectivity{0, 1, 2, 0, 1}, polygons{3, 0, 1, 2, 2, 1, 2};
+    const std::vector<std::int32_t> polyhedrons{2, 3, 0, 1, 2, 2, 1, 2, 1, 3, 0, 1, 2};
+    ROM_OK(RomStdElementDataCopyIds(StdElements(d), ids.data(), 0, 2));
+    ROM_OK(RomStdElementDataCopyTypes(StdElements(d), types.data(), 0, 0));
+    ROM_OK(RomStdElementDataCopyConnectivityTable(StdElements(d), connectivity.data(), 0, 0));
+    ROM_OK(RomPolygonDataCopyIds(Polygons(d), ids.data(), 0, 2));
+    ROM_OK(RomPolygonDataCopyConnectivityTable(Polygons(d), polygons.data(), 0, 0));
+    ROM_OK(RomPolyhedronDataCopyIds(Polyhedrons(d), ids.data(), 0, 2));
+    ROM_OK(RomPolyhedronDataCopyConnectivityTable(Polyhedrons(d), polyhedrons.data(), 0, 0));
     for (const auto& region : shape.regions)
         for (const std::string& id : region) ROM_OK(RomSupportDataCopyEntities(SupportData(d, id), ids.data(), 0, 0));
     return data;
@@ -76,7 +74,7 @@ Owned TwoSupportSnapshot(std::uint32_t size, const char* second = "s2") {
     return snapshot;
 }
 
-// Where the table after a record's configuration starts: the record of uuid, from start.
+// Where, in the first record of uuid, the tables after its configuration start, plus skipped.
 std::size_t TableAt(const std::string& bytes, const char* uuid, std::size_t skipped = 0) {
     const std::size_t frame = bytes.find(uuid) - 12;  // null flag, frame version, text length
     FileBytes cursor(bytes.substr(frame));
