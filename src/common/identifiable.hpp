@@ -29,7 +29,7 @@ public:
     void SetInternalId(const std::string& id) override;
 
     // Takes other's id, drawn or not yet (an id nobody asked for is drawn when first asked
-    // for, wherever it lives). Not for a member of a container, which indexes it.
+    // for, wherever it lives). A container indexes its members' ids: Reindex it after.
     void CopyInternalId(const CIdentifiable& other) {
         id_ = other.id_;
         idSet_ = other.idSet_;

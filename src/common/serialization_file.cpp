@@ -74,7 +74,8 @@ void CStreamAdapter::Read(Json::Value& value) {
     std::string duplicateKey;
     if (ParseJson(text.data(), text.data() + text.size(), value, &duplicateKey)) return;
     if (duplicateKey.empty()) ThrowReadError();
-    throw RomException("The file " + fileName_ + " cannot be resumed: one of the objects of its JSON text has the key \"" +
+    throw RomException("The file " + fileName_ +
+                       " cannot be resumed: one of the objects of its JSON text has the key \"" +
                        EscapedText(duplicateKey) + "\" twice.");
 }
 

@@ -238,7 +238,8 @@ void CRomSetupCfg::FromJson(const Json::Value& value, std::uint32_t version) {
 std::unique_ptr<Common::CPersistableJson> CRomSetupCfg::CopyForResume() const {
     auto copy = std::make_unique<CRomSetupCfg>();
     copy->meshData_.SwapWith(*meshData_.Duplicate());
-    for (const CFieldCfg* field : fields_.Members()) copy->fields_.Add(std::make_unique<CFieldCfg>(static_cast<const IFieldCfg&>(*field))).CopyIdsOf(*field);
+    for (const CFieldCfg* field : fields_.Members())
+        copy->fields_.Add(std::make_unique<CFieldCfg>(static_cast<const IFieldCfg&>(*field))).CopyIdsOf(*field);
     copy->fields_.Reindex();
     copy->CopyInternalId(*this);
     return copy;

@@ -109,7 +109,8 @@ std::string CSnapshotCfg::IdProblem() const {
     for (const auto& entry : lists_)
         for (const CComponentCfg* component : entry.second->Members())
             if (componentById.at(component->GetSolverId()) != component)
-                return "two components of the snapshot configuration have the solver id " + component->GetSolverId() + ".";
+                return "two components of the snapshot configuration have the solver id " +
+                       component->GetSolverId() + ".";
     return std::string();
 }
 

@@ -64,7 +64,8 @@ protected:
     // After a resume: takes the configuration read unless an equal one is held, which is
     // kept with the texts callers may hold.
     void TakeConfiguration(CConfigured& read) noexcept {
-        if (configuration_ == nullptr || read.configuration_ == nullptr || !configuration_->Equals(*read.configuration_))
+        if (configuration_ == nullptr || read.configuration_ == nullptr ||
+            !configuration_->Equals(*read.configuration_))
             configuration_.swap(read.configuration_);
     }
     virtual void ReleaseTables() = 0;

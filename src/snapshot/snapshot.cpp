@@ -299,7 +299,8 @@ void CSnapshot::TakeResumed(Common::CPersistableBinary& read) noexcept {
     auto& other = static_cast<CSnapshot&>(read);
     if (configuration_ != nullptr && componentData_.size() == other.componentData_.size() &&
         configuration_->Equals(*other.configuration_)) {
-        for (std::size_t i = 0; i < componentData_.size(); ++i) componentData_[i]->TakeResumed(*other.componentData_[i]);
+        for (std::size_t i = 0; i < componentData_.size(); ++i)
+            componentData_[i]->TakeResumed(*other.componentData_[i]);
     } else {
         configuration_.swap(other.configuration_);
         componentData_.swap(other.componentData_);

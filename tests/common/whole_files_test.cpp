@@ -148,7 +148,9 @@ TEST_F(WholeFiles, AFailedResumeLeavesTheObjectAsItWas) {
                              R"({"nodeData": {"count": 9, "dim": 1}, "regions": [{"supports": 0}], "unit": "x"})");
          }},
         {"setup.romcfg", [] { return Owned(SetupCfg("m")); },
-         [&] { return document("bad.romcfg", "setup", R"({"meshData": {"unit": "x"}, "fields": [{"components": 0}]})"); }},
+         [&] {
+             return document("bad.romcfg", "setup", R"({"meshData": {"unit": "x"}, "fields": [{"components": 0}]})");
+         }},
         {"snapshot.romcfg", [] { return TwoSupportConfiguration(1); },
          [&] {
              return document("bad.romcfg", "snapshot",
@@ -214,7 +216,8 @@ TEST_F(WholeFiles, FilesWhosePartsDisagreeAreRefused) {
          "its node data announce 2 nodes of dimension 2 where its mesh data announce 3 nodes of dimension 2."},
         {"standard element record of 1 element in a mesh of 2", "f.rommsh", RomFactoryCreateMeshData,
          [&] {
-             std::string b = PatchJson(mesh, "\"count\":2,", "\"count\":1,", mesh.find(Mesh::kStdElementDataUuid), false);
+             const std::size_t record = mesh.find(Mesh::kStdElementDataUuid);
+             std::string b = PatchJson(mesh, "\"count\":2,", "\"count\":1,", record, false);
              const std::size_t ids = TableAt(b, Mesh::kStdElementDataUuid);
              b.erase(ids + 4, 4);  // the second id
              b.erase(ids + 8, 4);  // the second type
@@ -256,6 +259,13 @@ TEST_F(WholeFiles, FilesWhosePartsDisagreeAreRefused) {
          },
          "face 0 of its polyhedron 1 (nodes) announces 4, where the connectivity table of 13 entries holds 3 after "
          "it."},
+        {"faces running past the table", "f.rommsh", RomFactoryCreateMeshData,
+         [&] {
+             std::string b = mesh;
+             Put<std::int32_t>(b, TableAt(b, Mesh::kPolyhedronDataUuid, 8 + 4 * 8), 2);  // the last polyhedron, of 1
+             return b;
+         },
+         "face 1 of its polyhedron 1 lies past the end of the connectivity table of 13 entries."},
         {"polygon running past the table", "f.rommsh", RomFactoryCreateMeshData,
          [&] {
              std::string b = mesh;
@@ -307,7 +317,8 @@ TEST_F(WholeFiles, FilesWhosePartsDisagreeAreRefused) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string path = Written(c.file, c.bytes());
-        EXPECT_EQ(ResumeFresh(c.create, path), c.whole ? c.cause : "The file " + path + " cannot be resumed: " + c.cause);
+        EXPECT_EQ(ResumeFresh(c.create, path),
+                  c.whole ? c.cause : "The file " + path + " cannot be resumed: " + c.cause);
     }
 }
 
@@ -385,6 +396,7 @@ TEST_F(WholeFiles, SizesThatCannotBeHeld) {
     RomObject* builder = nullptr;
     const std::string text = TextOf(RomFactoryCreateAndInitMesh(&builder, path.c_str()));
     ASSERT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
-    EXPECT_EQ(text, "In CNodeData, the coordinates table of 4294967294 values (34359738352 bytes) does not fit in memory.");
+    EXPECT_EQ(text,
+              "In CNodeData, the coordinates table of 4294967294 values (34359738352 bytes) does not fit in memory.");
 #endif
 }

@@ -114,7 +114,8 @@ void Fill(RomObject* data, const Shape& s, const Filler& filler, int first) {
         for (const std::string& id : region) owners.push_back(id.empty() ? filler.owner(data) : SupportData(data, id));
     const bool slices =
         filler.copy == RomPolygonDataCopyConnectivityTable || filler.copy == RomPolyhedronDataCopyConnectivityTable;
-    const std::vector<std::int32_t> values = slices ? std::vector<std::int32_t>(size, 0) : Values<std::int32_t>(size, first);
+    const std::vector<std::int32_t> values =
+        slices ? std::vector<std::int32_t>(size, 0) : Values<std::int32_t>(size, first);
     for (RomObject* owner : owners) ROM_OK(filler.copy(owner, values.data(), 0, 0));
 }
 void FillAll(RomObject* data, const Shape& s, int first) {

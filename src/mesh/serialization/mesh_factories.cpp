@@ -348,22 +348,26 @@ std::string SliceProblem(const Data& data, bool polyhedrons) {
         return what + " announces " + std::to_string(announced) + ", where the connectivity table of " +
                std::to_string(size) + " entries holds " + std::to_string(size - at) + " after it.";
     };
+    const auto beyond = [&](const std::string& what) {
+        return what + " lies past the end of the connectivity table of " + std::to_string(size) + " entries.";
+    };
     std::uint64_t at = 0;
     for (std::uint32_t i = 0; i < data.Held()->GetCount(); ++i) {
-        const std::string element = "its " + std::string(kind) + std::to_string(i);
-        if (at >= size)
-            return element + " lies past the end of the connectivity table of " + std::to_string(size) + " entries.";
+        const auto element = [&] { return "its " + std::string(kind) + std::to_string(i); };
+        if (at >= size) return beyond(element());
         const std::uint64_t count = countAt(at++);
         if (!polyhedrons) {
-            if (count > size - at) return past(at, count, element + " (nodes)");
+            if (count > size - at) return past(at, count, element() + " (nodes)");
             at += count;
             continue;
         }
         // Every face takes one entry at least.
-        if (count > size - at) return past(at, count, element + " (faces)");
+        if (count > size - at) return past(at, count, element() + " (faces)");
         for (std::uint64_t face = 0; face < count; ++face) {
+            const auto which = [&] { return "face " + std::to_string(face) + " of " + element(); };
+            if (at >= size) return beyond(which());
             const std::uint64_t nodes = countAt(at++);
-            if (nodes > size - at) return past(at, nodes, "face " + std::to_string(face) + " of " + element + " (nodes)");
+            if (nodes > size - at) return past(at, nodes, which() + " (nodes)");
             at += nodes;
         }
     }
@@ -380,7 +384,8 @@ std::string MeshDataProblem(const CMeshData& mesh) {
         problem = ElementMismatch(elements.Held(), "element data", &cfg.GetElementDataCfg(), "mesh data");
     if (problem.empty() && elements.HasFirst())
         problem = Mismatch<IStdElementDataCfg>(elements.FirstPart().Held(), "standard element data",
-                                               PartOf(elements.Held(), StandardOf), "element data", "standard elements");
+                                               PartOf(elements.Held(), StandardOf), "element data",
+                                               "standard elements");
     if (problem.empty() && elements.HasSecond()) {
         const CUserElementData& user = elements.SecondPart();
         problem = UserMismatch(user.Held(), "user element data", PartOf(elements.Held(), UserOf), "element data");
@@ -389,8 +394,8 @@ std::string MeshDataProblem(const CMeshData& mesh) {
                                                    PartOf(user.Held(), PolyhedronsOf), "user element data",
                                                    "polyhedrons");
         if (problem.empty() && user.HasSecond())
-            problem = Mismatch<IPolygonDataCfg>(user.SecondPart().Held(), "polygon data", PartOf(user.Held(), PolygonsOf),
-                                                "user element data", "polygons");
+            problem = Mismatch<IPolygonDataCfg>(user.SecondPart().Held(), "polygon data",
+                                                PartOf(user.Held(), PolygonsOf), "user element data", "polygons");
     }
     if (!problem.empty()) return problem;
 
