@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# Fuzzes every kind of file the library resumes: builds the libFuzzer targets of
-# tests/fuzz with clang in build-fuzz/ (or $TERVIKROM_FUZZ_DIR), seeds each from the files
-# the workflow example writes, runs each for the given seconds (default 60) and prints
-# per target its executions, coverage and findings. Exits non-zero when a target finds a
-# crash, a leak, a timeout or an allocation the file cannot justify (over 64 MB), after
-# printing the reproducer's path. TERVIKROM_FUZZ_JOBS sets the build's parallel jobs (2);
-# TERVIKROM_FUZZ_FLAGS adds libFuzzer flags to every run (later flags win).
+# Fuzzes every kind of file the library resumes, and the round trip (resume into an object
+# holding another file, save, resume again) of the kinds a client fills: builds the
+# libFuzzer targets of tests/fuzz with clang in build-fuzz/ (or $TERVIKROM_FUZZ_DIR), seeds
+# each from the files the workflow example writes, runs each for the given seconds (default
+# 60) and prints per target its executions, coverage and findings. Exits non-zero when a
+# target finds a crash, a leak, a timeout, a broken round trip or an allocation the file
+# cannot justify (over 64 MB), after printing the reproducer's path. TERVIKROM_FUZZ_JOBS
+# sets the build's parallel jobs (2); TERVIKROM_FUZZ_FLAGS adds libFuzzer flags to every
+# run (later flags win).
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 seconds="${1:-60}"
@@ -16,7 +18,8 @@ case "$seconds" in '' | *[!0-9]*) echo "usage: $0 [seconds per target]" >&2; exi
 # clang with libFuzzer and the sanitizer runtimes, and the symbolizer for readable stacks.
 "$root/scripts/setup.sh" clang libclang-rt-dev llvm
 
-# kind: target name, then the example's file that seeds it
+# kind: target name, then the example's file that seeds it (and that the round-trip
+# targets hold while they resume their input)
 kinds=(
   "project project.rompjt"
   "mesh_data mesh.rommsh"
@@ -25,6 +28,11 @@ kinds=(
   "mesh_data_cfg mesh.romcfg"
   "snapshot_cfg snapshot.romcfg"
   "snapshot_cache runs.romcch"
+  "round_trip_mesh_data mesh.rommsh"
+  "round_trip_snapshot run-1.romsnp"
+  "round_trip_setup_cfg setup.romcfg"
+  "round_trip_mesh_data_cfg mesh.romcfg"
+  "round_trip_snapshot_cfg snapshot.romcfg"
   "cli mesh.rommsh"
 )
 
@@ -76,8 +84,8 @@ for kind in "${kinds[@]}"; do
   cp "$examples/$seed" "$corpus/seed-$seed"
   echo "fuzz_$name: ${seconds} s on $corpus"
   status=0
-  "$fuzz/tests/fuzz/fuzz_$name" -max_total_time="$seconds" -rss_limit_mb=2048 -malloc_limit_mb=64 \
-    -timeout=10 -print_final_stats=1 -artifact_prefix="$artifacts/" ${TERVIKROM_FUZZ_FLAGS:-} "$corpus" \
+  TERVIKROM_FUZZ_HOLD="$examples/$seed" "$fuzz/tests/fuzz/fuzz_$name" -max_total_time="$seconds" \
+    -rss_limit_mb=2048 -malloc_limit_mb=64 -timeout=10 -print_final_stats=1 -artifact_prefix="$artifacts/" ${TERVIKROM_FUZZ_FLAGS:-} "$corpus" \
     >"$log" 2>&1 || status=$?
   stats="$(grep -E '^#[0-9]+' "$log" | tail -n 1 || true)"
   runs="$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)"
@@ -87,10 +95,10 @@ for kind in "${kinds[@]}"; do
     failed=1
     reproducer="$(grep -o 'Test unit written to .*' "$log" | grep -v '/slow-unit-' | tail -n 1 |
       sed 's/^Test unit written to //' || true)"
-    error="$(grep -m 1 -E '^==[0-9]+== ?ERROR|^SUMMARY|runtime error|ALARM' "$log" || true)"
+    error="$(grep -m 1 -E '^==[0-9]+== ?ERROR|^SUMMARY|runtime error|ALARM|^round trip:' "$log" || true)"
     line="fuzz_$name: FINDING (exit $status) after ${runs:-?} executions: ${error:-see $log} | $stats"
     line+=$'\n'"  reproducer: ${reproducer:-none written, see $log}"
-    line+=$'\n'"  replay: $fuzz/tests/fuzz/fuzz_$name ${reproducer:-<file>}; log: $log"
+    line+=$'\n'"  replay: TERVIKROM_FUZZ_HOLD=$examples/$seed $fuzz/tests/fuzz/fuzz_$name ${reproducer:-<file>}; log: $log"
   fi
   echo "$line"
   summary+=("$line")

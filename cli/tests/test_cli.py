@@ -129,31 +129,32 @@ POLYHEDRON = ints("i", 5, 4, 104, 105, 106, 107)  # 5 faces, the first of 4 node
 LAST_FACE = ints("i", 3, 107, 104, 108)
 
 
-# (damage, finding, slices): slices are walked by validate and export; info lists the
-# table as it is.
-@pytest.mark.parametrize("damage, finding, slices", [
+# (damage, findings): the library refuses these at resume, in its words (the first finding);
+# the command walks the slices itself too, in its own (the second), for a library that does not.
+@pytest.mark.parametrize("damage, findings", [
     (swap(ints("i", 4, 104, 105, 106, 107), ints("i", 5, 104, 105, 106, 107)),
-     "polygon 0 (id 4) announces 5 nodes at entry 0, past the end of the polygon connectivity table of 5 entries", True),
-    (swap(POLYHEDRON, ints("i", 50) + POLYHEDRON[4:]), "polyhedron 0 (id 5) announces 50 faces at entry 0, "
-     "and the polyhedron connectivity table of 22 entries ends after 5 of them", True),
-    (swap(POLYHEDRON, ints("i", 2**31 - 1) + POLYHEDRON[4:]), "polyhedron 0 (id 5) announces 2147483647 faces", True),
+     ("its polygon 0 (nodes) announces 5, where the connectivity table of 5 entries holds 4 after it",
+      "polygon 0 (id 4) announces 5 nodes at entry 0, past the end of the polygon connectivity table of 5 entries")),
+    (swap(POLYHEDRON, ints("i", 50) + POLYHEDRON[4:]),
+     ("its polyhedron 0 (faces) announces 50, where the connectivity table of 22 entries holds 21 after it",
+      "polyhedron 0 (id 5) announces 50 faces at entry 0, and the polyhedron connectivity table of 22 entries "
+      "ends after 5 of them")),
+    (swap(POLYHEDRON, ints("i", 2**31 - 1) + POLYHEDRON[4:]),
+     ("its polyhedron 0 (faces) announces 2147483647", "polyhedron 0 (id 5) announces 2147483647 faces")),
     (swap(LAST_FACE, ints("i", 2**31 - 1) + LAST_FACE[4:]),
-     "polyhedron 0 (id 5) face 4 announces 2147483647 nodes, past the end of the polyhedron connectivity table", True),
-    (wrapped, "65536 nodes of dimension 65537", False),
-    # The mesh's configuration announces more than the polyhedron data's own (which the
-    # library may come to refuse itself, in its own words).
-    (swap(b'"connectivityTableSize":22', b'"connectivityTableSize":23'), None, False),
+     ("face 4 of its polyhedron 0 (nodes) announces 2147483647",
+      "polyhedron 0 (id 5) face 4 announces 2147483647 nodes, past the end of the polyhedron connectivity table")),
+    (wrapped, ("65536 nodes of dimension 65537",)),
+    # The mesh's configuration announces more than the polyhedron data's own.
+    (swap(b'"connectivityTableSize":22', b'"connectivityTableSize":23'), ()),
 ])
-def test_tables_that_do_not_hold_their_counts_are_refused(tmp_path, damage, finding, slices):
+def test_tables_that_do_not_hold_their_counts_are_refused(tmp_path, damage, findings):
     damaged = tmp_path / "mesh.rommsh"
     damaged.write_bytes(damage(open(path("mesh.rommsh"), "rb").read()))
     for command in ["validate"], ["export", "-o", tmp_path / "out"], ["info", "--json", "--tables"]:
         result = run(*command, damaged)
-        if command[0] == "info" and slices:
-            assert result.returncode == 0
-            continue
         assert result.returncode == 1 and str(damaged) in result.stderr, result.stderr
-        assert finding is None or result.stderr.count(finding) == 1, result.stderr
+        assert not findings or any(result.stderr.count(finding) == 1 for finding in findings), result.stderr
     assert sorted(p.name for p in tmp_path.iterdir()) == ["mesh.rommsh"]
 
 
@@ -185,7 +186,7 @@ CORRUPTIONS = [
     # components given twice.
     ("run-1.romsnp", lambda data: swap(b'"size":12', b'"size":24')(data) + bytes(600), [], 1, None),
     ("run-1.romsnp", swap(b'"solid-cells":["p"]', b'"skin-faces":["p"] '), [], 1, None),
-    ("snapshot.romcfg", swap(b'"solid-cells" : [ "p" ]', b'"skin-faces" : [ "p" ]'), [], None, "'skin-faces'"),
+    ("snapshot.romcfg", swap(b'"solid-cells" : [ "p" ]', b'"skin-faces" : [ "p" ]'), [], None, "skin-faces"),
 ]
 
 

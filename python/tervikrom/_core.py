@@ -298,8 +298,8 @@ class Persistable(Object):
         self._state[(self._handle, "file")] = path
 
     def resume(self: P, path: PathLike) -> P:
-        """Reads the object from `path` and returns it. Tables may be read in place, into
-        arrays they borrow, so those stay referenced. Raises MissingFileError (a
+        """Reads the object from `path` and returns it: all of it, or nothing when the file
+        fails (the object is then left as it was, arrays it borrows still referenced). Raises MissingFileError (a
         FileNotFoundError) or FileError (an OSError) when the file cannot be opened,
         FormatError when it is damaged or holds another kind of object."""
         path = os.fspath(path)

@@ -95,6 +95,20 @@ public:
 
     const std::vector<C*>& Members() const { return members_; }
 
+    // Exchanges the members with other, a container of the same ownership; each keeps its
+    // own internal id.
+    void SwapMembers(CContainer& other) noexcept {
+        members_.swap(other.members_);
+        index_.swap(other.index_);
+    }
+
+    // Indexes the members' internal ids again, after they were changed.
+    void Reindex() {
+        if (index_ == nullptr) return;
+        index_.reset();
+        BuildIndex(members_.capacity());
+    }
+
     // The member with this internal id, or null.
     C* FindById(const std::string& id) const {
         if (index_ == nullptr) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <tervik/rom/common.hpp>
@@ -26,6 +27,17 @@ public:
 
     const std::string& GetInternalId() const override;
     void SetInternalId(const std::string& id) override;
+
+    // Takes other's id, drawn or not yet (an id nobody asked for is drawn when first asked
+    // for, wherever it lives). A container indexes its members' ids: Reindex it after.
+    void CopyInternalId(const CIdentifiable& other) {
+        id_ = other.id_;
+        idSet_ = other.idSet_;
+    }
+    void SwapInternalId(CIdentifiable& other) noexcept {
+        id_.swap(other.id_);
+        std::swap(idSet_, other.idSet_);
+    }
 
 protected:
     // "internalId": always written, read only when present.

@@ -22,7 +22,12 @@ bool ReadWholeFile(const std::string& fileName, std::string& content) {
     std::uint64_t size = 0;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenRegularFile(fileName, size), &std::fclose);
     if (file == nullptr) return false;
-    content.resize(static_cast<std::size_t>(size));
+    try {
+        content.resize(static_cast<std::size_t>(size));
+    } catch (const std::exception&) {
+        throw RomException("The file " + fileName + " does not fit in memory: its " + std::to_string(size) +
+                           " bytes could not be allocated.");
+    }
     content.resize(std::fread(content.data(), 1, content.size(), file.get()));
     return std::ferror(file.get()) == 0;
 }
@@ -68,6 +73,7 @@ void JsonSerializationFile::Write(const std::string& key, Json::Value value) {
     if (key.empty()) throw RomException("Provided key is empty! JsonSerializationFile cannot write...");
     if (fileName_.empty())
         throw RomException("JsonSerializationFile cannot be open for writing since no fileName has been setup !");
+    RequireUtf8(value, key, fileName_);
     Json::Value root(Json::objectValue);
     root["version"] = kFileVersion;
     root["loomsteadVersion"][0] = kProductVersion.major;
@@ -99,7 +105,13 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
 
     // Text that does not parse holds no key.
     Json::Value root;
-    if (!ParseJson(text.data(), text.data() + text.size(), root) || !root.isObject()) root = Json::Value();
+    std::string duplicateKey;
+    if (!ParseJson(text.data(), text.data() + text.size(), root, &duplicateKey) || !root.isObject()) {
+        if (!duplicateKey.empty())
+            throw RomException("The file " + fileName_ + " cannot be resumed: one of its objects has the key \"" +
+                               EscapedText(duplicateKey) + "\" twice.");
+        root = Json::Value();
+    }
     if (root.isMember("version")) {
         const Json::Value& version = root["version"];
         version_ = version.isInt() ? static_cast<std::uint32_t>(version.asInt()) : version.asUInt();

@@ -23,7 +23,15 @@ void FromEnvelope(const Json::Value& envelope, JsonService& object) {
     object.FromJson(envelope["data"], static_cast<std::uint32_t>(envelope["version"].asInt()));
 }
 
+void WriteEnvelope(ISerializationFile& file, const JsonService& object) {
+    const Json::Value envelope = ToEnvelope(object);
+    RequireUtf8(envelope["data"], "configuration", file.GetFileName());
+    file.GetStreamAdapter()->Write(envelope);
+}
+
 void CPersistableJson::PrepareSave(const std::string&) {}
+
+void CPersistableJson::CheckResumed(const std::string&) const {}
 
 void CPersistableJson::SetResumedVersion(std::uint32_t) {}
 
@@ -54,7 +62,10 @@ void CPersistableJson::Resume(const std::string& fileName) {
         message += "The latest supported file version of your installation is " + std::to_string(kFileVersion) + ".";
         throw RomException(message);
     }
-    FromJson(value, version);
+    const std::unique_ptr<CPersistableJson> read = CopyForResume();
+    read->FromJson(value, version);
+    read->CheckResumed(fileName);
+    TakeResumed(*read);
     SetResumedVersion(version);
 }
 
@@ -73,6 +84,8 @@ void CPersistableSerializationFactory::Deserialize(ISerializationFile& file, ISe
     DeserializeContent(file, object, version);
 }
 
+void CPersistableSerializationFactory::CheckRestored(const ISerializable&, const std::string&) const {}
+
 void WriteObject(ISerializationFile& file, const ISerializable* object) {
     IStreamAdapter& stream = *file.GetStreamAdapter();
     stream.Write(static_cast<std::uint32_t>(object == nullptr ? 1 : 0));
@@ -87,7 +100,7 @@ void WriteObject(ISerializationFile& file, const ISerializable* object) {
     factory.Serialize(file, *object);
 }
 
-void ReadObject(ISerializationFile& file, ISerializable& object) {
+const ISerializationFactory& ReadObject(ISerializationFile& file, ISerializable& object) {
     IStreamAdapter& stream = *file.GetStreamAdapter();
     std::uint32_t isNull = 0;
     stream.Read(&isNull, 1);
@@ -112,6 +125,7 @@ void ReadObject(ISerializationFile& file, ISerializable& object) {
         throw RomException("The file " + file.GetFileName() + " holds an object of type " + factory->GetUuid() +
                            " where an object of type " + object.GetSerializationUuid() + " is expected.");
     factory->Deserialize(file, object, version);
+    return *factory;
 }
 
 void CPersistableBinary::Save(const std::string& fileName) {
@@ -124,10 +138,13 @@ void CPersistableBinary::Save(const std::string& fileName) {
 
 void CPersistableBinary::Resume(const std::string& fileName) {
     CheckFileExtension(fileName, GetFileExtension(), "The file ");
+    const std::unique_ptr<CPersistableBinary> read = MakeEmpty();
     CSerializationFile file;
     file.OpenForDeserializing(fileName);
-    ReadObject(file, *this);
+    const ISerializationFactory& factory = ReadObject(file, *read);
     file.Close();
+    factory.CheckRestored(*read, fileName);
+    TakeResumed(*read);
 }
 
 }  // namespace Tervik::Rom::Common

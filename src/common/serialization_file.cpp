@@ -34,7 +34,8 @@ void IStreamAdapter::RequireRemaining(std::uint64_t count, std::uint64_t size) c
     if (size != 0 && count > remaining / size) ThrowReadError();
 }
 
-CStreamAdapter::CStreamAdapter(std::FILE* file, std::uint64_t readable) : file_(file), remaining_(readable) {}
+CStreamAdapter::CStreamAdapter(std::FILE* file, std::uint64_t readable, std::string fileName)
+    : file_(file), remaining_(readable), fileName_(std::move(fileName)) {}
 
 void CStreamAdapter::CheckStream() const {
     if (std::ferror(file_) != 0 || std::feof(file_) != 0) throw RomException("File system exception when using a file.");
@@ -70,7 +71,12 @@ void CStreamAdapter::WriteValue(T value) {
 void CStreamAdapter::Read(Json::Value& value) {
     std::string text;
     Read(text);
-    if (!ParseJson(text.data(), text.data() + text.size(), value)) ThrowReadError();
+    std::string duplicateKey;
+    if (ParseJson(text.data(), text.data() + text.size(), value, &duplicateKey)) return;
+    if (duplicateKey.empty()) ThrowReadError();
+    throw RomException("The file " + fileName_ +
+                       " cannot be resumed: one of the objects of its JSON text has the key \"" +
+                       EscapedText(duplicateKey) + "\" twice.");
 }
 
 void CStreamAdapter::Read(std::string& text) {
@@ -144,7 +150,7 @@ void CSerializationFile::OpenForDeserializing(std::string fileName) {
     std::FILE* file = OpenRegularFile(fileName, size);
     if (file == nullptr) throw RomException("Could not open the file " + fileName + ".");
     file_ = file;
-    adapter_ = std::make_unique<CStreamAdapter>(file_, size);
+    adapter_ = std::make_unique<CStreamAdapter>(file_, size, fileName);
     fileName_ = std::move(fileName);
 }
 
@@ -154,7 +160,7 @@ void CSerializationFile::OpenForSerializing(std::string fileName) {
     Close();
     output_ = std::make_unique<CReplacingFile>(fileName);
     file_ = output_->Stream();
-    adapter_ = std::make_unique<CStreamAdapter>(file_, 0);
+    adapter_ = std::make_unique<CStreamAdapter>(file_, 0, fileName);
     fileName_ = std::move(fileName);
 }
 

@@ -58,8 +58,9 @@ public:
 
 class CStreamAdapter : public IStreamAdapter {
 public:
-    // Borrows the stream; readable is the number of bytes a reader may take.
-    CStreamAdapter(std::FILE* file, std::uint64_t readable);
+    // Borrows the stream; readable is the number of bytes a reader may take; fileName
+    // names the file in messages.
+    CStreamAdapter(std::FILE* file, std::uint64_t readable, std::string fileName = std::string());
 
     void Read(Json::Value& value) override;
     void Read(std::string& text) override;
@@ -103,6 +104,7 @@ private:
 
     std::FILE* file_;
     std::uint64_t remaining_;
+    std::string fileName_;
 };
 
 class ISerializationFile {

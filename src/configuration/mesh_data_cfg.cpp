@@ -57,12 +57,23 @@ void CSupportCfgs::CopyFrom(const Common::IContainer<ISupportCfg>& source) {
     }
 }
 
+void CSupportCfgs::CopyIdsOf(const CSupportCfgs& other) {
+    for (std::size_t i = 0; i < Members().size() && i < other.Members().size(); ++i)
+        Members()[i]->CopyInternalId(*other.Members()[i]);
+    Reindex();
+}
+
 // ---- Regions --------------------------------------------------------------------
 
 CRegionCfg::CRegionCfg(const IRegionCfg& source)
     : caption_(source.GetCaption()), parentRegion_(source.GetParentRegion()) {
     SetSolverId(source.GetSolverId());
     supports_.CopyFrom(source.GetSupportCfgs());
+}
+
+void CRegionCfg::CopyIdsOf(const CRegionCfg& other) {
+    CopyInternalId(other);
+    supports_.CopyIdsOf(other.supports_);
 }
 
 void CRegionCfg::Check() const {
@@ -216,6 +227,40 @@ void CMeshDataCfg::FromJson(const Json::Value& value, std::uint32_t version) {
     }
     if (value.isMember("unit")) unit_ = value["unit"].asString();
     InternalIdFromJson(value);
+}
+
+std::unique_ptr<CMeshDataCfg> CMeshDataCfg::Duplicate() const {
+    auto copy = std::make_unique<CMeshDataCfg>(static_cast<const IMeshDataCfg&>(*this));
+    copy->CopyInternalId(*this);
+    copy->nodeData_.CopyIdsOf(nodeData_);
+    copy->elementData_.CopyIdsOf(elementData_);
+    for (std::size_t i = 0; i < regions_.Members().size(); ++i)
+        copy->regions_.Members()[i]->CopyIdsOf(*regions_.Members()[i]);
+    copy->regions_.Reindex();
+    return copy;
+}
+
+void CMeshDataCfg::SwapWith(CMeshDataCfg& other) noexcept {
+    nodeData_.SwapWith(other.nodeData_);
+    elementData_.SwapWith(other.elementData_);
+    regions_.SwapMembers(other.regions_);
+    unit_.swap(other.unit_);
+    SwapInternalId(other);
+    for (CMeshDataCfg* cfg : {this, &other}) {
+        cfg->supports_.Clear();
+        cfg->supportsStale_ = true;
+        cfg->supportIndex_.Invalidate();
+        cfg->WatchRegions();
+    }
+}
+
+void CMeshDataCfg::CheckResumed(const std::string& fileName) const {
+    const std::string problem = CoordinateTableProblem(nodeData_);
+    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+}
+
+void CMeshDataCfg::TakeResumed(Common::CPersistableJson& read) noexcept {
+    SwapWith(static_cast<CMeshDataCfg&>(read));
 }
 
 }  // namespace Tervik::Rom::Configuration

@@ -3,6 +3,7 @@
 #define TERVIK_ROM_SRC_CONFIGURATION_MESH_DATA_CFG_HPP
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include <tervik/rom/configuration.hpp>
@@ -67,6 +68,8 @@ public:
     void SetContext(SupportContext context);
     // Appends copies of the source's members, contexts included.
     void CopyFrom(const Common::IContainer<ISupportCfg>& source);
+    // The internal ids of other's members, member by member (other was copied here).
+    void CopyIdsOf(const CSupportCfgs& other);
 };
 
 // Solver ids naming supports owned elsewhere.
@@ -94,6 +97,8 @@ public:
     CSupportCfgs& Supports() { return supports_; }
     // The flag AddSupport raises, so that the owner's list of all supports follows.
     void WatchSupports(bool* supportsChanged) { supportsChanged_ = supportsChanged; }
+    // The internal ids of other, of which this is a copy.
+    void CopyIdsOf(const CRegionCfg& other);
 
     bool Equals(const IRomObject& other) const override;
     // {"caption", "supports", "solverId", "internalId"}; the parent region stays in memory.
@@ -169,8 +174,15 @@ public:
     void ToJson(Json::Value& value) const override;
     void FromJson(const Json::Value& value, std::uint32_t version) override;
 
+    // A copy holding the same state, internal ids included.
+    std::unique_ptr<CMeshDataCfg> Duplicate() const;
+    void SwapWith(CMeshDataCfg& other) noexcept;
+
 protected:
     std::string GetKey() const override { return "meshData"; }
+    std::unique_ptr<Common::CPersistableJson> CopyForResume() const override { return Duplicate(); }
+    void CheckResumed(const std::string& fileName) const override;
+    void TakeResumed(Common::CPersistableJson& read) noexcept override;
 
 private:
     // Supports of regions read or added since the list was built are watched.

@@ -64,6 +64,13 @@ CFieldCfg::CFieldCfg(const IFieldCfg& source)
     for (std::uint32_t i = 0; i < ids.GetCount(); ++i) AddSupport(ids.Get(i)->GetId());
 }
 
+void CFieldCfg::CopyIdsOf(const CFieldCfg& other) {
+    CopyInternalId(other);
+    for (std::size_t i = 0; i < components_.Members().size(); ++i)
+        components_.Members()[i]->CopyInternalId(*other.components_.Members()[i]);
+    components_.Reindex();
+}
+
 void CFieldCfg::Check() const {
     if (GetSolverId().empty()) throw RomException("No ID has been assigned to a field.");
     if (caption_.empty())
@@ -226,6 +233,28 @@ void CRomSetupCfg::FromJson(const Json::Value& value, std::uint32_t version) {
     if (value.isMember("meshData")) meshData_.FromJson(value["meshData"], version);
     if (value.isMember("fields")) fields_.FromJson(value["fields"], version);
     InternalIdFromJson(value);
+}
+
+std::unique_ptr<Common::CPersistableJson> CRomSetupCfg::CopyForResume() const {
+    auto copy = std::make_unique<CRomSetupCfg>();
+    copy->meshData_.SwapWith(*meshData_.Duplicate());
+    for (const CFieldCfg* field : fields_.Members())
+        copy->fields_.Add(std::make_unique<CFieldCfg>(static_cast<const IFieldCfg&>(*field))).CopyIdsOf(*field);
+    copy->fields_.Reindex();
+    copy->CopyInternalId(*this);
+    return copy;
+}
+
+void CRomSetupCfg::CheckResumed(const std::string& fileName) const {
+    const std::string problem = CoordinateTableProblem(meshData_.GetNodeDataCfg());
+    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+}
+
+void CRomSetupCfg::TakeResumed(Common::CPersistableJson& read) noexcept {
+    auto& other = static_cast<CRomSetupCfg&>(read);
+    meshData_.SwapWith(other.meshData_);
+    fields_.SwapMembers(other.fields_);
+    SwapInternalId(other);
 }
 
 }  // namespace Tervik::Rom::Configuration

@@ -3,6 +3,7 @@
 #define TERVIK_ROM_SRC_CONFIGURATION_SETUP_CFG_HPP
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <unordered_set>
 
@@ -78,6 +79,8 @@ public:
 
     const CComponentCfgs& Components() const { return components_; }
     const CSupportCfgIds& SupportIds() const { return supports_; }
+    // The internal ids of other, of which this is a copy.
+    void CopyIdsOf(const CFieldCfg& other);
 
     bool Equals(const IRomObject& other) const override;
     // {"components", "supports", "caption", "entityType" when not zero, "quantity", "unit",
@@ -119,6 +122,9 @@ public:
 
 protected:
     std::string GetKey() const override { return "setup"; }
+    std::unique_ptr<Common::CPersistableJson> CopyForResume() const override;
+    void CheckResumed(const std::string& fileName) const override;
+    void TakeResumed(Common::CPersistableJson& read) noexcept override;
 
 private:
     CMeshDataCfg meshData_;

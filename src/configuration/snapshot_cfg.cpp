@@ -93,19 +93,50 @@ void CSnapshotCfg::Check() const {
 }
 
 void CSnapshotCfg::RequireDistinctIds() const {
+    const std::string problem = IdProblem();
+    if (!problem.empty()) throw RomException(Capitalized(problem));
+}
+
+std::string CSnapshotCfg::IdProblem() const {
     std::unordered_map<std::string_view, const CSupportCfg*> supportById;
     for (const CSupportCfg* support : supports_.Members()) {
         const auto [first, added] = supportById.emplace(support->GetSolverId(), support);
         if (!added && (listOf_.count(first->second) != 0 || listOf_.count(support) != 0))
-            throw RomException("Two supports of the snapshot configuration have the solver id " + support->GetSolverId() + ".");
+            return "two supports of the snapshot configuration have the solver id " + support->GetSolverId() + ".";
     }
     std::unordered_map<std::string_view, const CComponentCfg*> componentById;
     for (const CComponentCfg* component : components_.Members()) componentById.emplace(component->GetSolverId(), component);
     for (const auto& entry : lists_)
         for (const CComponentCfg* component : entry.second->Members())
             if (componentById.at(component->GetSolverId()) != component)
-                throw RomException("Two components of the snapshot configuration have the solver id " +
-                                   component->GetSolverId() + ".");
+                return "two components of the snapshot configuration have the solver id " +
+                       component->GetSolverId() + ".";
+    return std::string();
+}
+
+std::unique_ptr<Common::CPersistableJson> CSnapshotCfg::CopyForResume() const {
+    auto copy = std::make_unique<CSnapshotCfg>(static_cast<const ISnapshotCfg&>(*this));
+    copy->CopyInternalId(*this);
+    for (std::size_t i = 0; i < components_.Members().size(); ++i)
+        copy->components_.Members()[i]->CopyInternalId(*components_.Members()[i]);
+    copy->components_.Reindex();
+    copy->supports_.CopyIdsOf(supports_);
+    for (const auto& entry : copy->lists_) entry.second->Reindex();
+    return copy;
+}
+
+void CSnapshotCfg::CheckResumed(const std::string& fileName) const {
+    const std::string problem = IdProblem();
+    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+}
+
+void CSnapshotCfg::TakeResumed(Common::CPersistableJson& read) noexcept {
+    auto& other = static_cast<CSnapshotCfg&>(read);
+    components_.SwapMembers(other.components_);
+    supports_.SwapMembers(other.supports_);
+    lists_.swap(other.lists_);
+    listOf_.swap(other.listOf_);
+    SwapInternalId(other);
 }
 
 bool CSnapshotCfg::Equals(const IRomObject& other) const {

@@ -33,6 +33,9 @@ public:
     const CSupportCfgs& Supports() const { return supports_; }
     // The components of the support at this index, or null when it has none.
     const CComponentCfgs* ComponentsOf(std::uint32_t supportIndex) const;
+    // Why a file could not tell the supports with a list, or the components in one, apart
+    // (two share a solver id), or "".
+    std::string IdProblem() const;
 
     bool Equals(const IRomObject& other) const override;
     // {"supports", "components", "componentSupports": {support solver id: [component solver ids]},
@@ -42,13 +45,15 @@ public:
 
 protected:
     std::string GetKey() const override { return "snapshot"; }
+    std::unique_ptr<Common::CPersistableJson> CopyForResume() const override;
+    void CheckResumed(const std::string& fileName) const override;
+    void TakeResumed(Common::CPersistableJson& read) noexcept override;
 
 private:
     // Appends the member component to the member support's list.
     void Associate(CComponentCfg& component, const CSupportCfg& support);
     void ClearAssociations();
-    // Refuses what a file could not hold: a support with a list, or a component in one,
-    // that shares its solver id with another support or component (the file names them by id).
+    // Throws the IdProblem as a sentence, if any.
     void RequireDistinctIds() const;
 
     CComponentCfgs components_;

@@ -1,5 +1,9 @@
 #include "configuration/table_cfgs.hpp"
 
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
 namespace Tervik::Rom::Configuration {
 
 using Common::RomException;
@@ -14,6 +18,11 @@ std::int32_t JsonToInt(const Json::Value& value) {
     return value.asInt();
 }
 
+std::string Capitalized(std::string text) {
+    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    return text;
+}
+
 // ---- Node data ------------------------------------------------------------------
 
 CNodeDataCfg::CNodeDataCfg(const INodeDataCfg& source)
@@ -22,6 +31,23 @@ CNodeDataCfg::CNodeDataCfg(const INodeDataCfg& source)
 void CNodeDataCfg::Check() const {
     if (count_ == 0) throw RomException("The number of nodes has not been defined in node data configuration.");
     if (dimension_ == 0) throw RomException("The dimension has not been defined in node data configuration.");
+}
+
+std::string CoordinateTableProblem(const INodeDataCfg& cfg) {
+    const std::uint32_t count = cfg.GetCount();
+    const std::int32_t dimension = cfg.GetDimension();
+    const std::string head = "the node data configuration announces " + std::to_string(count) + " nodes of dimension " +
+                             std::to_string(dimension);
+    if (dimension < 0 && count != 0) return head + ": a dimension cannot be negative.";
+    const std::uint64_t coordinates = std::uint64_t{count} * static_cast<std::uint32_t>(std::max(dimension, 0));
+    if (coordinates <= UINT32_MAX) return std::string();
+    return head + ", " + std::to_string(coordinates) + " coordinates, where a table holds at most 4294967295 values.";
+}
+
+void CNodeDataCfg::SwapWith(CNodeDataCfg& other) noexcept {
+    std::swap(count_, other.count_);
+    std::swap(dimension_, other.dimension_);
+    SwapInternalId(other);
 }
 
 bool CNodeDataCfg::Equals(const IRomObject& other) const {

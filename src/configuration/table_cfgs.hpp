@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include <tervik/rom/configuration.hpp>
 
@@ -16,6 +17,14 @@ namespace Tervik::Rom::Configuration {
 // through, and a number with a fraction is refused rather than truncated.
 std::uint32_t JsonToUInt(const Json::Value& value);
 std::int32_t JsonToInt(const Json::Value& value);
+
+// A problem text ("the ...") as a sentence of its own.
+std::string Capitalized(std::string text);
+
+// Why count x dimension coordinates cannot make one table, or "" (GetCoordinateTableSize
+// gives the product modulo 2^32, as the getter always did; a data object is not to be
+// sized from it).
+std::string CoordinateTableProblem(const INodeDataCfg& cfg);
 
 // Equal when both parts are absent, or both present and equal.
 template <class Part>
@@ -39,6 +48,9 @@ public:
     // {"count", "dim"}
     void ToJson(Json::Value& value) const override;
     void FromJson(const Json::Value& value, std::uint32_t version) override;
+
+    void CopyIdsOf(const CNodeDataCfg& other) { CopyInternalId(other); }
+    void SwapWith(CNodeDataCfg& other) noexcept;
 
 private:
     std::uint32_t count_ = 0;
@@ -72,6 +84,8 @@ public:
     void ToJson(Json::Value& value) const override;
     void FromJson(const Json::Value& value, std::uint32_t version) override;
 
+    void CopyIdsOf(const CElementTableCfg& other) { this->CopyInternalId(other); }
+
 private:
     std::uint32_t connectivityTableSize_ = 0;
     std::uint32_t count_ = 0;
@@ -100,6 +114,18 @@ public:
     void ToJson(Json::Value& value) const override;
     // Discards both parts, then reads each whose key is present.
     void FromJson(const Json::Value& value, std::uint32_t version) override;
+
+    // The internal ids of a copy of other, made by the copy constructor.
+    void CopyIdsOf(const CTwoPartCfg& other) {
+        this->CopyInternalId(other);
+        if (first_ != nullptr && other.first_ != nullptr) first_->CopyIdsOf(*other.first_);
+        if (second_ != nullptr && other.second_ != nullptr) second_->CopyIdsOf(*other.second_);
+    }
+    void SwapWith(CTwoPartCfg& other) noexcept {
+        first_.swap(other.first_);
+        second_.swap(other.second_);
+        this->SwapInternalId(other);
+    }
 
 protected:
     First& ConfigureFirst();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -64,7 +65,7 @@ public:
     // An absent table is first allocated with size zeros.
     void Copy(const T* data, std::uint32_t offset, std::uint32_t count, std::uint32_t size) {
         if (data == nullptr) Throw("copy", names_.table, " table but provided data are not valid !");
-        if (table_ == nullptr) table_ = std::make_shared<DataTable<T>>(size, nullptr);
+        if (table_ == nullptr) table_ = Allocate(size);
         if (offset == 0 && count == 0) count = table_->count;
         // In 64 bits, so that a range wrapping around 32 bits is refused too.
         if (std::uint64_t{offset} + count > table_->count)
@@ -88,16 +89,18 @@ public:
 
     // The first element for a writer that fills the table; allocates an absent table.
     T* Fill(std::uint32_t size) {
-        if (table_ == nullptr) table_ = std::make_shared<DataTable<T>>(size, nullptr);
+        if (table_ == nullptr) table_ = Allocate(size);
         return &table_->At(0);
     }
 
     // The table for a reader that restores it: kept when it has size elements (borrowed
     // or not), otherwise allocated anew.
     T* Resize(std::uint32_t size) {
-        if (table_ == nullptr || table_->count != size) table_ = std::make_shared<DataTable<T>>(size, nullptr);
+        if (table_ == nullptr || table_->count != size) table_ = Allocate(size);
         return table_->data;
     }
+
+    void Swap(CTable& other) noexcept { table_.swap(other.table_); }
 
     // Both absent, or the same count and equal entries.
     bool Equals(const CTable& other) const {
@@ -109,6 +112,18 @@ public:
     }
 
 private:
+    // A new table of size zeros; memory that cannot hold it is named in the error.
+    std::shared_ptr<DataTable<T>> Allocate(std::uint32_t size) const {
+        try {
+            return std::make_shared<DataTable<T>>(size, nullptr);
+        } catch (const std::bad_alloc&) {
+            throw Common::RomException(std::string("In ") + names_.owner + ", the " + names_.table + " table of " +
+                                       std::to_string(size) + " values (" +
+                                       std::to_string(std::uint64_t{size} * sizeof(T)) +
+                                       " bytes) does not fit in memory.");
+        }
+    }
+
     [[noreturn]] void Throw(const char* verb, const char* what, const std::string& tail) const {
         throw Common::RomException(std::string("In ") + names_.owner + ", trying to " + verb + " " + what + tail);
     }

@@ -24,6 +24,21 @@ template <>
 const TableNames CPolyhedronData::kIds{kPolyhedronDataName, "ids", "table of ids", "data for this table"};
 const TableNames CSupportData::kEntities{kSupportDataName, "entities", "entities table", "this table"};
 
+namespace {
+
+void RequireCoordinateTable(const Configuration::INodeDataCfg& configuration) {
+    const std::string problem = Configuration::CoordinateTableProblem(configuration);
+    if (!problem.empty()) throw RomException(Configuration::Capitalized(problem));
+}
+
+}  // namespace
+
+void CNodeData::Initialize(const Configuration::INodeDataCfg& configuration) {
+    configuration.Check();
+    RequireCoordinateTable(configuration);
+    CConfigured::Initialize(configuration);
+}
+
 void CNodeData::ReleaseTables() {
     coordinates_.Release();
     ids_.Release();
@@ -45,6 +60,15 @@ bool CStdElementData::Equals(const IRomObject& other) const {
     const auto* that = dynamic_cast<const CStdElementData*>(&other);
     return that != nullptr && SameConfiguration(*that) && connectivity_.Equals(that->connectivity_) &&
            ids_.Equals(that->ids_) && types_.Equals(that->types_);
+}
+
+void CStdElementData::TakeResumed(CStdElementData& read) noexcept {
+    if (read.passedOver_ && IsInitialized() && SameConfiguration(read)) return;
+    TakeConfiguration(read);
+    connectivity_.Swap(read.connectivity_);
+    ids_.Swap(read.ids_);
+    types_.Swap(read.types_);
+    passedOver_ = false;
 }
 
 void CSupportData::Initialize(const Configuration::ISupportCfg& configuration) {
@@ -75,6 +99,21 @@ void CTwoPartData<I, Parts>::Initialize(const Cfg& configuration) {
         second_->Initialize(*part);
     }
     initialized_ = true;
+}
+
+template <class I, class Parts>
+void CTwoPartData<I, Parts>::TakeResumed(CTwoPartData& read) noexcept {
+    if (!initialized_ || !read.initialized_ || !configuration_->Equals(*read.configuration_))
+        configuration_.swap(read.configuration_);
+    if (first_ != nullptr && read.first_ != nullptr)
+        first_->TakeResumed(*read.first_);
+    else
+        first_.swap(read.first_);
+    if (second_ != nullptr && read.second_ != nullptr)
+        second_->TakeResumed(*read.second_);
+    else
+        second_.swap(read.second_);
+    initialized_ = read.initialized_;
 }
 
 template <class I, class Parts>
@@ -142,6 +181,20 @@ void CSupportDatas::Initialize(const Cfg& configuration) {
     }
 }
 
+void CSupportDatas::TakeResumed(CSupportDatas& read) noexcept {
+    const auto& mine = Members();
+    const auto& theirs = read.Members();
+    bool same = configuration_ != nullptr && read.configuration_ != nullptr && mine.size() == theirs.size();
+    for (std::size_t i = 0; same && i < mine.size(); ++i)
+        same = configuration_->Members()[i]->Equals(*read.configuration_->Members()[i]);
+    if (!same) {
+        configuration_.swap(read.configuration_);
+        SwapMembers(read);
+        return;
+    }
+    for (std::size_t i = 0; i < mine.size(); ++i) mine[i]->TakeResumed(*theirs[i]);
+}
+
 bool CSupportDatas::IsInitialized() const {
     if (configuration_ == nullptr) return false;
     for (const CSupportData* data : Members())
@@ -162,6 +215,7 @@ const Configuration::IMeshDataCfg* CMeshData::GetConfiguration() const {
 
 void CMeshData::Initialize(const Configuration::IMeshDataCfg& configuration) {
     configuration.Check();
+    RequireCoordinateTable(configuration.GetNodeDataCfg());
     initialized_ = false;
     supportIndex_.Invalidate();
     configuration_ = std::make_unique<Configuration::CMeshDataCfg>(configuration);
@@ -204,6 +258,17 @@ CSupportData& CMeshData::FindSupportData(const std::string& solverId) const {
 ISupportData& CMeshData::GetMutableSupportData(const std::string& solverId) { return FindSupportData(solverId); }
 
 const ISupportData& CMeshData::GetSupportData(const std::string& solverId) const { return FindSupportData(solverId); }
+
+void CMeshData::TakeResumed(Common::CPersistableBinary& read) noexcept {
+    auto& other = static_cast<CMeshData&>(read);
+    if (!initialized_ || !other.initialized_ || !configuration_->Equals(*other.configuration_))
+        configuration_.swap(other.configuration_);
+    elementData_.TakeResumed(other.elementData_);
+    nodeData_.TakeResumed(other.nodeData_);
+    supportDatas_.TakeResumed(other.supportDatas_);
+    initialized_ = other.initialized_;
+    supportIndex_.Invalidate();
+}
 
 const std::string& CMeshData::GetFileExtension() const { return Common::FileExtension::Mesh(); }
 

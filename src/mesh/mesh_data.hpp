@@ -61,6 +61,13 @@ protected:
         if (IsInitialized() != other.IsInitialized()) return false;
         return !IsInitialized() || configuration_->Equals(*other.configuration_);
     }
+    // After a resume: takes the configuration read unless an equal one is held, which is
+    // kept with the texts callers may hold.
+    void TakeConfiguration(CConfigured& read) noexcept {
+        if (configuration_ == nullptr || read.configuration_ == nullptr ||
+            !configuration_->Equals(*read.configuration_))
+            configuration_.swap(read.configuration_);
+    }
     virtual void ReleaseTables() = 0;
 
 private:
@@ -73,6 +80,8 @@ class CNodeData : public INodeData,
 public:
     static const TableNames kCoordinates, kIds;
 
+    // Refuses, after the configuration's own check, counts whose coordinates make no table.
+    void Initialize(const Configuration::INodeDataCfg& configuration) override;
     const char* GetSerializationUuid() const override { return kNodeDataUuid; }
     void CopyCoordinateTable(const double* data, std::uint32_t offset, std::uint32_t count) override {
         coordinates_.Copy(data, offset, count, CoordinateCount());
@@ -94,6 +103,12 @@ public:
     CTable<std::int32_t>& Ids() { return ids_; }
 
     bool Equals(const IRomObject& other) const override;
+    // Takes over what a resume read into the node data of a new mesh data.
+    void TakeResumed(CNodeData& read) noexcept {
+        TakeConfiguration(read);
+        coordinates_.Swap(read.coordinates_);
+        ids_.Swap(read.ids_);
+    }
 
 private:
     std::uint32_t CoordinateCount() const { return Cfg_().GetCoordinateTableSize(); }
@@ -137,6 +152,10 @@ public:
     CTable<std::int32_t>& Types() { return types_; }
 
     bool Equals(const IRomObject& other) const override;
+    // A record of a version this library does not know was passed over: a resume keeps
+    // what an equally configured standard element data held.
+    void PassedOver() { passedOver_ = true; }
+    void TakeResumed(CStdElementData& read) noexcept;
 
 private:
     void ReleaseTables() override;
@@ -144,6 +163,7 @@ private:
     CTable<std::int32_t> connectivity_{kConnectivity};
     CTable<std::int32_t> ids_{kIds};
     CTable<std::int32_t> types_{kTypes};
+    bool passedOver_ = false;
 };
 
 // Polygons or polyhedrons: ids and a self-describing connectivity table.
@@ -177,6 +197,11 @@ public:
         const auto* that = dynamic_cast<const CUserTableData*>(&other);
         return that != nullptr && this->SameConfiguration(*that) && connectivity_.Equals(that->connectivity_) &&
                ids_.Equals(that->ids_);
+    }
+    void TakeResumed(CUserTableData& read) noexcept {
+        this->TakeConfiguration(read);
+        connectivity_.Swap(read.connectivity_);
+        ids_.Swap(read.ids_);
     }
 
 private:
@@ -217,6 +242,8 @@ public:
     const char* GetSerializationUuid() const override { return Parts::kUuid; }
 
     bool Equals(const Common::IRomObject& other) const override;
+    // Takes over what a resume read: a part present on both sides keeps its object.
+    void TakeResumed(CTwoPartData& read) noexcept;
 
     // The parts, with the getters' checks.
     First& FirstPart() const { return Part(first_.get(), Parts::kTexts.noFirst); }
@@ -299,6 +326,10 @@ public:
     CTable<std::int32_t>& Entities() { return entities_; }
 
     bool Equals(const IRomObject& other) const override;
+    void TakeResumed(CSupportData& read) noexcept {
+        TakeConfiguration(read);
+        entities_.Swap(read.entities_);
+    }
 
 private:
     void ReleaseTables() override { entities_.Release(); }
@@ -318,6 +349,8 @@ public:
     bool IsInitialized() const override;
     const char* GetSerializationUuid() const override { return kSupportDatasUuid; }
     const Configuration::CSupportCfgs* Held() const { return configuration_.get(); }
+    // Takes over what a resume read: with the same supports, each support data keeps its object.
+    void TakeResumed(CSupportDatas& read) noexcept;
 
 private:
     std::unique_ptr<Configuration::CSupportCfgs> configuration_;
@@ -349,6 +382,12 @@ public:
     const CSupportDatas& SupportDatas() const { return supportDatas_; }
     // The first support data with this solver id.
     CSupportData& FindSupportData(const std::string& solverId) const;
+
+protected:
+    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override { return std::make_unique<CMeshData>(); }
+    // The sub-objects stay the same objects (the handles callers hold remain valid) and take
+    // the tables read; an equal configuration held is kept.
+    void TakeResumed(Common::CPersistableBinary& read) noexcept override;
 
 private:
     void RequireInitialized() const;

@@ -2,6 +2,8 @@
 #ifndef TERVIK_ROM_SRC_PROJECT_PROJECT_HPP
 #define TERVIK_ROM_SRC_PROJECT_PROJECT_HPP
 
+#include <memory>
+
 #include <tervik/rom/project.hpp>
 
 #include "common/identifiable.hpp"
@@ -17,6 +19,12 @@ public:
     // {"internalId": id}
     void ToJson(Json::Value& value) const override;
     void FromJson(const Json::Value& value, std::uint32_t version) override;
+
+protected:
+    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override { return std::make_unique<CProject>(); }
+    void TakeResumed(Common::CPersistableBinary& read) noexcept override {
+        SwapInternalId(static_cast<CProject&>(read));
+    }
 };
 
 // Body: the internal id as a string.

@@ -21,12 +21,14 @@ bool PointValuesMatch(double a, double b) {
         } else {
             const double r = std::fabs(a > b ? b / (a - b) : a / (a - b));
             if (r < 1.0) return false;
-            if (static_cast<long long>(std::floor(std::log10(r) + 0.5)) < digits) return false;
+            // Rounded, the digits in common; a NaN (from infinities) is not at least 14.
+            if (!(std::floor(std::log10(r) + 0.5) >= digits)) return false;
         }
     }
-    // Relative difference.
+    // Relative difference: unequal when it exceeds the epsilon. The same infinity on both
+    // sides makes it NaN, which exceeds nothing.
     if (a == 0.0) return b == 0.0;
-    return std::fabs(1.0 - b / a) <= std::numeric_limits<double>::epsilon();
+    return !(std::fabs(1.0 - b / a) > std::numeric_limits<double>::epsilon());
 }
 
 void CPoint::Clear() { values_.clear(); }

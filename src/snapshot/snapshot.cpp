@@ -159,12 +159,25 @@ void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const dou
 
 void CSnapshotComponentData::Restore(std::string componentId, std::string supportId, std::uint32_t count) {
     if (count != expected_ || room_.Placing()) {
-        if (count != expected_) ids_ = Common::CZeroedArray<std::uint32_t>(count);
-        room_ = CValueRoom(count);
+        try {
+            if (spare != nullptr && spare->expected_ == count && !spare->room_.Placing()) {
+                std::swap(ids_, spare->ids_);
+                std::swap(room_, spare->room_);
+            } else {
+                if (count != expected_) ids_ = Common::CZeroedArray<std::uint32_t>(count);
+                room_ = CValueRoom(count);
+            }
+        } catch (const std::bad_alloc&) {
+            throw RomException("The snapshot component data of the component " + componentId + " on the support " +
+                               supportId + ": its " + std::to_string(count) + " values (" +
+                               std::to_string(std::uint64_t{count} * (sizeof(std::uint32_t) + sizeof(double))) +
+                               " bytes) do not fit in memory.");
+        }
         batch_.reset();
         sink_ = room_.Values();
         placed_ = sinkFrom_ = 0;
     }
+    spare.reset();
     placeAt_ = 0;
     // A kept component data keeps its texts, which callers may still hold.
     if (componentId_ != componentId) componentId_ = std::move(componentId);
@@ -178,6 +191,21 @@ void CSnapshotComponentData::RestoredIds() {
     idsLent_ = false;
 }
 
+void CSnapshotComponentData::TakeResumed(CSnapshotComponentData& read) noexcept {
+    // The ids are the same texts: callers may hold these.
+    std::swap(ids_, read.ids_);
+    std::swap(room_, read.room_);
+    std::swap(sink_, read.sink_);
+    std::swap(sinkFrom_, read.sinkFrom_);
+    std::swap(batch_, read.batch_);
+    std::swap(placed_, read.placed_);
+    std::swap(placeAt_, read.placeAt_);
+    std::swap(assigned_, read.assigned_);
+    std::swap(expected_, read.expected_);
+    std::swap(ascending_, read.ascending_);
+    std::swap(idsLent_, read.idsLent_);
+}
+
 bool CSnapshotComponentData::IdsAscend() const {
     if (assigned_ != expected_) return false;
     return idsLent_ ? std::is_sorted(ids_.get(), ids_.get() + expected_) : ascending_;
@@ -185,19 +213,100 @@ bool CSnapshotComponentData::IdsAscend() const {
 
 // ---- Snapshot ---------------------------------------------------------------------
 
+namespace {
+
+// A component data of count values; memory that cannot hold them is named in the error.
+std::unique_ptr<CSnapshotComponentData> NewComponentData(const std::string& componentId, const std::string& supportId,
+                                                         std::uint32_t count, bool keepInsertionOrder) {
+    try {
+        return std::make_unique<CSnapshotComponentData>(componentId, supportId, count, keepInsertionOrder);
+    } catch (const std::bad_alloc&) {
+        throw RomException("The snapshot component data of the component " + componentId + " on the support " +
+                           supportId + ": its " + std::to_string(count) + " values (" +
+                           std::to_string(std::uint64_t{count} * (sizeof(std::uint32_t) + sizeof(double))) +
+                           " bytes) do not fit in memory.");
+    }
+}
+
+}  // namespace
+
 void CSnapshot::Initialize(const Configuration::ISnapshotCfg& configuration) {
-    auto copy = std::make_unique<Configuration::CSnapshotCfg>(configuration);
+    std::unique_ptr<Configuration::CSnapshotCfg> held = std::make_unique<Configuration::CSnapshotCfg>(configuration);
     std::vector<std::unique_ptr<CSnapshotComponentData>> data;
-    const auto& supports = copy->Supports().Members();
+    configuration_.swap(held);
+    componentData_.swap(data);
+    spare_.clear();
+    try {
+        MakeComponentData(true);
+    } catch (...) {
+        configuration_.swap(held);
+        componentData_.swap(data);
+        throw;
+    }
+}
+
+void CSnapshot::Restore(std::unique_ptr<Configuration::CSnapshotCfg> configuration) {
+    configuration_ = std::move(configuration);
+    componentData_.clear();
+    MakeComponentData(false);
+    for (std::size_t i = 0; i < componentData_.size() && i < spare_.size(); ++i)
+        componentData_[i]->spare = std::move(spare_[i]);
+    spare_.clear();
+}
+
+std::unique_ptr<Common::CPersistableBinary> CSnapshot::MakeEmpty() const {
+    auto read = std::make_unique<CSnapshot>(keepInsertionOrder_);
+    read->spare_.swap(spare_);
+    return read;
+}
+
+void CSnapshot::MakeComponentData(bool sized) {
+    const auto& supports = configuration_->Supports().Members();
     for (std::uint32_t i = 0; i < supports.size(); ++i) {
-        const Configuration::CComponentCfgs* components = copy->ComponentsOf(i);
+        const Configuration::CComponentCfgs* components = configuration_->ComponentsOf(i);
         if (components == nullptr) continue;
         for (const Configuration::CComponentCfg* component : components->Members())
-            data.push_back(std::make_unique<CSnapshotComponentData>(component->GetSolverId(), supports[i]->GetSolverId(),
-                                                                    supports[i]->GetEntityCount(), keepInsertionOrder_));
+            componentData_.push_back(NewComponentData(component->GetSolverId(), supports[i]->GetSolverId(),
+                                                      sized ? supports[i]->GetEntityCount() : 0, keepInsertionOrder_));
     }
-    configuration_ = std::move(copy);
-    componentData_ = std::move(data);
+    indexed_ = false;
+}
+
+std::string CSnapshot::PairProblem() const {
+    const auto& supports = configuration_->Supports().Members();
+    std::size_t next = 0;
+    for (std::uint32_t i = 0; i < supports.size(); ++i) {
+        const Configuration::CComponentCfgs* components = configuration_->ComponentsOf(i);
+        if (components == nullptr) continue;
+        for (const Configuration::CComponentCfg* component : components->Members()) {
+            const CSnapshotComponentData& data = *componentData_[next++];
+            const std::string& componentId = component->GetSolverId();
+            const std::string& supportId = supports[i]->GetSolverId();
+            if (data.GetComponentId() != componentId || data.GetSupportId() != supportId)
+                return "its record " + std::to_string(next - 1) + " holds the component " + data.GetComponentId() +
+                       " on the support " + data.GetSupportId() + " where its configuration announces the component " +
+                       componentId + " on the support " + supportId + ".";
+            if (data.GetExpectedEntityValueCount() != supports[i]->GetEntityCount())
+                return "its record of the component " + componentId + " on the support " + supportId + " holds " +
+                       std::to_string(data.GetExpectedEntityValueCount()) + " values where the support announces " +
+                       std::to_string(supports[i]->GetEntityCount()) + ".";
+        }
+    }
+    return std::string();
+}
+
+void CSnapshot::TakeResumed(Common::CPersistableBinary& read) noexcept {
+    auto& other = static_cast<CSnapshot&>(read);
+    if (configuration_ != nullptr && componentData_.size() == other.componentData_.size() &&
+        configuration_->Equals(*other.configuration_)) {
+        for (std::size_t i = 0; i < componentData_.size(); ++i)
+            componentData_[i]->TakeResumed(*other.componentData_[i]);
+    } else {
+        configuration_.swap(other.configuration_);
+        componentData_.swap(other.componentData_);
+    }
+    // Either way, read now holds the memory this snapshot had: kept for the next resume.
+    spare_.swap(other.componentData_);
     indexed_ = false;
 }
 
@@ -326,7 +435,7 @@ protected:
     void Write(ISerializationFile& file, const CSnapshot& snapshot) const override {
         if (!snapshot.IsInitialized()) throw RomException("Impossible to save the snapshot. It is unitialized.");
         snapshot.CheckFilled();
-        file.GetStreamAdapter()->Write(ToEnvelope(*snapshot.Held()));
+        WriteEnvelope(file, *snapshot.Held());
         // One sort, its memory and its thread for all component data.
         CIdOrder order;
         struct Lend {
@@ -341,22 +450,23 @@ protected:
         }
     }
 
+    // Each component data is sized by its record, once the file is seen to hold it, and
+    // only after the whole file was read are the records held against the configuration.
     void Read(ISerializationFile& file, CSnapshot& snapshot, std::int32_t version) const override {
         CheckVersion(version, "The snapshot has been saved using the unsupported version ");
-        IStreamAdapter& stream = *file.GetStreamAdapter();
         Json::Value envelope;
-        stream.Read(envelope);
-        Configuration::CSnapshotCfg cfg;
-        FromEnvelope(envelope, cfg);
-        // Refuse what the file cannot hold before sizing the component data from it.
-        std::uint64_t announced = 0;
-        for (std::uint32_t i = 0; i < cfg.Supports().GetCount(); ++i)
-            if (const auto* components = cfg.ComponentsOf(i))
-                announced += std::uint64_t{components->GetCount()} * cfg.Supports().Members()[i]->GetEntityCount() * 12;
-        stream.RequireRemaining(announced, 1);
-        if (!snapshot.IsInitialized() || !snapshot.Held()->Equals(cfg)) snapshot.Initialize(cfg);
+        file.GetStreamAdapter()->Read(envelope);
+        auto cfg = std::make_unique<Configuration::CSnapshotCfg>();
+        FromEnvelope(envelope, *cfg);
+        snapshot.Restore(std::move(cfg));
         for (const auto& data : snapshot.ComponentData()) ReadObject(file, *data);
         snapshot.ForgetIndex();
+    }
+
+    void Check(const CSnapshot& snapshot, const std::string& fileName) const override {
+        std::string problem = snapshot.Held()->IdProblem();
+        if (problem.empty()) problem = snapshot.PairProblem();
+        if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
     }
 };
 

@@ -74,9 +74,14 @@ public:
     void Restore(std::string componentId, std::string supportId, std::uint32_t count);
     // Notes the order of the ids just read into the table (through GetIdArray).
     void RestoredIds();
+    // Takes over the pairs of read, a component data of the same pair just resumed.
+    void TakeResumed(CSnapshotComponentData& read) noexcept;
 
     // The sort a writer lends to several component data in a row.
     mutable CIdOrder* idOrder = nullptr;
+    // The memory of a component data a resume replaced: a Restore of as many values takes
+    // it rather than have new memory mapped and faulted in.
+    std::unique_ptr<CSnapshotComponentData> spare;
 
 private:
     [[noreturn]] void ThrowFull(std::uint32_t id) const;
@@ -132,12 +137,31 @@ public:
     const std::vector<std::unique_ptr<CSnapshotComponentData>>& ComponentData() const { return componentData_; }
     // Call after component or support ids of the component data changed.
     void ForgetIndex() const { indexed_ = false; }
+    // Before a file's records are read: holds the file's configuration and one component
+    // data of no values per pair, which the records size and fill.
+    void Restore(std::unique_ptr<Configuration::CSnapshotCfg> configuration);
+    // Why the component data do not hold the pairs the configuration announces, or "".
+    std::string PairProblem() const;
+
+protected:
+    // The snapshot read into takes along the memory of the component data the last resume
+    // replaced (a failed resume frees it).
+    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override;
+    // With an equal configuration, the component data stay the same objects (the handles
+    // callers hold remain valid) and take the pairs read.
+    void TakeResumed(Common::CPersistableBinary& read) noexcept override;
 
 private:
+    // One component data per pair of the configuration held, each of expected values
+    // (sized) or of none.
+    void MakeComponentData(bool sized);
     CSnapshotComponentData& Find(const std::string& componentId, const std::string& supportId) const;
 
     std::unique_ptr<Configuration::CSnapshotCfg> configuration_;
     std::vector<std::unique_ptr<CSnapshotComponentData>> componentData_;
+    // Those a resume replaced, kept for the memory of their values, pair by pair: a snapshot
+    // resumed again and again from files of one configuration maps no new memory.
+    mutable std::vector<std::unique_ptr<CSnapshotComponentData>> spare_;
     bool keepInsertionOrder_;
     mutable Common::CFlatIndex index_;
     mutable bool indexed_ = false;

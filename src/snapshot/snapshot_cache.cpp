@@ -61,4 +61,12 @@ void CSnapshotCache::FromJson(const Json::Value& value, std::uint32_t version) {
     entries_.FromJson(value["entries"], version);
 }
 
+std::unique_ptr<Common::CPersistableJson> CSnapshotCache::CopyForResume() const {
+    return std::make_unique<CSnapshotCache>();
+}
+
+void CSnapshotCache::TakeResumed(Common::CPersistableJson& read) noexcept {
+    entries_.SwapMembers(static_cast<CSnapshotCache&>(read).entries_);
+}
+
 }  // namespace Tervik::Rom::Snapshot

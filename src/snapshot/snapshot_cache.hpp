@@ -2,6 +2,7 @@
 #ifndef TERVIK_ROM_SRC_SNAPSHOT_SNAPSHOT_CACHE_HPP
 #define TERVIK_ROM_SRC_SNAPSHOT_SNAPSHOT_CACHE_HPP
 
+#include <memory>
 #include <string>
 
 #include <tervik/rom/snapshot.hpp>
@@ -47,6 +48,9 @@ public:
 
 protected:
     std::string GetKey() const override { return "snapshotCache"; }
+    // A file replaces every entry: a resume reads into an empty cache.
+    std::unique_ptr<Common::CPersistableJson> CopyForResume() const override;
+    void TakeResumed(Common::CPersistableJson& read) noexcept override;
 
 private:
     CSnapshotCacheEntries entries_;

@@ -1,6 +1,7 @@
 #include "snapshot/value_room.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -60,13 +61,21 @@ CValueRoom::CValueRoom(std::uint32_t count) : count_(count) {
             scratchValues_ = reinterpret_cast<double*>(scratch);
             scratchOffsets_ = reinterpret_cast<std::uint16_t*>(scratch + kChunk * sizeof(double));
             gatherBytes_ = offsetBytes + scratchBytes;
-            mapped_ = mapped;
-            mappedBytes_ = bytes;
             // The count values are in place now, as those of any zero-filled array are.
-            values_ = slots_;
-            if (!Populate(values_, std::size_t{count} * sizeof(double)))
-                std::memset(values_, 0, std::size_t{count} * sizeof(double));
-            return;
+            const bool populated = Populate(slots_, std::size_t{count} * sizeof(double));
+            if (populated || errno != ENOMEM) {
+                mapped_ = mapped;
+                mappedBytes_ = bytes;
+                values_ = slots_;
+                if (!populated) std::memset(values_, 0, std::size_t{count} * sizeof(double));
+                return;
+            }
+            // Memory cannot back them (the mapping reserves none): a plain array says so.
+            Common::UnmapZeroed(mapped, bytes);
+            slots_ = addedOrder_ = scratchValues_ = nullptr;
+            filled_ = nullptr;
+            offsets_ = scratchOffsets_ = nullptr;
+            gatherBytes_ = 0;
         }
     }
     values_ = new double[count]();

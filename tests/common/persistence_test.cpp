@@ -27,6 +27,10 @@ public:
     const std::string& GetFileExtension() const override { return project_.GetFileExtension(); }
     const char* GetSerializationUuid() const override { return project_.GetSerializationUuid(); }
 
+protected:
+    std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override { return std::make_unique<CFakeProject>(); }
+    void TakeResumed(Common::CPersistableBinary&) noexcept override {}
+
 private:
     Project::CProject project_;
 };
@@ -119,6 +123,10 @@ TEST_F(PersistenceTest, AFileOfAnotherTypeIsRefused) {
     public:
         const std::string& GetFileExtension() const override { return project_.GetFileExtension(); }
         const char* GetSerializationUuid() const override { return "0F0F0F0F-0000-4000-8000-000000000000"; }
+
+    protected:
+        std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override { return std::make_unique<COther>(); }
+        void TakeResumed(Common::CPersistableBinary&) noexcept override {}
 
     private:
         Project::CProject project_;

@@ -75,6 +75,14 @@ TEST(PointEquality, EdgesOfTheDigitAndRelativeTests) {
     EXPECT_TRUE(PointValuesMatch(-3.5e200, -3.5e200));
     EXPECT_FALSE(PointValuesMatch(2.0, -2.0));
     EXPECT_FALSE(PointValuesMatch(std::nan(""), std::nan("")));
+    // The same infinity: the quotient of the relative test is NaN, which exceeds no bound.
+    const double inf = std::numeric_limits<double>::infinity();
+    EXPECT_TRUE(PointValuesMatch(inf, inf));
+    EXPECT_TRUE(PointValuesMatch(-inf, -inf));
+    EXPECT_FALSE(PointValuesMatch(inf, -inf));
+    EXPECT_FALSE(PointValuesMatch(-inf, inf));
+    EXPECT_FALSE(PointValuesMatch(inf, 1e308));
+    EXPECT_FALSE(PointValuesMatch(1.0, inf));
     EXPECT_FALSE(Point({{"p", 1.0}}).Equals(Point({{"p", 1.0000000000001}})));
     EXPECT_TRUE(Point({{"p", 1.0}}).Equals(Point({{"p", 1.0 + eps}})));
 }

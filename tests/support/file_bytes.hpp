@@ -64,4 +64,20 @@ private:
 template <class T>
 void Put(std::string& bytes, std::size_t at, T value) { std::memcpy(&bytes[at], &value, sizeof value); }
 
+// Replaces each `from` found after start (or the first alone) inside the JSON texts of a
+// saved file, with the length in front of each text.
+inline std::string PatchJson(std::string bytes, const std::string& from, const std::string& to, std::size_t start,
+                             bool all = true) {
+    for (std::size_t at = bytes.find(from, start); at != std::string::npos; at = bytes.find(from, at + to.size())) {
+        const std::size_t text = bytes.rfind("{\"data\":", at) - 4;
+        std::int32_t length = 0;
+        std::memcpy(&length, &bytes[text], 4);
+        Put<std::int32_t>(bytes, text,
+                          length + static_cast<std::int32_t>(to.size()) - static_cast<std::int32_t>(from.size()));
+        bytes.replace(at, from.size(), to);
+        if (!all) break;
+    }
+    return bytes;
+}
+
 #endif

@@ -26,19 +26,40 @@ void Require(bool condition, const char* missing) {
 }
 
 void WriteConfiguration(ISerializationFile& file, const JsonService& configuration) {
-    file.GetStreamAdapter()->Write(ToEnvelope(configuration));
+    WriteEnvelope(file, configuration);
 }
 
-// Reads a configuration into cfg, refuses a file too short for the bytes it announces,
-// then initialises the object with it unless the object holds an equal one already.
+// Before an object is initialised with a configuration read: its check, then what the
+// initialisation would refuse beyond it, as a fault of the file.
+template <class Cfg>
+void CheckRead(const ISerializationFile&, const Cfg&) {}
+void CheckNodes(const ISerializationFile& file, const Configuration::INodeDataCfg& cfg) {
+    const std::string problem = Configuration::CoordinateTableProblem(cfg);
+    if (!problem.empty()) throw RomException("The file " + file.GetFileName() + " cannot be resumed: " + problem);
+}
+void CheckRead(const ISerializationFile& file, const Configuration::CNodeDataCfg& cfg) {
+    cfg.Check();
+    CheckNodes(file, cfg);
+}
+void CheckRead(const ISerializationFile& file, const Configuration::CMeshDataCfg& cfg) {
+    cfg.Check();
+    CheckNodes(file, cfg.GetNodeDataCfg());
+}
+
+// Reads a configuration into cfg and initialises the object with it unless the object
+// holds an equal one already; then refuses a file too short for the bytes it announces
+// before any table is sized from it.
 template <class Object, class Cfg, class Announced>
 void ReadConfiguration(ISerializationFile& file, Object& object, Cfg& cfg, JsonService& reader, Announced announced) {
     IStreamAdapter& stream = *file.GetStreamAdapter();
     Json::Value envelope;
     stream.Read(envelope);
     FromEnvelope(envelope, reader);
+    if (!object.IsInitialized() || !object.GetConfiguration()->Equals(cfg)) {
+        CheckRead(file, cfg);
+        object.Initialize(cfg);
+    }
     stream.RequireRemaining(announced(cfg), 1);
-    if (!object.IsInitialized() || !object.GetConfiguration()->Equals(cfg)) object.Initialize(cfg);
 }
 
 template <class Object, class Cfg, class Announced>
@@ -101,7 +122,10 @@ protected:
         WriteTable(file, data.Connectivity());
     }
     void Read(ISerializationFile& file, CStdElementData& data, std::int32_t version) const override {
-        if (version != kVersion) return;  // an unknown version is passed over, the object left as it was
+        if (version != kVersion) {  // an unknown version is passed over, the object left as it was
+            data.PassedOver();
+            return;
+        }
         Configuration::CStdElementDataCfg cfg;
         ReadConfiguration(file, data, cfg, [](const Configuration::CStdElementDataCfg& c) {
             return std::uint64_t{c.GetCount()} * 8 + std::uint64_t{c.GetConnectivityTableSize()} * 4;
@@ -156,8 +180,8 @@ protected:
     void Read(ISerializationFile& file, CSupportData& data, std::int32_t version) const override {
         CheckVersion(version, "The mesh has been saved using the unsupported version ");
         Configuration::CSupportCfg cfg;
-        ReadConfiguration(file, data, cfg, [](Configuration::CSupportCfg& c) {
-            c.SetContext(SupportContext::MeshSupportData);
+        cfg.SetContext(SupportContext::MeshSupportData);
+        ReadConfiguration(file, data, cfg, [](const Configuration::CSupportCfg& c) {
             return std::uint64_t{c.GetEntityCount()} * 4;
         });
         ReadTable(file, data.Entities(), cfg.GetEntityCount());
@@ -229,11 +253,180 @@ private:
     const char* version_;
 };
 
+// ---- What a whole mesh file must agree on ----------------------------------------------
+// Each nested object is read with the configuration its own record holds; once all is
+// read, those must be the configurations their owners announce, and the self-describing
+// tables must lie inside themselves, or a consumer sizing a table from one and walking it
+// by the other would read past it.
+
+using Configuration::IPolygonDataCfg;
+using Configuration::IPolyhedronDataCfg;
+using Configuration::IStdElementDataCfg;
+
+std::string Describe(const Configuration::INodeDataCfg* cfg, const char*) {
+    if (cfg == nullptr) return "no nodes";
+    return std::to_string(cfg->GetCount()) + " nodes of dimension " + std::to_string(cfg->GetDimension());
+}
+template <class TableCfg>
+std::string Describe(const TableCfg* cfg, const char* kind) {
+    if (cfg == nullptr) return std::string("no ") + kind;
+    return std::to_string(cfg->GetCount()) + " " + kind + " in a connectivity table of " +
+           std::to_string(cfg->GetConnectivityTableSize());
+}
+std::string Describe(const Configuration::ISupportCfg* cfg, const char*) {
+    if (cfg == nullptr) return "no support";
+    return "the support " + cfg->GetSolverId() + " of " + std::to_string(cfg->GetEntityCount()) +
+           " entities of type " + std::to_string(cfg->GetEntitiesType());
+}
+
+// "" when part (of the object named) is what governing (of its owner) announces.
+template <class Cfg>
+std::string Mismatch(const Cfg* part, const char* object, const Cfg* governing, const char* owner, const char* kind) {
+    if (part == nullptr ? governing == nullptr : governing != nullptr && part->Equals(*governing)) return std::string();
+    return std::string("its ") + object + " announce " + Describe(part, kind) + " where its " + owner + " announce " +
+           Describe(governing, kind) + ".";
+}
+
+template <class Get, class Cfg>
+auto PartOf(const Cfg* cfg, Get get) -> decltype(get(*cfg)) {
+    return cfg == nullptr ? nullptr : get(*cfg);
+}
+const IStdElementDataCfg* StandardOf(const Configuration::IElementDataCfg& cfg) {
+    const IStdElementDataCfg* part = nullptr;
+    cfg.TryGetStdElementDataCfg(part);
+    return part;
+}
+const Configuration::IUserElementDataCfg* UserOf(const Configuration::IElementDataCfg& cfg) {
+    const Configuration::IUserElementDataCfg* part = nullptr;
+    cfg.TryGetUserElementDataCfg(part);
+    return part;
+}
+const IPolyhedronDataCfg* PolyhedronsOf(const Configuration::IUserElementDataCfg& cfg) {
+    const IPolyhedronDataCfg* part = nullptr;
+    cfg.TryGetPolyhedronDataCfg(part);
+    return part;
+}
+const IPolygonDataCfg* PolygonsOf(const Configuration::IUserElementDataCfg& cfg) {
+    const IPolygonDataCfg* part = nullptr;
+    cfg.TryGetPolygonDataCfg(part);
+    return part;
+}
+
+// The three tables an element data configuration sizes, against those of its owner's.
+std::string ElementMismatch(const Configuration::IElementDataCfg* part, const char* object,
+                            const Configuration::IElementDataCfg* governing, const char* owner) {
+    const auto* user = PartOf(part, UserOf);
+    const auto* governingUser = PartOf(governing, UserOf);
+    std::string problem = Mismatch(PartOf(part, StandardOf), object, PartOf(governing, StandardOf), owner,
+                                   "standard elements");
+    if (problem.empty())
+        problem = Mismatch(PartOf(user, PolyhedronsOf), object, PartOf(governingUser, PolyhedronsOf), owner,
+                           "polyhedrons");
+    if (problem.empty())
+        problem = Mismatch(PartOf(user, PolygonsOf), object, PartOf(governingUser, PolygonsOf), owner, "polygons");
+    return problem;
+}
+std::string UserMismatch(const Configuration::IUserElementDataCfg* part, const char* object,
+                         const Configuration::IUserElementDataCfg* governing, const char* owner) {
+    std::string problem =
+        Mismatch(PartOf(part, PolyhedronsOf), object, PartOf(governing, PolyhedronsOf), owner, "polyhedrons");
+    if (problem.empty())
+        problem = Mismatch(PartOf(part, PolygonsOf), object, PartOf(governing, PolygonsOf), owner, "polygons");
+    return problem;
+}
+
+// Each polygon (n, then n nodes) or polyhedron (F, then per face n and n nodes) of the
+// configured count lies inside the connectivity table.
+template <class Data>
+std::string SliceProblem(const Data& data, bool polyhedrons) {
+    const DataTable<std::int32_t>* table = data.Connectivity().Record();
+    if (table == nullptr || data.Held() == nullptr) return std::string();
+    const char* const kind = polyhedrons ? "polyhedron " : "polygon ";
+    const std::uint64_t size = table->count;
+    const auto countAt = [&](std::uint64_t at) { return std::uint64_t{static_cast<std::uint32_t>(table->data[at])}; };
+    const auto past = [&](std::uint64_t at, std::uint64_t announced, const std::string& what) {
+        return what + " announces " + std::to_string(announced) + ", where the connectivity table of " +
+               std::to_string(size) + " entries holds " + std::to_string(size - at) + " after it.";
+    };
+    const auto beyond = [&](const std::string& what) {
+        return what + " lies past the end of the connectivity table of " + std::to_string(size) + " entries.";
+    };
+    std::uint64_t at = 0;
+    for (std::uint32_t i = 0; i < data.Held()->GetCount(); ++i) {
+        const auto element = [&] { return "its " + std::string(kind) + std::to_string(i); };
+        if (at >= size) return beyond(element());
+        const std::uint64_t count = countAt(at++);
+        if (!polyhedrons) {
+            if (count > size - at) return past(at, count, element() + " (nodes)");
+            at += count;
+            continue;
+        }
+        // Every face takes one entry at least.
+        if (count > size - at) return past(at, count, element() + " (faces)");
+        for (std::uint64_t face = 0; face < count; ++face) {
+            const auto which = [&] { return "face " + std::to_string(face) + " of " + element(); };
+            if (at >= size) return beyond(which());
+            const std::uint64_t nodes = countAt(at++);
+            if (nodes > size - at) return past(at, nodes, which() + " (nodes)");
+            at += nodes;
+        }
+    }
+    return std::string();
+}
+
+std::string MeshDataProblem(const CMeshData& mesh) {
+    const Configuration::CMeshDataCfg& cfg = *mesh.Held();
+    const CNodeData& nodes = mesh.NodeData();
+    std::string problem = Mismatch<Configuration::INodeDataCfg>(nodes.Held(), "node data", &cfg.GetNodeDataCfg(),
+                                                                "mesh data", "");
+    const CElementData& elements = mesh.ElementData();
+    if (problem.empty())
+        problem = ElementMismatch(elements.Held(), "element data", &cfg.GetElementDataCfg(), "mesh data");
+    if (problem.empty() && elements.HasFirst())
+        problem = Mismatch<IStdElementDataCfg>(elements.FirstPart().Held(), "standard element data",
+                                               PartOf(elements.Held(), StandardOf), "element data",
+                                               "standard elements");
+    if (problem.empty() && elements.HasSecond()) {
+        const CUserElementData& user = elements.SecondPart();
+        problem = UserMismatch(user.Held(), "user element data", PartOf(elements.Held(), UserOf), "element data");
+        if (problem.empty() && user.HasFirst())
+            problem = Mismatch<IPolyhedronDataCfg>(user.FirstPart().Held(), "polyhedron data",
+                                                   PartOf(user.Held(), PolyhedronsOf), "user element data",
+                                                   "polyhedrons");
+        if (problem.empty() && user.HasSecond())
+            problem = Mismatch<IPolygonDataCfg>(user.SecondPart().Held(), "polygon data",
+                                                PartOf(user.Held(), PolygonsOf), "user element data", "polygons");
+    }
+    if (!problem.empty()) return problem;
+
+    const CSupportDatas& supports = mesh.SupportDatas();
+    const auto& announced = cfg.Supports().Members();
+    if (supports.Held() == nullptr || supports.Held()->GetCount() != announced.size())
+        return "its support data list " + std::to_string(supports.Held() == nullptr ? 0 : supports.Held()->GetCount()) +
+               " supports where its mesh data announce " + std::to_string(announced.size()) + ".";
+    for (std::size_t i = 0; i < announced.size() && problem.empty(); ++i) {
+        problem = Mismatch<Configuration::ISupportCfg>(supports.Held()->Members()[i], "support data",
+                                                       announced[i], "mesh data", "");
+        if (problem.empty())
+            problem = Mismatch<Configuration::ISupportCfg>(supports.Members()[i]->Held(), "support data record",
+                                                           supports.Held()->Members()[i], "support data list", "");
+    }
+    if (!problem.empty()) return problem;
+
+    if (elements.HasSecond()) {
+        const CUserElementData& user = elements.SecondPart();
+        if (user.HasFirst()) problem = SliceProblem(user.FirstPart(), true);
+        if (problem.empty() && user.HasSecond()) problem = SliceProblem(user.SecondPart(), false);
+    }
+    return problem;
+}
+
 class CMeshDataFactory final : public CMeshFactory<CMeshData, kMeshDataUuid> {
 protected:
     void Write(ISerializationFile& file, const CMeshData& mesh) const override {
-        static const Configuration::CMeshDataCfg none;
-        WriteConfiguration(file, mesh.Held() != nullptr ? *mesh.Held() : none);
+        // It would be written without its tables, as a file that resumes nothing.
+        if (!mesh.IsInitialized()) throw RomException("CMeshData is not initialized !");
+        WriteConfiguration(file, *mesh.Held());
         if (mesh.NodeData().IsInitialized()) WriteObject(file, &mesh.NodeData());
         if (mesh.ElementData().IsInitialized()) WriteObject(file, &mesh.ElementData());
         if (mesh.SupportDatas().IsInitialized()) WriteObject(file, &mesh.SupportDatas());
@@ -245,6 +438,10 @@ protected:
         if (mesh.NodeData().IsInitialized()) ReadObject(file, mesh.NodeData());
         if (mesh.ElementData().IsInitialized()) ReadObject(file, mesh.ElementData());
         if (mesh.SupportDatas().IsInitialized()) ReadObject(file, mesh.SupportDatas());
+    }
+    void Check(const CMeshData& mesh, const std::string& fileName) const override {
+        const std::string problem = MeshDataProblem(mesh);
+        if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
     }
 };
 
