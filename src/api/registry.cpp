@@ -4,7 +4,7 @@
 #include "common/persistence.hpp"
 #include "mesh/serialization/mesh_factories.hpp"
 #include "project/project.hpp"
-#include "snapshot/snapshot.hpp"
+#include "snapshot/serialization/snapshot_factories.hpp"
 
 namespace Tervik::Rom::Common {
 
