@@ -16,8 +16,6 @@ namespace Tervik::Rom::Snapshot {
 
 inline constexpr char kSnapshotComponentDataUuid[] = "76323E85-420C-430F-A0E2-3C576F16718D";
 
-class CIdOrder;
-
 class CSnapshotComponentData final : public ISnapshotComponentData, public virtual Common::ISerializable {
 public:
     // Arrays of expected zeros.
@@ -73,8 +71,6 @@ public:
     // Takes over the pairs of read, a component data of the same pair just resumed.
     void TakeResumed(CSnapshotComponentData& read) noexcept;
 
-    // The sort a writer lends to several component data in a row.
-    mutable CIdOrder* idOrder = nullptr;
     // The memory of a component data a resume replaced: a Restore of as many values takes
     // it rather than have new memory mapped and faulted in.
     std::unique_ptr<CSnapshotComponentData> spare;
@@ -110,6 +106,9 @@ private:
     bool ascending_ = true;  // the ids added so far ascend
     bool idsLent_ = false;   // GetIdArray handed the array out since
 };
+
+// The error of a component data of count values that memory cannot hold.
+Common::RomException TooLarge(const std::string& componentId, const std::string& supportId, std::uint32_t count);
 
 // Adds arrays of pairs to any component data: at once to the library's own.
 void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const double* values, std::uint32_t count);

@@ -1,10 +1,9 @@
 // Bodies of the snapshot files: the snapshot's configuration, then one record per
 // component/support pair with its ids and values in ascending id order.
-#include "snapshot/serialization/snapshot_factories.hpp"
-
 #include <string>
 #include <utility>
 
+#include "common/persistence.hpp"
 #include "snapshot/id_order.hpp"
 #include "snapshot/snapshot.hpp"
 
@@ -16,19 +15,15 @@ using namespace Common;
 
 constexpr std::int32_t kVersion = 1;
 
-void CheckVersion(std::int32_t version, const char* head) {
-    if (version != kVersion)
-        throw RomException(head + std::to_string(version) + ". (Current supported version: " +
-                           std::to_string(kVersion) + ")");
-}
-
 class CSnapshotComponentDataFactory final : public CSerializationFactory<CSnapshotComponentData> {
 public:
     std::int32_t GetVersion() const override { return kVersion; }
     const char* GetUuid() const override { return kSnapshotComponentDataUuid; }
 
-protected:
-    void Write(ISerializationFile& file, const CSnapshotComponentData& data) const override {
+    // The record of data: component id, support id, count, then the ids and the values,
+    // which order sorts when they are neither in order nor to be kept as added (it keeps
+    // its memory and its thread for the next record).
+    void Write(ISerializationFile& file, const CSnapshotComponentData& data, CIdOrder& order) const {
         IStreamAdapter& stream = *file.GetStreamAdapter();
         const std::uint32_t count = data.GetExpectedEntityValueCount();
         stream.Write(data.GetComponentId());
@@ -40,8 +35,6 @@ protected:
             stream.Write(data.Values(), count);
             return;
         }
-        CIdOrder own;
-        CIdOrder& order = data.idOrder != nullptr ? *data.idOrder : own;
         if (const CValueRoom* room = data.Placed()) {
             order.WritePlaced(stream, *room, count);
             return;
@@ -50,8 +43,14 @@ protected:
         order.WriteSorted(stream, data.Ids(), data.Values());
     }
 
+protected:
+    void Write(ISerializationFile& file, const CSnapshotComponentData& data) const override {
+        CIdOrder order;
+        Write(file, data, order);
+    }
+
     void Read(ISerializationFile& file, CSnapshotComponentData& data, std::int32_t version) const override {
-        CheckVersion(version, "The snapshot component data has been saved using the unsupported version ");
+        RequireVersion(version, "The snapshot component data has been saved using the unsupported version ");
         IStreamAdapter& stream = *file.GetStreamAdapter();
         std::string componentId;
         std::string supportId;
@@ -67,6 +66,8 @@ protected:
     }
 };
 
+const CSnapshotComponentDataFactory componentDataFactory;
+
 class CSnapshotFactory final : public CSerializationFactory<CSnapshot> {
 public:
     std::int32_t GetVersion() const override { return kVersion; }
@@ -79,22 +80,14 @@ protected:
         WriteEnvelope(file, *snapshot.Held());
         // One sort, its memory and its thread for all component data.
         CIdOrder order;
-        struct Lend {
-            const CSnapshot& snapshot;
-            ~Lend() {
-                for (const auto& data : snapshot.ComponentData()) data->idOrder = nullptr;
-            }
-        } lend{snapshot};
-        for (const auto& data : snapshot.ComponentData()) {
-            data->idOrder = &order;
-            WriteObject(file, data.get());
-        }
+        for (const auto& data : snapshot.ComponentData())
+            WriteObject(file, *data, [&] { componentDataFactory.Write(file, *data, order); });
     }
 
     // Each component data is sized by its record, once the file is seen to hold it, and
     // only after the whole file was read are the records held against the configuration.
     void Read(ISerializationFile& file, CSnapshot& snapshot, std::int32_t version) const override {
-        CheckVersion(version, "The snapshot has been saved using the unsupported version ");
+        RequireVersion(version, "The snapshot has been saved using the unsupported version ");
         Json::Value envelope;
         file.GetStreamAdapter()->Read(envelope);
         auto cfg = std::make_unique<Configuration::CSnapshotCfg>();
@@ -107,17 +100,13 @@ protected:
     void Check(const CSnapshot& snapshot, const std::string& fileName) const override {
         std::string problem = snapshot.Held()->IdProblem();
         if (problem.empty()) problem = snapshot.PairProblem();
-        if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+        RefuseResume(fileName, problem);
     }
 };
 
-}  // namespace
+const CSnapshotFactory snapshotFactory;
+const CSerializationFactoryRegistration registration{&snapshotFactory, &componentDataFactory};
 
-const ISerializationFactory* const* SnapshotSerializationFactories() {
-    static const CSnapshotFactory snapshot;
-    static const CSnapshotComponentDataFactory componentData;
-    static const ISerializationFactory* const factories[kSnapshotFactoryCount] = {&snapshot, &componentData};
-    return factories;
-}
+}  // namespace
 
 }  // namespace Tervik::Rom::Snapshot
