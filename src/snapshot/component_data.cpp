@@ -147,6 +147,13 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
         placeAt_ = assigned_ < kStartPlacingBy ? NextBatch() : 0;
 }
 
+RomException TooLarge(const std::string& componentId, const std::string& supportId, std::uint32_t count) {
+    return RomException("The snapshot component data of the component " + componentId + " on the support " +
+                        supportId + ": its " + std::to_string(count) + " values (" +
+                        std::to_string(std::uint64_t{count} * (sizeof(std::uint32_t) + sizeof(double))) +
+                        " bytes) do not fit in memory.");
+}
+
 void AddValues(ISnapshotComponentData& data, const std::uint32_t* ids, const double* values, std::uint32_t count) {
     if (auto* own = dynamic_cast<CSnapshotComponentData*>(&data)) return own->AddValues(ids, values, count);
     for (std::uint32_t i = 0; i < count; ++i) data.AddValue(ids[i], values[i]);
@@ -163,10 +170,7 @@ void CSnapshotComponentData::Restore(std::string componentId, std::string suppor
                 room_ = CValueRoom(count);
             }
         } catch (const std::bad_alloc&) {
-            throw RomException("The snapshot component data of the component " + componentId + " on the support " +
-                               supportId + ": its " + std::to_string(count) + " values (" +
-                               std::to_string(std::uint64_t{count} * (sizeof(std::uint32_t) + sizeof(double))) +
-                               " bytes) do not fit in memory.");
+            throw TooLarge(componentId, supportId, count);
         }
         batch_.reset();
         sink_ = room_.Values();

@@ -16,10 +16,7 @@ std::unique_ptr<CSnapshotComponentData> NewComponentData(const std::string& comp
     try {
         return std::make_unique<CSnapshotComponentData>(componentId, supportId, count, keepInsertionOrder);
     } catch (const std::bad_alloc&) {
-        throw RomException("The snapshot component data of the component " + componentId + " on the support " +
-                           supportId + ": its " + std::to_string(count) + " values (" +
-                           std::to_string(std::uint64_t{count} * (sizeof(std::uint32_t) + sizeof(double))) +
-                           " bytes) do not fit in memory.");
+        throw TooLarge(componentId, supportId, count);
     }
 }
 
