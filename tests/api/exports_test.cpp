@@ -67,10 +67,12 @@ TEST(Exports, PointsCachesAndProjectsThroughTheBoundary) {
     EXPECT_EQ(TextOf(RomPersistableSave(cache.get(), "/nonexistent-folder/c.romcch")),
               "Could not open the file /nonexistent-folder/c.romcch.");
     EXPECT_EQ(TextOf(RomPersistableResume(cache.get(), "/nonexistent-folder/c.romcch")),
-              "JsonSerializationFile does not exist!\nProvided complete path to file is :\n/nonexistent-folder/c.romcch");
+              "JsonSerializationFile does not exist!\nProvided complete path to file is :\n"
+              "/nonexistent-folder/c.romcch");
     ROM_OK(RomSnapshotCacheClear(cache.get()));
     EXPECT_EQ(Read(RomSnapshotCachePull, cache.get(), b.get()), nullptr);
-    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache.get(), cache.get(), &entry)), "Invalid object handle: expected IPoint.");
+    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache.get(), cache.get(), &entry)),
+              "Invalid object handle: expected IPoint.");
 
     const Owned p = Create(RomFactoryCreateProject), q = Create(RomFactoryCreateProject);
     EXPECT_EQ(Read(RomProjectComparison, p.get(), p.get()), 1u);

@@ -99,18 +99,21 @@ const std::vector<Kind>& Kinds() {
              ROM_OK(RomMeshDataCfgSetUnit(Child(RomSetupCfgConfigureMeshData, setup.get()), v == 0 ? "m" : "mm"));
              return setup;
          },
-         [](PersistenceTest&) { return Document("setup", R"({"meshData": {"unit": "x"}, "fields": [{"components": 0}]})"); },
+         [](PersistenceTest&) {
+             return Document("setup", R"({"meshData": {"unit": "x"}, "fields": [{"components": 0}]})");
+         },
          false},
         {"mesh.romcfg", RomFactoryCreateMeshDataCfg, [](int v) { return NewConfiguration(Nodes(v + 1)); },
          [](PersistenceTest&) {
-             return Document("meshData", R"({"nodeData": {"count": 9, "dim": 1}, "regions": [{"supports": 0}], "unit": "x"})");
+             return Document("meshData",
+                             R"({"nodeData": {"count": 9, "dim": 1}, "regions": [{"supports": 0}], "unit": "x"})");
          },
          false},
         {"snapshot.romcfg", RomFactoryCreateSnapshotCfg,
          [](int v) { return SnapshotConfiguration({{"s1", 1}, {v == 0 ? "s2" : "s3", 1}}, {"c"}, {{"s1", "c"}}); },
          [](PersistenceTest&) {
-             return Document("snapshot", R"({"supports": [{"solverId": "S9", "size": 1}], "components": [{"solverId": "C9"}],
-                                             "componentSupports": {"S9": ["CX"]}})");
+             return Document("snapshot", R"({"supports": [{"solverId": "S9", "size": 1}],
+                 "components": [{"solverId": "C9"}], "componentSupports": {"S9": ["CX"]}})");
          },
          false},
         {"runs.romcch", RomFactoryCreateSnapshotCache, [](int v) { return Cache(v + 1.0); },

@@ -166,6 +166,17 @@ TEST_F(SerializationFileTest, NonAsciiNamesAreUtf8) {
     EXPECT_EQ(text, "x");
 }
 
+TEST_F(SerializationFileTest, RenameFailureIsAWriteError) {
+    // The target is a non-empty folder: the new file cannot replace it.
+    std::filesystem::create_directories(dir_ / "taken" / "inside");
+    CSerializationFile file;
+    file.OpenForSerializing(Path("taken"));
+    file.GetStreamAdapter()->Write(1.0);
+    EXPECT_EQ(MessageOf([&] { file.Close(); }), "System error while trying to write to a file.");
+    EXPECT_TRUE(std::filesystem::is_directory(dir_ / "taken" / "inside"));
+    EXPECT_EQ(Files(), std::vector<std::string>{"taken"});
+}
+
 TEST_F(SerializationFileTest, ReplacingKeepsPermissionsAndFollowsLinks) {
     const std::string target = Path("target.bin");
     WriteBytes(target, "old");

@@ -119,7 +119,8 @@ TEST(IdOrder, RoomsOfPlacedValuesWrittenByIdAndAnOrderMadeBeforeIsNotReused) {
     constexpr std::uint32_t kCount = 1u << 17;
     const std::pair<const char*, std::vector<std::uint32_t>> cases[] = {
         {"consecutive", Shuffled(0xFFFFFFFFu - kCount + 1, kCount)},
-        {"with gaps", Changed(Shuffled(10, kCount), [](auto& ids) { *std::min_element(ids.begin(), ids.end()) += kCount + 1; })},
+        {"with gaps",
+         Changed(Shuffled(10, kCount), [](auto& ids) { *std::min_element(ids.begin(), ids.end()) += kCount + 1; })},
     };
     for (const auto& [name, ids] : cases) {
         SCOPED_TRACE(name);

@@ -153,8 +153,10 @@ TEST(ValueRoom, ValuesGoToTheirPlacesOrBackInTheOrderAdded) {
         {"settled early, then straight to their places", fromZero,
          {Start(kBucket), kSettle, Place(kBucket), Place(kCount), kSettle}},
         // Refused starts.
-        {"an id repeated in the first batch", Changed(fromZero, [](auto& ids) { ids[5] = ids[2]; }), {Start(10, false)}},
-        {"first batch wider than the room", Changed(fromZero, [](auto& ids) { ids[0] = 0, ids[1] = kCount; }), {Start(2, false)}},
+        {"an id repeated in the first batch", Changed(fromZero, [](auto& ids) { ids[5] = ids[2]; }),
+         {Start(10, false)}},
+        {"first batch wider than the room", Changed(fromZero, [](auto& ids) { ids[0] = 0, ids[1] = kCount; }),
+         {Start(2, false)}},
         // Refusals once placing.
         {"an id past the room", beyond, {Start(1), Place(kCount, false)}},
         {"an id past the room once settled", beyond, {Start(1), kSettle, Place(kCount, false)}},

@@ -46,9 +46,15 @@ inline RomObject* Itself(RomObject* object) { return object; }
 
 inline RomObject* MeshOf(RomObject* setup) { return Child(RomSetupCfgConfigureMeshData, setup); }
 inline RomObject* ElementsOf(RomObject* mesh) { return Child(RomMeshDataCfgConfigureElementData, mesh); }
-inline RomObject* StdPartOf(RomObject* mesh) { return Child(RomElementDataCfgConfigureStdElementData, ElementsOf(mesh)); }
-inline RomObject* UserPartOf(RomObject* mesh) { return Child(RomElementDataCfgConfigureUserElementData, ElementsOf(mesh)); }
-inline RomObject* PolygonsOf(RomObject* mesh) { return Child(RomUserElementDataCfgConfigurePolygonData, UserPartOf(mesh)); }
+inline RomObject* StdPartOf(RomObject* mesh) {
+    return Child(RomElementDataCfgConfigureStdElementData, ElementsOf(mesh));
+}
+inline RomObject* UserPartOf(RomObject* mesh) {
+    return Child(RomElementDataCfgConfigureUserElementData, ElementsOf(mesh));
+}
+inline RomObject* PolygonsOf(RomObject* mesh) {
+    return Child(RomUserElementDataCfgConfigurePolygonData, UserPartOf(mesh));
+}
 inline RomObject* PolyhedronsOf(RomObject* mesh) {
     return Child(RomUserElementDataCfgConfigurePolyhedronData, UserPartOf(mesh));
 }
@@ -200,7 +206,8 @@ inline std::string Saved(RomObject* object, const std::string& path) {
 }
 
 // What resuming object from a document of key and body written at path says.
-inline std::string Resumed(RomObject* object, const std::string& path, const std::string& key, const std::string& body) {
+inline std::string Resumed(RomObject* object, const std::string& path, const std::string& key,
+                           const std::string& body) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << Document(key, body);
     return TextOf(RomPersistableResume(object, path.c_str()));
 }

@@ -115,7 +115,8 @@ inline Owned FilledMeshData(const MeshShape& shape = MeshShape(), int scale = 1)
     ROM_OK(RomPolyhedronDataCopyConnectivityTable(Polyhedrons(d), polyhedrons.data(), 0, 0));
     for (const auto& region : shape.regions)
         for (const std::string& id : region)
-            ROM_OK(RomSupportDataCopyEntities(SupportData(d, id), Values<std::int32_t>(shape.supportSize, scale).data(), 0, 0));
+            ROM_OK(RomSupportDataCopyEntities(SupportData(d, id), Values<std::int32_t>(shape.supportSize, scale).data(),
+                                              0, 0));
     return data;
 }
 

@@ -29,7 +29,8 @@ inline Owned SnapshotConfiguration(const std::vector<SupportPlan>& supports, con
         ROM_OK(RomSetSolverId(byId[id], id));
         return byId[id];
     };
-    for (const SupportPlan& s : supports) ROM_OK(RomSupportCfgSetEntityCount(add(RomSnapshotCfgAddSupport, s.id), s.size));
+    for (const SupportPlan& s : supports)
+        ROM_OK(RomSupportCfgSetEntityCount(add(RomSnapshotCfgAddSupport, s.id), s.size));
     for (const char* id : components) add(RomSnapshotCfgAddComponent, id);
     for (const PairPlan& p : pairs)
         ROM_OK(RomSnapshotCfgAddComponentToSupport(cfg.get(), byId[p.component], byId[p.support]));

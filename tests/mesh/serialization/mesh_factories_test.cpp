@@ -37,12 +37,14 @@ struct Filler {
 const Filler kFillers[] = {
     {RomNodeDataCopyIds, NodeData, &MeshShape::nodes, "Trying to serialize CNodeData without coordinate table !"},
     {nullptr, NodeData, &MeshShape::nodes, "Trying to serialize CStdElementData without ids !"},
-    {RomStdElementDataCopyIds, StdElements, &MeshShape::elements, "Trying to serialize CStdElementData without types !"},
+    {RomStdElementDataCopyIds, StdElements, &MeshShape::elements,
+     "Trying to serialize CStdElementData without types !"},
     {RomStdElementDataCopyTypes, StdElements, &MeshShape::elements,
      "Trying to serialize CStdElementData without connectivity table !"},
     {RomStdElementDataCopyConnectivityTable, StdElements, &MeshShape::elementConnectivity,
      "Trying to serialize CPolygonData without ids !"},
-    {RomPolygonDataCopyIds, Polygons, &MeshShape::polygons, "Trying to serialize CPolygonData without connectivity table !"},
+    {RomPolygonDataCopyIds, Polygons, &MeshShape::polygons,
+     "Trying to serialize CPolygonData without connectivity table !"},
     {RomPolygonDataCopyConnectivityTable, Polygons, &MeshShape::polygonConnectivity,
      "Trying to serialize CPolyhedronData without ids !"},
     {RomPolyhedronDataCopyIds, Polyhedrons, &MeshShape::polyhedrons,
@@ -74,7 +76,8 @@ std::size_t TableAt(const std::string& bytes, const char* uuid, std::size_t skip
     return frame + cursor.At() + skipped;
 }
 
-std::vector<std::int32_t> Ids(RomObject* owner, RomExceptionHandle (*get)(RomObject*, std::int32_t**), std::uint32_t n) {
+std::vector<std::int32_t> Ids(RomObject* owner, RomExceptionHandle (*get)(RomObject*, std::int32_t**),
+                              std::uint32_t n) {
     std::int32_t* table = nullptr;
     ROM_OK(get(owner, &table));
     return table == nullptr ? std::vector<std::int32_t>() : std::vector<std::int32_t>(table, table + n);
@@ -267,6 +270,7 @@ TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
         SCOPED_TRACE(c.name);
         const std::string bytes = c.bytes(), path = Written(bytes);
         ASSERT_NE(bytes, mesh);
-        EXPECT_EQ(Resume(path).first, c.cause.empty() ? kReadError : "The file " + path + " cannot be resumed: " + c.cause);
+        EXPECT_EQ(Resume(path).first,
+                  c.cause.empty() ? kReadError : "The file " + path + " cannot be resumed: " + c.cause);
     }
 }
