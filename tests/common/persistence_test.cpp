@@ -334,6 +334,11 @@ TEST_F(PersistenceTest, FrameHeaderErrors) {
         Project::CProject target;
         EXPECT_EQ(MessageOf([&] { target.Resume(path); }), message);
     }
+    // A file of another type.
+    WriteBytes(path, Saved(FilledSnapshot(1).get(), "one.romsnp"));
+    EXPECT_EQ(MessageOf([&] { project_.Resume(path); }),
+              "The file " + path + " holds an object of type " + kSnapshotUuid + " where an object of type "
+              "FB0C4231-34CF-4942-8D1A-1D93C99E02D7 is expected.");
 }
 
 TEST_F(PersistenceTest, AFailedSaveLeavesTheOldFileByteForByte) {
@@ -357,27 +362,6 @@ TEST_F(PersistenceTest, AFailedSaveLeavesTheOldFileByteForByte) {
     cache.Push(point, point, "");
     EXPECT_EQ(MessageOf([&] { cache.Save(Path("c.romcch")); }), "A snapshot cache entry misses its snapshot file name.");
     EXPECT_EQ(ReadBytes(Path("c.romcch")), cacheFile);
-}
-
-TEST_F(PersistenceTest, AFileOfAnotherTypeIsRefused) {
-    const std::string path = Path("p.rompjt");
-    ProjectFile();
-    class COther : public Common::CPersistableBinary {
-    public:
-        const std::string& GetFileExtension() const override { return project_.GetFileExtension(); }
-        const char* GetSerializationUuid() const override { return "0F0F0F0F-0000-4000-8000-000000000000"; }
-
-    protected:
-        std::unique_ptr<Common::CPersistableBinary> MakeEmpty() const override { return std::make_unique<COther>(); }
-        void TakeResumed(Common::CPersistableBinary&) noexcept override {}
-
-    private:
-        Project::CProject project_;
-    } other;
-    EXPECT_EQ(MessageOf([&] { other.Resume(path); }),
-              "The file " + path +
-                  " holds an object of type FB0C4231-34CF-4942-8D1A-1D93C99E02D7 where an object of type "
-                  "0F0F0F0F-0000-4000-8000-000000000000 is expected.");
 }
 
 TEST_F(PersistenceTest, EnvelopeWrapsTheDataWithVersionOne) {

@@ -263,6 +263,8 @@ TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
         {"faces running past the table",  // the last polyhedron, of 1
          [&] { return put(TableAt(mesh, kPolyhedronDataUuid, 8 + 4 * 8), 2); },
          "face 1 of its polyhedron 1 lies past the end of " + tables + "."},
+        {"polygon one node past the table", [&] { return put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), 3); },
+         "its polygon 1 (nodes) announces 3, where the connectivity table of 7 entries holds 2 after it."},
         {"polygon running past the table", [&] { return put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), -1); },
          "its polygon 1 (nodes) announces 4294967295, where the connectivity table of 7 entries holds 2 after it."},
     };
