@@ -105,40 +105,8 @@ Json::Value ReadVersions(const std::string& path, FileKind kind);
 
 // ---- Element kinds ------------------------------------------------------------------
 
-// The VTK cell a standard element kind becomes: made of the first `nodes` of its nodes, in
-// the same order. A kind without one here does not compile.
-struct VtkCell {
-    std::uint8_t type;
-    std::int32_t nodes;
-};
-constexpr VtkCell VtkCellOf(RomElementType kind) {
-    switch (kind) {
-        // VTK cell type, nodes taken (cli/README.md)
-        case RomElementTypePoint0: return {1, 1};  // VTK_VERTEX
-        case RomElementTypeLine2: return {3, 2};  // VTK_LINE
-        case RomElementTypeLine3: return {21, 3};  // VTK_QUADRATIC_EDGE
-        case RomElementTypeBeam3: return {3, 2};  // VTK_LINE, the last node orients the beam
-        case RomElementTypeBeam4: return {21, 3};  // VTK_QUADRATIC_EDGE, the last node orients the beam
-        case RomElementTypeTri3: return {5, 3};  // VTK_TRIANGLE
-        case RomElementTypeTri6: return {22, 6};  // VTK_QUADRATIC_TRIANGLE
-        case RomElementTypeQuad4: return {9, 4};  // VTK_QUAD
-        case RomElementTypeQuad8: return {23, 8};  // VTK_QUADRATIC_QUAD
-        case RomElementTypeTet4: return {10, 4};  // VTK_TETRA
-        case RomElementTypeTet10: return {24, 10};  // VTK_QUADRATIC_TETRA
-        case RomElementTypeHex8: return {12, 8};  // VTK_HEXAHEDRON
-        case RomElementTypeHex20: return {25, 20};  // VTK_QUADRATIC_HEXAHEDRON
-        case RomElementTypeWedge6: return {13, 6};  // VTK_WEDGE
-        case RomElementTypeWedge15: return {26, 15};  // VTK_QUADRATIC_WEDGE
-        case RomElementTypePyramid5: return {14, 5};  // VTK_PYRAMID
-        case RomElementTypePyramid13: return {27, 13};  // VTK_QUADRATIC_PYRAMID
-    }
-    return {0, 0};
-}
-inline constexpr std::uint8_t kVtkPolygon = 7;
-inline constexpr std::uint8_t kVtkPolyhedron = 42;
-
 // A standard element kind of the library (its place is its type code), its node count
-// and its VTK cell.
+// and its VTK cell: made of the first vtkNodes of its nodes, in the same order.
 struct ElementKind {
     const char* name;
     std::int32_t nodes;
@@ -146,8 +114,7 @@ struct ElementKind {
     std::int32_t vtkNodes;
 };
 inline constexpr ElementKind kElementKinds[] = {
-#define TERVIK_CLI_KIND(name, code, nodeCount) \
-    {#name, nodeCount, VtkCellOf(RomElementType##name).type, VtkCellOf(RomElementType##name).nodes},
+#define TERVIK_CLI_KIND(name, code, nodeCount, vtkType, vtkNodes) {#name, nodeCount, vtkType, vtkNodes},
     TERVIK_ROM_ELEMENT_KINDS(TERVIK_CLI_KIND)
 #undef TERVIK_CLI_KIND
 };
@@ -158,7 +125,9 @@ static_assert(
             if (kind.vtkType == 0 || kind.vtkNodes < 1 || kind.vtkNodes > kind.nodes) return false;
         return true;
     }(),
-    "every element kind needs its VTK cell in VtkCellOf, of at most its own nodes");
+    "element_kinds.h: every element kind needs its VTK cell, of at most its own nodes");
+inline constexpr std::uint8_t kVtkPolygon = 7;
+inline constexpr std::uint8_t kVtkPolyhedron = 42;
 
 inline const ElementKind* FindKind(std::int32_t code) {
     return code >= 0 && code < kElementKindCount ? &kElementKinds[code] : nullptr;
