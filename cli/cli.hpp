@@ -33,6 +33,14 @@ struct Failure : std::runtime_error {
 struct MeshFailure : Failure {
     using Failure::Failure;
 };
+// An output that cannot be written; the text starts with the output's path.
+struct OutputFailure : Failure {
+    using Failure::Failure;
+};
+// Options that cannot be followed (exit status 2); the text names the option.
+struct UsageFailure : Failure {
+    using Failure::Failure;
+};
 
 // The library's text of a failed call on one line (its line breaks become blanks), the
 // handle released; "" for success.
@@ -133,6 +141,12 @@ inline const ElementKind* FindKind(std::int32_t code) {
     return code >= 0 && code < kElementKindCount ? &kElementKinds[code] : nullptr;
 }
 
+// The entity type code of supports of nodes, as the examples, the Python package's meshio
+// import and the export use it: the export puts the values of such a support on the
+// points, those of any other (elements, faces, ...) on the cells. The library gives the
+// codes no meaning.
+inline constexpr std::int32_t kNodeEntities = 1;
+
 // ---- Resumed files as tables --------------------------------------------------------
 
 // A table of the library: a view of count entries of live storage.
@@ -182,6 +196,29 @@ struct Snapshot {
     std::vector<SnapshotPair> pairs;  // in the snapshot's order: by support, then component
 };
 Snapshot LoadSnapshot(const std::string& path);
+
+// A field of a set-up: its components and the supports it is given on, in order.
+struct Field {
+    std::string solverId, caption, quantity, unit;
+    std::int32_t entityType = 0;
+    std::vector<std::string> components, supports;
+};
+// The fields of a setup configuration handle.
+std::vector<Field> Fields(RomObject* setup);
+
+// An entry of a snapshot cache: its snapshot file as stored, and its input and output
+// parameters in the document's order.
+struct Parameter {
+    std::string name;
+    double value = 0;
+};
+struct CacheEntry {
+    std::string snapshotFile;
+    std::vector<Parameter> input, output;
+};
+// The library resumes the cache; the parameter names come from the document (no export
+// lists them), and each value is read back through the entry the library finds.
+std::vector<CacheEntry> LoadCache(const std::string& path);
 
 // ---- References to nodes and cells -------------------------------------------------
 
@@ -313,16 +350,20 @@ struct ExportOptions {
     std::string output;
     bool indices = false;  // connectivity references are node indices
     std::map<std::string, Location> locations;  // --location SUPPORT=points|cells
+    std::string setup;  // --setup; when empty, the one set-up in the mesh's folder, if one
+    bool splitComponents = false;  // one array per component, as without a set-up
+    std::string cache, time;  // --cache CACHE [--time PARAMETER]: the snapshots of a cache
 };
 int Export(const ExportOptions& options, std::ostream& out, std::ostream& err);
 
 // The unstructured grid of a resumed mesh: cells resolved once, then written with the
 // arrays of any number of snapshots. Connectivity, offsets and faces are 32-bit. The
 // cells of the standard elements are resolved by a thread of their own while Write
-// writes the arrays that need no work (ids, points, values in mesh order).
+// writes the arrays that need no work (ids, points, values in mesh order). With fields,
+// the components of a field on one support make one array named after the field.
 class VtuWriter {
 public:
-    VtuWriter(const Mesh& mesh, const ExportOptions& options);
+    VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector<Field> fields = {});
     VtuWriter(const VtuWriter&) = delete;
     VtuWriter& operator=(const VtuWriter&) = delete;
     // Writes path (through a temporary file renamed over it); returns the bytes written.
@@ -330,6 +371,8 @@ public:
 
 private:
     struct Array;
+    struct Group;
+    std::vector<Group> Groups(const Snapshot& snapshot) const;
     std::vector<Array> SnapshotArrays(const Snapshot& snapshot, std::vector<std::vector<double>>& storage) const;
     Location Locate(const MeshSupport& support) const;
     // Nodes and cells by id, for the entities of supports; built on first use, as ids
@@ -341,6 +384,7 @@ private:
 
     const Mesh& mesh_;
     const ExportOptions& options_;
+    const std::vector<Field> fields_;
     EntityIndex references_;  // nodes as connectivity names them: by id, or by index with --indices
     mutable std::optional<EntityIndex> nodes_, cells_;
     std::vector<double> points_;  // the coordinates padded to 3, when the mesh has fewer

@@ -299,6 +299,11 @@ class MeshData(Configurable):
     def polyhedron_data(self):
         return self.element_data.user_element_data.polyhedron_data
 
+    def to_meshio(self, indices: bool = False) -> "meshio.Mesh":  # noqa: F821
+        """The mesh as a `meshio.Mesh` (see `tervikrom.meshio.to_meshio`)."""
+        from ._meshio import to_meshio
+        return to_meshio(self, indices)
+
 
 class _Entity(Object):
     """An item the builder just added; the next Add of the same kind re-points it."""
