@@ -298,12 +298,16 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
                 const std::int64_t at = index.Find(static_cast<std::int64_t>(pair->ids[i]));
                 if (at < 0) {
                     const bool points = location == Location::Points;
+                    const std::string where = points ? "points" : "cells", other = points ? "cells" : "points";
                     throw Failure("the value of " + pair->component + " on " + pair->support + " for entity " +
                                   std::to_string(pair->ids[i]) + " names no " + (points ? "node" : "element") +
-                                  " of the mesh (the support's entity type " + std::to_string(support.entityType) +
-                                  " puts its values on the " + (points ? "points" : "cells") + "; --location " +
-                                  pair->support + (points ? "=cells" : "=points") + " puts them on the " +
-                                  (points ? "cells" : "points") + ")");
+                                  " of the mesh (" +
+                                  (options_.locations.count(pair->support) != 0
+                                       ? "--location " + pair->support + "=" + where + " puts the support's values on the " + where
+                                       : "the support's entity type " + std::to_string(support.entityType) +
+                                             " puts its values on the " + where + "; --location " + pair->support + "=" +
+                                             other + " puts them on the " + other) +
+                                  ")");
                 }
                 out[static_cast<std::size_t>(at) * width] = pair->values[i];
             }

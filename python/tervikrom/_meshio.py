@@ -295,10 +295,12 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
       polyhedra (meshio's "polygon" and "polyhedron<n>" blocks); element ids from cell data
       "ElementId" or 1, 2, ... in meshio's cell order; connectivity holds node ids;
     - regions: `whole` (unless None) with the supports "<whole>-nodes" (every node, entity
-      type 1) and "<whole>-elements" (every element, entity type 2); each cell set (a Gmsh
-      physical group) a region with "<name>-elements" and "<name>-nodes" (the nodes of its
-      elements); each point set a region with "<name>-nodes". Empty sets and meshio's own
-      ("gmsh:...") are left out.
+      type 1) and "<whole>-elements" (every element, entity type 2); each point set a region
+      <name> with the support "<name>-nodes"; each cell set (a Gmsh physical group) a region
+      <name> with "<name>-elements" and "<name>-nodes" (the nodes of its elements, unless a
+      support has that name already). A set named "<name>-nodes" or "<name>-elements" is that
+      support of region <name> (as `to_meshio` names them). Empty sets and meshio's own
+      ("gmsh:...") are left out; two sets making one support with other entities are refused.
 
     With `setup`, the set-up's (empty) mesh data configuration is the one made, so that
     fields can be added on these supports. `unit` is the mesh's length unit. The tables
@@ -318,18 +320,27 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
     if len(np.unique(all_ids)) != len(all_ids):
         raise Error("meshio's cell data ElementId gives an element id twice")
 
-    supports: Dict[str, List[Tuple[str, int, np.ndarray]]] = {}  # region -> (support, entity type, entities)
+    supports: Dict[str, Tuple[str, int, np.ndarray]] = {}  # support -> (region, entity type, entities)
 
-    def add(region: str, support: str, kind: int, entities: np.ndarray) -> None:
-        if not len(entities):
+    def add(name: str, suffix: str, kind: int, entities: np.ndarray, companion: bool = False) -> None:
+        """The support "<name><suffix>" (or name itself when it ends so) in the region <name>;
+        a companion gives way to a support of its name, a set must agree with it."""
+        region, support = (name[:-len(suffix)], name) if name.endswith(suffix) else (name, name + suffix)
+        entities = np.ascontiguousarray(entities, dtype=np.int32)
+        if not len(entities) or (companion and support in supports):
             return
-        if any(support == name for members in supports.values() for name, _, _ in members):
+        if support in supports:
+            if np.array_equal(supports[support][2], entities):
+                return
             raise Error("two sets of the mesh make the support %s: rename one (or pass whole=None)" % support)
-        supports.setdefault(region, []).append((support, kind, np.ascontiguousarray(entities, dtype=np.int32)))
+        supports[support] = (region, kind, entities)
 
     if whole is not None:
-        add(whole, whole + "-nodes", NODE_ENTITIES, node_ids)
-        add(whole, whole + "-elements", ELEMENT_ENTITIES, all_ids)
+        add(whole, "-nodes", NODE_ENTITIES, node_ids)
+        add(whole, "-elements", ELEMENT_ENTITIES, np.sort(all_ids))
+    for name, members in mesh.point_sets.items():
+        add(name, "-nodes", NODE_ENTITIES, np.unique(node_ids[np.asarray(members, dtype=np.int64)]))
+    companions = []
     for name, members in mesh.cell_sets.items():
         if name.startswith("gmsh:"):
             continue
@@ -340,10 +351,16 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
             cells = np.asarray(cells, dtype=np.int64).reshape(-1)
             elements.append(parts.block_ids[number][cells])
             nodes.append(parts.block_nodes[number](cells))
-        add(name, name + "-elements", ELEMENT_ENTITIES, np.sort(_joined(elements)))
-        add(name, name + "-nodes", NODE_ENTITIES, np.unique(_joined(nodes)))
-    for name, members in mesh.point_sets.items():
-        add(name, name + "-nodes", NODE_ENTITIES, np.unique(node_ids[np.asarray(members, dtype=np.int64)]))
+        add(name, "-elements", ELEMENT_ENTITIES, np.sort(_joined(elements)))
+        base = name[:-len("-elements")] if name.endswith("-elements") else name
+        companions.append((base, np.unique(_joined(nodes))))
+    for base, nodes in companions:
+        add(base, "-nodes", NODE_ENTITIES, nodes, companion=True)
+    if not supports:
+        raise Error("the mesh makes no region: it has no point or cell set, and whole is None")
+    regions: Dict[str, List[Tuple[str, int, np.ndarray]]] = {}
+    for support, (region, kind, entities) in supports.items():
+        regions.setdefault(region, []).append((support, kind, entities))
 
     types, connectivity, std_ids = _joined(parts.types), _joined(parts.connectivity), _joined(parts.std_ids)
     polygons, polygon_ids = _joined(parts.polygons), _joined(parts.polygon_ids)
@@ -366,7 +383,7 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
             user.configure_polygon_data(count=len(polygon_ids), connectivity_table_size=len(polygons))
         if len(polyhedron_ids):
             user.configure_polyhedron_data(count=len(polyhedron_ids), connectivity_table_size=len(polyhedra))
-    for region, members in supports.items():
+    for region, members in regions.items():
         added = configuration.add_region(solver_id=region, caption=region)
         for support, kind, entities in members:
             added.add_support(solver_id=support, entity_count=len(entities), entities_type=kind)
@@ -385,9 +402,8 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
     if len(polyhedron_ids):
         data.polyhedron_data.ids = polyhedron_ids
         data.polyhedron_data.connectivity = polyhedra
-    for members in supports.values():
-        for support, _, entities in members:
-            data.support_data(support).entities = entities
+    for support, (_, _, entities) in supports.items():
+        data.support_data(support).entities = entities
     return data
 
 
