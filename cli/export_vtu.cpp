@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <ostream>
@@ -29,10 +30,13 @@ struct VtuWriter::Array {
     std::string name;
     const char* type;
     int components;
-    const void* data;
+    const void* data;  // null for values made while they are written
     std::uint64_t bytes;
     std::vector<std::string> componentNames = {};  // ComponentName0, ... when given
     std::string unit = {};  // the UNITS_LABEL information key, when not empty
+    // Makes the doubles [first, first + count) of an array without data; count and first
+    // are multiples of its components.
+    std::function<void(std::uint64_t first, std::uint64_t count, double* out)> make = {};
 };
 
 // The pairs of a snapshot that make one array: the components of a field on one support
@@ -72,6 +76,26 @@ std::string Escaped(const std::string& text) {
     }
     return out;
 }
+
+// Doubles in page-aligned memory.
+class PageBuffer {
+public:
+    PageBuffer() = default;
+    explicit PageBuffer(std::uint64_t count)
+        : data_(static_cast<double*>(std::aligned_alloc(kPage, (count * sizeof(double) + kPage - 1) / kPage * kPage))),
+          size_(count) {
+        if (data_ == nullptr) throw std::bad_alloc();
+    }
+    double* data() const { return data_.get(); }
+    std::uint64_t size() const { return size_; }
+
+private:
+    struct Free {
+        void operator()(double* memory) const { std::free(memory); }
+    };
+    std::unique_ptr<double, Free> data_;
+    std::uint64_t size_ = 0;
+};
 
 template <class T>
 bool Holds(const std::vector<T>& values, const T& value) {
@@ -279,9 +303,30 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
         const auto section = location == Location::Points ? Array::PointData : Array::CellData;
         const std::size_t width = group.columns.size();
         const SnapshotPair* first = group.columns.front();
-        if (width == 1 && first->assigned == first->expected && index.InOrder(first->ids)) {  // the values as they are
+        const auto inOrder = [&](const SnapshotPair* pair) {
+            return pair == nullptr || (pair->assigned == pair->expected && index.InOrder(pair->ids));
+        };
+        if (width == 1 && inOrder(first)) {  // the values as they are
             arrays.push_back({section, group.name, "Float64", 1, first->values.data, std::uint64_t{first->assigned} * 8,
                               {}, group.unit});
+            continue;
+        }
+        if (std::all_of(group.columns.begin(), group.columns.end(), inOrder)) {  // interleaved as they are written
+            std::vector<const double*> columns;
+            for (const SnapshotPair* pair : group.columns) columns.push_back(pair == nullptr ? nullptr : pair->values.data);
+            const auto make = [columns, width](std::uint64_t begin, std::uint64_t count, double* out) {
+                const std::uint64_t entity = begin / width, entities = count / width;
+                for (std::size_t column = 0; column < width; ++column) {
+                    const double* in = columns[column] == nullptr ? nullptr : columns[column] + entity;
+                    double* to = out + column;
+                    if (in == nullptr)
+                        for (std::uint64_t i = 0; i < entities; ++i) to[i * width] = std::numeric_limits<double>::quiet_NaN();
+                    else
+                        for (std::uint64_t i = 0; i < entities; ++i) to[i * width] = in[i];
+                }
+            };
+            arrays.push_back({section, group.name, "Float64", static_cast<int>(width), nullptr,
+                              static_cast<std::uint64_t>(index.Size()) * width * 8, group.componentNames, group.unit, make});
             continue;
         }
         std::vector<double>& values = storage.emplace_back(static_cast<std::size_t>(index.Size()) * width,
@@ -357,7 +402,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
         xml << "      <" << sections[section] << ">\n";
         for (const Array& array : arrays) {
             if (array.section != section) continue;
-            const auto address = reinterpret_cast<std::uintptr_t>(array.data);
+            const auto address = reinterpret_cast<std::uintptr_t>(array.data);  // 0 for made values: page-aligned
             std::uint64_t gap = array.bytes < kAlignedFrom ? 0 : (address - (offset + sizeof(std::uint64_t))) % kPage;
             if (gap != 0 && gap < sizeof(std::uint64_t)) gap += kPage;  // room for the padding's byte count
             gaps.push_back(gap);
@@ -388,6 +433,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     header += '_';
 
     static const char zeros[kPage] = {};
+    PageBuffer buffer;
     const std::string trailer = "\n  </AppendedData>\n</VTKFile>\n";
     OutputFile file(path);
     file.Reserve(header.size() + offset + trailer.size());
@@ -401,7 +447,18 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
             file.Write(zeros, padding);
         }
         file.Write(&array.bytes, sizeof array.bytes);
-        file.Write(array.data, array.bytes);
+        if (array.data != nullptr) {
+            file.Write(array.data, array.bytes);
+            continue;
+        }
+        // Made in pieces of whole pages and whole tuples, in a page-aligned buffer.
+        const std::uint64_t piece = kPage / sizeof(double) * static_cast<std::uint64_t>(array.components) * 64;
+        if (buffer.size() < piece) buffer = PageBuffer(piece);
+        for (std::uint64_t first = 0, total = array.bytes / sizeof(double); first < total; first += piece) {
+            const std::uint64_t count = std::min(piece, total - first);
+            array.make(first, count, buffer.data());
+            file.Write(buffer.data(), count * sizeof(double));
+        }
     }
     file.Write(trailer);
     return file.Commit();

@@ -510,3 +510,17 @@ def test_the_set_up_beside_the_mesh_names_the_arrays(tmp_path, setups, options, 
     assert result.returncode == 0 and ("note: several set-ups" in result.stderr) == note, result.stderr
     names = {name for _, name in read_vtu(tmp_path / "out.vtu")[2]}
     assert ({"velocity", "pressure"} <= names, "vx@block-nodes" in names) == (grouped, not grouped)
+
+
+def test_a_component_that_the_snapshot_lacks_is_nan_in_its_field(tmp_path):
+    setup = open(path("block/setup.romcfg")).read().replace('"solverId" : "vy"', '"solverId" : "vw"')
+    (tmp_path / "renamed.romcfg").write_text(setup)
+    result = run("export", path("block/block.rommsh"), path("block/run-0.romsnp"), "--setup", tmp_path / "renamed.romcfg",
+                 "-o", tmp_path / "out")
+    assert result.returncode == 0, result.stderr
+    _, _, data = read_vtu(tmp_path / "out.vtu")
+    velocity = block_data(0)[("points", "velocity")]
+    np.testing.assert_array_equal(data[("points", "vy@block-nodes")], velocity[:, 1])
+    velocity[:, 1] = np.nan
+    np.testing.assert_array_equal(data[("points", "velocity")], velocity)
+    assert read_vtu.labels[("points", "velocity")] == (["vx", "vw", "vz"], "m/s")

@@ -116,6 +116,11 @@ def _positions(ids: np.ndarray, wanted: np.ndarray, what: str) -> np.ndarray:
     return positions
 
 
+def _distinct(ids: np.ndarray) -> bool:
+    """Whether no id repeats (ascending ids are checked without sorting)."""
+    return len(ids) < 2 or bool(np.all(ids[1:] > ids[:-1])) or len(np.unique(ids)) == len(ids)
+
+
 def _runs(values: np.ndarray) -> List[Tuple[int, int]]:
     """(start, end) of each run of equal consecutive values."""
     if len(values) == 0:
@@ -313,11 +318,11 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
     given = mesh.point_data.get("NodeId")
     node_ids = (np.asarray(given).astype(np.int32).reshape(-1) if given is not None
                 else np.arange(1, count + 1, dtype=np.int32))
-    if len(np.unique(node_ids)) != count:
+    if not _distinct(node_ids):
         raise Error("meshio's point data NodeId gives a node id twice")
     parts = _parts(mesh, node_ids)
     all_ids = _joined(parts.block_ids)
-    if len(np.unique(all_ids)) != len(all_ids):
+    if not _distinct(all_ids):
         raise Error("meshio's cell data ElementId gives an element id twice")
 
     supports: Dict[str, Tuple[str, int, np.ndarray]] = {}  # support -> (region, entity type, entities)
