@@ -254,10 +254,11 @@ std::vector<VtuWriter::Group> VtuWriter::Groups(const Snapshot& snapshot) const 
         located.emplace(pair.support, Locate(*support));
         supports.push_back(pair.support);
     }
+    std::map<std::pair<std::string, std::string>, const SnapshotPair*> pairs;
+    for (const auto& pair : snapshot.pairs) pairs.emplace(std::pair{pair.component, pair.support}, &pair);
     const auto find = [&](const std::string& component, const std::string& support) -> const SnapshotPair* {
-        for (const auto& pair : snapshot.pairs)
-            if (pair.component == component && pair.support == support) return &pair;
-        return nullptr;
+        const auto found = pairs.find({component, support});
+        return found == pairs.end() ? nullptr : found->second;
     };
     const auto holds = [&](const Field& field, const std::string& support) {
         return Holds(field.supports, support) && located.count(support) != 0 &&

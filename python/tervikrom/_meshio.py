@@ -27,6 +27,7 @@ import importlib.abc
 import importlib.util
 import os
 import sys
+import warnings
 from typing import TYPE_CHECKING, Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
@@ -112,7 +113,7 @@ def _positions(ids: np.ndarray, wanted: np.ndarray, what: str) -> np.ndarray:
         bad = ordered[slots] != wanted
         positions = order[slots]
     if bad.any():
-        raise Error("%s names %d, which is not one of its ids" % (what, wanted[bad].flat[0]))
+        raise Error("%s names %d, which is not one of the ids" % (what, wanted[bad].flat[0]))
     return positions
 
 
@@ -136,9 +137,9 @@ def to_meshio(mesh: MeshData, indices: bool = False) -> "meshio_module.Mesh":
     "NodeId"; cell blocks in table order (runs of one kind, then polygons of one node count,
     then polyhedra of one node count, as meshio's "polyhedron<n>" lists of faces) with cell
     data "ElementId"; each support as a point set (entity type 1) or a cell set (any other),
-    named by its solver id. `indices`: connectivity holds node indices (from 0), not ids.
-    Raises Error for an unknown type code, a reference or a support entity that names
-    nothing."""
+    named by its solver id (a support whose entities are not all nodes, or elements, is left
+    out with a warning). `indices`: connectivity holds node indices (from 0), not ids.
+    Raises Error for an unknown type code or a reference that names no node."""
     import meshio
     _complete(meshio)
     node_ids = np.asarray(mesh.node_data.ids)
@@ -194,13 +195,19 @@ def to_meshio(mesh: MeshData, indices: bool = False) -> "meshio_module.Mesh":
     bounds = np.cumsum([0] + [len(block) for block in cell_ids])
     for support in mesh.configuration.supports:
         entities = np.asarray(mesh.support_data(support.solver_id).entities)
-        what = "the support %s" % support.solver_id
-        if support.entities_type == NODE_ENTITIES:
-            point_sets[support.solver_id] = _positions(node_ids, entities, what + " (of nodes)")
+        nodal = support.entities_type == NODE_ENTITIES
+        try:
+            found = _positions(node_ids if nodal else all_cell_ids, entities,
+                               "the support %s (entity type %d)" % (support.solver_id, support.entities_type))
+        except Error as failure:
+            warnings.warn("%s: left out of meshio's %s sets" % (failure, "point" if nodal else "cell"), stacklevel=2)
             continue
-        found = np.sort(_positions(all_cell_ids, entities, what + " (of elements)"))
-        cell_sets[support.solver_id] = [found[(found >= low) & (found < high)] - low
-                                        for low, high in zip(bounds[:-1], bounds[1:])]
+        if nodal:
+            point_sets[support.solver_id] = found
+        else:
+            found = np.sort(found)
+            cell_sets[support.solver_id] = [found[(found >= low) & (found < high)] - low
+                                            for low, high in zip(bounds[:-1], bounds[1:])]
     return meshio.Mesh(points, blocks, point_data={"NodeId": node_ids.copy()},
                        cell_data={"ElementId": [block.copy() for block in cell_ids]},
                        point_sets=point_sets, cell_sets=cell_sets)
@@ -274,11 +281,11 @@ def _parts(mesh: "meshio_module.Mesh", node_ids: np.ndarray) -> _Parts:
                 raise Error("meshio's cells of type %r have no element kind here; the kinds take: %s"
                             % (block.type, known))
             data = np.asarray(block.data, dtype=np.int64)
-            if kind.meshio_order is not None:
-                data = data[:, np.argsort(kind.meshio_order)]
             correction = _gmsh_correction(block.type) if gmsh else None
-            if correction is not None:
+            if correction is not None:  # in place of meshio's order
                 data = data[:, correction]
+            elif kind.meshio_order is not None:
+                data = data[:, np.argsort(kind.meshio_order)]
             data = node_ids[data]
             parts.types.append(np.full(count, kind.type, dtype=np.int32))
             parts.connectivity.append(data.reshape(-1))
