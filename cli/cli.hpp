@@ -255,15 +255,6 @@ public:
     std::optional<std::int64_t> Offset() const {
         return offset_ == kNone ? std::nullopt : std::optional<std::int64_t>(offset_);
     }
-    // Whether every reference names an entry; range is theirs (worked out once for the
-    // indices of nodes and of cells).
-    bool HoldsAll(const Table<std::int32_t>& references, const ReferenceRange& range) const {
-        if (offset_ != kNone)  // the smallest and the largest reference decide
-            return references.count == 0 || (Find(range.low) >= 0 && Find(range.high) >= 0);
-        for (std::uint32_t i = 0; i < references.count; ++i)
-            if (Find(references[i]) < 0) return false;
-        return true;
-    }
     // Whether the references give the indices 0, 1, ... Size() - 1 in this order.
     bool InOrder(const Table<std::uint32_t>& references) const {
         if (references.count != size_) return false;
