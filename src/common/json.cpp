@@ -83,36 +83,30 @@ const char* TextFault(std::string_view text) {
 
 // The path is put together on the way back from the text found, innermost part first.
 const char* FindUnwritable(const Json::Value& value, std::string& text, std::vector<std::string>& path) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
     switch (value.type()) {
     case Json::stringValue: {
-        const char* begin = nullptr;
-        const char* end = nullptr;
         value.getString(&begin, &end);
         const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)));
         if (fault != nullptr) text.assign(begin, end);
         return fault;
     }
     case Json::arrayValue:
-        for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
-            if (const char* fault = FindUnwritable(value[i], text, path)) {
-                path.push_back("[" + std::to_string(i) + "]");
-                return fault;
-            }
-        }
-        return nullptr;
     case Json::objectValue:
         for (auto it = value.begin(); it != value.end(); ++it) {
-            const char* end = nullptr;
-            const char* name = it.memberName(&end);
-            const std::string key(name, static_cast<std::size_t>(end - name));
-            if (const char* fault = TextFault(key)) {
-                text = key;
-                path.emplace_back(" (a key)");
-                path.push_back("." + EscapedText(key));
-                return fault;
+            if (value.type() == Json::objectValue) {
+                begin = it.memberName(&end);
+                if (const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)))) {
+                    text.assign(begin, end);
+                    path.emplace_back(" (a key)");
+                    path.push_back("." + EscapedText(text));
+                    return fault;
+                }
             }
             if (const char* fault = FindUnwritable(*it, text, path)) {
-                path.push_back("." + key);
+                path.push_back(value.type() == Json::objectValue ? "." + std::string(begin, end)
+                                                                 : "[" + std::to_string(it.index()) + "]");
                 return fault;
             }
         }
@@ -133,6 +127,28 @@ std::string UnwritableText(const Json::Value& value, const std::string& root) {
     for (auto part = path.rbegin(); part != path.rend(); ++part) where += *part;
     if (root.empty() && !where.empty() && where[0] == '.') where.erase(0, 1);
     return "the text \"" + EscapedText(text) + "\" at " + where + " " + fault + ".";
+}
+
+bool MayHoldUnwritableText(std::string_view json) {
+    // The bytes ORed together and their least, a block at a time, which compilers vectorise.
+    const auto* bytes = reinterpret_cast<const unsigned char*>(json.data());
+    unsigned char high = 0;
+    unsigned char low = 0xFF;
+    std::size_t i = 0;
+    constexpr std::size_t kBlock = 64;
+    for (; i + kBlock <= json.size(); i += kBlock)
+        for (std::size_t k = 0; k < kBlock; ++k) {
+            high |= bytes[i + k];
+            low = bytes[i + k] < low ? bytes[i + k] : low;
+        }
+    for (; i < json.size(); ++i) {
+        high |= bytes[i];
+        low = bytes[i] < low ? bytes[i] : low;
+    }
+    if ((high & 0x80) != 0 || (low == 0 && !json.empty())) return true;
+    for (std::size_t at = json.find('\\'); at != std::string_view::npos; at = json.find('\\', at + 2))
+        if (at + 1 < json.size() && json[at + 1] == 'u') return true;
+    return false;
 }
 
 std::string EscapedText(const std::string& text) {

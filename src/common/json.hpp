@@ -37,6 +37,10 @@ bool ParseJson(const char* begin, const char* end, Json::Value& value, std::stri
 // place) or holds a NUL (where the writer and every C string would end it), with where it
 // lies (root + ".entries[0].input[0].id").
 std::string UnwritableText(const Json::Value& value, const std::string& root);
+// False when no text parsed from the JSON text can be one UnwritableText finds: it holds no
+// byte past ASCII, no NUL and no \u escape. A reader looks no further then (a look at every
+// value would cost a fifth of the parse).
+bool MayHoldUnwritableText(std::string_view json);
 // The text with every byte outside printable ASCII written as \xHH, for messages.
 std::string EscapedText(const std::string& text);
 // Throws, naming the file to be saved, what UnwritableText finds.

@@ -120,7 +120,7 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
         throw RomException("JsonSerializationFile cannot find any key named " + key + "\nin the file\n" + fileName_);
     value.swap(root[key]);
     doubt_ = !duplicateKey.empty() ? "one of its objects has the key \"" + EscapedText(duplicateKey) + "\" twice."
-                                   : UnwritableText(value, key);
+                                   : MayHoldUnwritableText(text) ? UnwritableText(value, key) : std::string();
 }
 
 }  // namespace Tervik::Rom::Common

@@ -76,7 +76,7 @@ void CStreamAdapter::Read(Json::Value& value) {
     if (!doubt_.empty()) return;
     doubt_ = !duplicateKey.empty()
                  ? "one of the objects of its JSON text has the key \"" + EscapedText(duplicateKey) + "\" twice."
-                 : UnwritableText(value, "");
+                 : MayHoldUnwritableText(text) ? UnwritableText(value, "") : std::string();
 }
 
 void CStreamAdapter::Read(std::string& text) {
