@@ -313,6 +313,12 @@ TEST_F(WholeFiles, FilesWhosePartsDisagreeAreRefused) {
         {"a key given twice", "f.romcfg", RomFactoryCreateMeshDataCfg,
          [&] { return document("meshData", R"({"unit": "m", "unit": "mm"})"); },
          "one of its objects has the key \"unit\" twice."},
+        {"a unit that is not UTF-8", "f.rommsh", RomFactoryCreateMeshData,
+         [&] { return PatchJson(mesh, "\"unit\":\"\"", "\"unit\":\"\xB5m\"", 0); },
+         "the text \"\\xB5m\" at data.unit is not valid UTF-8, and JSON holds UTF-8 text only."},
+        {"a solver id holding a NUL", "f.romcfg", RomFactoryCreateSnapshotCfg,
+         [&] { return document("snapshot", R"({"components": [{"solverId": "c\u0000x"}]})"); },
+         "the text \"c\\x00x\" at snapshot.components[0].solverId holds a NUL character, where it would be cut."},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -346,7 +352,7 @@ TEST_F(WholeFiles, SavesWriteOnlyWhatReadsBack) {
     } refusals[] = {
         {cache.get(), "runs.romcch", "temp\\xE9rature", "snapshotCache.entries[1].input[0].id"},
         {units.get(), "mesh.romcfg", "\\xB5m", "meshData.unit"},
-        {snapshot.get(), "run.romsnp", "s\\xC3(", "configuration.componentSupports.s\xC3( (a key)"},
+        {snapshot.get(), "run.romsnp", "s\\xC3(", "configuration.componentSupports.s\\xC3( (a key)"},
     };
     for (const auto& refusal : refusals) {
         SCOPED_TRACE(refusal.file);
