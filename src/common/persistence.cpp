@@ -26,7 +26,7 @@ void FromEnvelope(const Json::Value& envelope, JsonService& object) {
 
 void WriteEnvelope(ISerializationFile& file, const JsonService& object) {
     const Json::Value envelope = ToEnvelope(object);
-    RequireUtf8(envelope["data"], "configuration", file.GetFileName());
+    RequireWritableTexts(envelope["data"], "configuration", file.GetFileName());
     file.GetStreamAdapter()->Write(envelope);
 }
 
@@ -66,6 +66,7 @@ void CPersistableJson::Resume(const std::string& fileName) {
     const std::unique_ptr<CPersistableJson> read = CopyForResume();
     read->FromJson(value, version);
     read->CheckResumed(fileName);
+    if (!file.Doubt().empty()) throw RomException("The file " + fileName + " cannot be resumed: " + file.Doubt());
     TakeResumed(*read);
     SetResumedVersion(version);
 }
@@ -175,8 +176,10 @@ void CPersistableBinary::Resume(const std::string& fileName) {
     CSerializationFile file;
     file.OpenForDeserializing(fileName);
     const ISerializationFactory& factory = ReadObject(file, *read);
+    const std::string doubt = file.GetStreamAdapter()->Doubt();
     file.Close();
     factory.CheckRestored(*read, fileName);
+    if (!doubt.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + doubt);
     TakeResumed(*read);
 }
 

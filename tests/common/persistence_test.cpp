@@ -239,7 +239,7 @@ TEST_F(PersistenceTest, TextsThatAreNotUtf8AreNotSaved) {
     } refusals[] = {
         {cache.get(), "runs.romcch", "temp\\xE9rature", "snapshotCache.entries[1].input[0].id"},
         {units.get(), "mesh.romcfg", "\\xB5m", "meshData.unit"},
-        {snapshot.get(), "run.romsnp", "s\\xC3(", "configuration.componentSupports.s\xC3( (a key)"},
+        {snapshot.get(), "run.romsnp", "s\\xC3(", "configuration.componentSupports.s\\xC3( (a key)"},
     };
     for (const auto& refusal : refusals) {
         const std::string path = Path(refusal.file);

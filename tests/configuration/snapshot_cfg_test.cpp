@@ -123,6 +123,9 @@ TEST_F(SnapshotCfgFiles, InconsistentDocumentsRefused) {
             "components": [{"solverId": "C"}], "componentSupports": {"S": ["C"]})",
          "The file " + path + " cannot be resumed: two supports of the snapshot configuration have the solver id S."},
         {R"("supports": [{"solverId": "S", "size": -4}])", ""},
+        {R"("components": [{"solverId": "c\u0000x"}])",
+         "The file " + path + " cannot be resumed: the text \"c\\x00x\" at snapshot.components[0].solverId holds a "
+         "NUL character, where it would be cut."},
     };
     for (const auto& [body, message] : cases) {
         Owned snapshot = NewSnapshot();

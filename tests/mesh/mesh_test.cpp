@@ -202,7 +202,7 @@ TEST_F(MeshBuilder, EveryElementKindStoresItsTypeAndTakesItsNodeCount) {
         std::int32_t type;
         std::uint32_t nodes;
     } kinds[] = {
-#define ROM_KIND(name, type, nodes) {#name, RomMeshAdd##name, type, nodes},
+#define ROM_KIND(name, type, nodes, ...) {#name, RomMeshAdd##name, type, nodes},
         TERVIK_ROM_ELEMENT_KINDS(ROM_KIND)
 #undef ROM_KIND
     };

@@ -267,6 +267,8 @@ TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
          "its polygon 1 (nodes) announces 3, where the connectivity table of 7 entries holds 2 after it."},
         {"polygon running past the table", [&] { return put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), -1); },
          "its polygon 1 (nodes) announces 4294967295, where the connectivity table of 7 entries holds 2 after it."},
+        {"a unit that is not UTF-8", [&] { return PatchJson(mesh, "\"unit\":\"\"", "\"unit\":\"\xB5m\"", 0); },
+         "the text \"\\xB5m\" at data.unit is not valid UTF-8, and JSON holds UTF-8 text only."},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
