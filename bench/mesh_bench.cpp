@@ -42,11 +42,6 @@ constexpr int kFileRounds = 3;
 constexpr std::uint64_t kBuildCalls =
     1 + std::uint64_t{kNodes} * (2 + kDimension) + std::uint64_t{kElements} * (2 + kCorners) + 1 + kNodes;
 
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 // ---- The build of the strip (strip.hpp) --------------------------------------------
 // Here connectivity and support entities give node indices.
 
@@ -248,7 +243,20 @@ void CheckResumed(RomObject* meshData) {
 
 }  // namespace
 
+// A step of the fresh-process comparison (bench.hpp), in a process of its own.
+[[noreturn]] void FreshStep(const std::string& step, const std::string& path) {
+    if (step == "fread") FreadStep(path);
+    RomObject* resumed = nullptr;
+    TimeStepAndExit(
+        [&] {
+            Must(RomFactoryCreateMeshData(&resumed), "RomFactoryCreateMeshData");
+            Must(RomPersistableResume(resumed, path.c_str()), "RomPersistableResume");
+        },
+        [&] { CheckResumed(resumed); });
+}
+
 int main(int argc, char** argv) {
+    if (argc > 3 && std::string(argv[1]) == "--fresh") FreshStep(argv[2], argv[3]);
     const std::string dir = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
     std::filesystem::create_directories(dir);
     const std::string configurationPath = dir + "/mesh_bench." + RomGetConfigurationFileExtension();
@@ -312,9 +320,12 @@ int main(int argc, char** argv) {
 
     CheckResumed(resumed);
     std::printf("resumed node ids, coordinates, element ids, connectivity and support entities match\n");
-
     Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+    resumed = nullptr;
     Must(RomFactoryRelease(mesh), "RomFactoryRelease");
+    mesh = nullptr;
+    CompareFresh("resume in a fresh process (Create + Resume)", "resume", meshPath, "target <= 1.1x");
+
     std::remove(configurationPath.c_str());
     std::remove(meshPath.c_str());
     std::remove(rawPath.c_str());
