@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace Tervik::Rom::Common {
@@ -69,6 +70,36 @@ public:
 private:
     ScratchBlock block_;
 };
+
+// Runs part(0) on the caller and part(1) on a thread of its own, or both on the caller when no
+// thread can be started; part must not throw.
+template <class Part>
+void OnTwoThreads(const Part& part) noexcept {
+    try {
+        std::thread helper([&part] { part(1); });
+        part(0);
+        helper.join();
+        return;
+    } catch (const std::system_error&) {
+    }
+    part(0);
+    part(1);
+}
+
+// What a copy of ids found: the smallest, the largest, and whether they ascend (equal ids
+// next to each other ascend).
+struct IdSpan {
+    std::uint32_t low;
+    std::uint32_t high;
+    bool ascending;
+};
+
+// Copies count ids (count > 0) from from to to, which may overlap, in one pass that finds their
+// span; whether they ascend takes previous as the id before the first. Large arrays on two
+// threads.
+IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count, std::uint32_t previous) noexcept;
+// Copies count values from from to to, which may overlap; large arrays on two threads.
+void CopyValues(double* to, const double* from, std::uint32_t count) noexcept;
 
 // Sorts the ids of one component data after another during a save, reusing its memory, and
 // writes the pairs in that order. Consecutive distinct ids (the usual numbering of a
