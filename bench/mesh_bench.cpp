@@ -22,6 +22,7 @@
 #include <tervik/rom/rom.h>
 
 #include "bench.hpp"
+#include "hdf5_peer.hpp"
 #include "strip.hpp"
 
 #if defined(__clang__)
@@ -190,6 +191,35 @@ void Expect(const char* what, std::uint32_t index, T found, T expected) {
          ", written " + std::to_string(expected));
 }
 
+// The live tables of a mesh data.
+struct Tables {
+    std::int32_t* nodeIds = nullptr;
+    double* coordinates = nullptr;
+    std::int32_t* elementIds = nullptr;
+    std::int32_t* connectivity = nullptr;
+    std::int32_t* types = nullptr;
+    std::int32_t* entities = nullptr;
+};
+
+Tables TablesOf(RomObject* meshData) {
+    Tables tables;
+    RomObject* nodes = nullptr;
+    Must(RomMeshDataGetNodeData(meshData, &nodes), "RomMeshDataGetNodeData");
+    Must(RomNodeDataGetIds(nodes, &tables.nodeIds), "RomNodeDataGetIds");
+    Must(RomNodeDataGetCoordinateTable(nodes, &tables.coordinates), "RomNodeDataGetCoordinateTable");
+    RomObject* elementData = nullptr;
+    Must(RomMeshDataGetElementData(meshData, &elementData), "RomMeshDataGetElementData");
+    RomObject* elements = nullptr;
+    Must(RomElementDataGetStdElementData(elementData, &elements), "RomElementDataGetStdElementData");
+    Must(RomStdElementDataGetIds(elements, &tables.elementIds), "RomStdElementDataGetIds");
+    Must(RomStdElementDataGetConnectivityTable(elements, &tables.connectivity), "RomStdElementDataGetConnectivityTable");
+    Must(RomStdElementDataGetTypes(elements, &tables.types), "RomStdElementDataGetTypes");
+    RomObject* support = nullptr;
+    Must(RomMeshDataGetSupportData(meshData, kSupport, &support), "RomMeshDataGetSupportData");
+    Must(RomSupportDataGetEntities(support, &tables.entities), "RomSupportDataGetEntities");
+    return tables;
+}
+
 void CheckResumed(RomObject* meshData) {
     RomObject* cfg = nullptr;
     Must(RomMeshDataGetConfiguration(meshData, &cfg), "RomMeshDataGetConfiguration");
@@ -199,28 +229,13 @@ void CheckResumed(RomObject* meshData) {
     Must(RomNodeDataCfgGetCount(nodeCfg, &nodeCount), "RomNodeDataCfgGetCount");
     Expect("node count", 0, nodeCount, kNodes);
 
-    RomObject* nodes = nullptr;
-    Must(RomMeshDataGetNodeData(meshData, &nodes), "RomMeshDataGetNodeData");
-    std::int32_t* nodeIds = nullptr;
-    double* coordinates = nullptr;
-    Must(RomNodeDataGetIds(nodes, &nodeIds), "RomNodeDataGetIds");
-    Must(RomNodeDataGetCoordinateTable(nodes, &coordinates), "RomNodeDataGetCoordinateTable");
-
-    RomObject* elementData = nullptr;
-    Must(RomMeshDataGetElementData(meshData, &elementData), "RomMeshDataGetElementData");
-    RomObject* elements = nullptr;
-    Must(RomElementDataGetStdElementData(elementData, &elements), "RomElementDataGetStdElementData");
-    std::int32_t* elementIds = nullptr;
-    std::int32_t* connectivity = nullptr;
-    std::int32_t* types = nullptr;
-    Must(RomStdElementDataGetIds(elements, &elementIds), "RomStdElementDataGetIds");
-    Must(RomStdElementDataGetConnectivityTable(elements, &connectivity), "RomStdElementDataGetConnectivityTable");
-    Must(RomStdElementDataGetTypes(elements, &types), "RomStdElementDataGetTypes");
-
-    RomObject* support = nullptr;
-    Must(RomMeshDataGetSupportData(meshData, kSupport, &support), "RomMeshDataGetSupportData");
-    std::int32_t* entities = nullptr;
-    Must(RomSupportDataGetEntities(support, &entities), "RomSupportDataGetEntities");
+    const Tables tables = TablesOf(meshData);
+    const std::int32_t* nodeIds = tables.nodeIds;
+    const double* coordinates = tables.coordinates;
+    const std::int32_t* elementIds = tables.elementIds;
+    const std::int32_t* connectivity = tables.connectivity;
+    const std::int32_t* types = tables.types;
+    const std::int32_t* entities = tables.entities;
 
     const std::uint32_t nodeSpots[] = {0, 1, 2, 3, 4, 7, 12345, kNodes / 2, kNodes / 2 + 3, 7777777, kNodes - 4,
                                        kNodes - 1};
@@ -239,6 +254,50 @@ void CheckResumed(RomObject* meshData) {
             Expect("connectivity", e * kCorners + corner, connectivity[std::size_t{e} * kCorners + corner],
                    static_cast<std::int32_t>(Corner(e, corner)));
     }
+}
+
+// HDF5's C API on the same tables: our save (of the built mesh) and resume in turns with an
+// HDF5 write of the resumed tables to a new file and a read of them into new memory.
+void CompareHdf5(RomObject* mesh, RomObject* resumed, const std::string& meshPath, const std::string& hdf5Path) {
+    const Tables tables = TablesOf(resumed);
+    using hdf5::Dataset;
+    const std::vector<Dataset> sets = {
+        {"node_ids", Dataset::Int32, tables.nodeIds, kNodes},
+        {"coordinates", Dataset::Float64, tables.coordinates, kNodes, kDimension},
+        {"element_ids", Dataset::Int32, tables.elementIds, kElements},
+        {"element_types", Dataset::Int32, tables.types, kElements},
+        {"connectivity", Dataset::Int32, tables.connectivity, std::uint64_t{kElements} * kCorners},
+        {"support_entities", Dataset::Int32, tables.entities, kNodes}};
+    double save = std::numeric_limits<double>::max(), write = save, resume = save, read = save;
+    TakeTurns(
+        kFileRounds,
+        [&] {
+            std::filesystem::remove(meshPath);
+            save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
+        },
+        [&] {
+            std::filesystem::remove(hdf5Path);
+            write = std::min(write, Time([&] { hdf5::Write(hdf5Path, sets); }));
+        });
+    std::printf("mesh_bench.h5: %.1f MB\n", static_cast<double>(std::filesystem::file_size(hdf5Path)) / 1e6);
+    ReportTarget("save (RomPersistableSave), best of 3", save, "HDF5 C API write, best", write, "(peer)");
+    TakeTurns(
+        kFileRounds,
+        [&] {
+            RomObject* again = nullptr;
+            resume = std::min(resume, Time([&] {
+                                  Must(RomFactoryCreateMeshData(&again), "RomFactoryCreateMeshData");
+                                  Must(RomPersistableResume(again, meshPath.c_str()), "RomPersistableResume");
+                              }));
+            Must(RomFactoryRelease(again), "RomFactoryRelease");
+        },
+        [&] {
+            std::vector<PageMemory> arrays;
+            read = std::min(read, Time([&] { arrays = hdf5::Read(hdf5Path, sets); }));
+        });
+    ReportTarget("resume (CreateMeshData + Resume), best of 3", resume, "HDF5 C API read, new memory, best", read,
+                 "(peer)");
+    std::filesystem::remove(hdf5Path);
 }
 
 }  // namespace
@@ -320,6 +379,7 @@ int main(int argc, char** argv) {
 
     CheckResumed(resumed);
     std::printf("resumed node ids, coordinates, element ids, connectivity and support entities match\n");
+    if (hdf5::kAvailable) CompareHdf5(mesh, resumed, meshPath, dir + "/mesh_bench.h5");
     Must(RomFactoryRelease(resumed), "RomFactoryRelease");
     resumed = nullptr;
     Must(RomFactoryRelease(mesh), "RomFactoryRelease");
