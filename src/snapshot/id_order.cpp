@@ -130,8 +130,9 @@ void OnHalves(CHelperThread& helper, std::uint32_t count, const Body& body) {
 
 namespace {
 
-// Arrays at least this long are copied by two threads.
+// Arrays at least this long are copied by two threads, by blocks of kCopyBlock.
 constexpr std::uint32_t kCopyOnTwoFrom = 1u << 18;
+constexpr std::uint32_t kCopyBlock = 1u << 17;
 
 bool Overlap(const void* a, const void* b, std::size_t bytes) {
     const auto x = reinterpret_cast<std::uintptr_t>(a);
@@ -165,10 +166,11 @@ IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count
         return CopySpan(to, to, 0, count, previous);
     }
     if (count < kCopyOnTwoFrom) return CopySpan(to, from, 0, count, previous);
-    const std::uint32_t half = count / 2;
-    IdSpan spans[2] = {};
-    OnTwoThreads([&](int part) {
-        spans[part] = part == 0 ? CopySpan(to, from, 0, half, previous) : CopySpan(to, from, half, count, from[half - 1]);
+    IdSpan spans[2] = {{~0u, 0, true}, {~0u, 0, true}};
+    ByBlocks(count, kCopyBlock, [&](int part, std::uint32_t begin, std::uint32_t end) {
+        const IdSpan span = CopySpan(to, from, begin, end, begin != 0 ? from[begin - 1] : previous);
+        spans[part] = {std::min(spans[part].low, span.low), std::max(spans[part].high, span.high),
+                       spans[part].ascending && span.ascending};
     });
     return {std::min(spans[0].low, spans[1].low), std::max(spans[0].high, spans[1].high),
             spans[0].ascending && spans[1].ascending};
@@ -180,10 +182,8 @@ void CopyValues(double* to, const double* from, std::uint32_t count) noexcept {
         std::memmove(to, from, bytes);
         return;
     }
-    const std::uint32_t half = count / 2;
-    OnTwoThreads([&](int part) {
-        const std::uint32_t begin = part == 0 ? 0 : half;
-        std::memcpy(to + begin, from + begin, std::size_t{(part == 0 ? half : count) - begin} * sizeof(double));
+    ByBlocks(count, kCopyBlock, [&](int, std::uint32_t begin, std::uint32_t end) {
+        std::memcpy(to + begin, from + begin, std::size_t{end - begin} * sizeof(double));
     });
 }
 

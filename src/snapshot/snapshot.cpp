@@ -131,7 +131,7 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
     if (room_.Placing()) {
         if (room_.Place(ids_.get() + placed_, batch_.get(), from - placed_)) placed_ = sinkFrom_ = from;
         if (placed_ != from || !room_.Place(added, values, count)) KeepAddedOrder();
-    } else if (batch != nullptr && !ascending && room_.StartPlacing(added, values, count)) {
+    } else if (batch != nullptr && !ascending && room_.StartPlacing(added, values, count, span.low, span.high)) {
         batch_ = std::move(batch);
         sink_ = batch_.get();
     }

@@ -10,13 +10,13 @@ namespace Tervik::Rom::Snapshot {
 // Zero-filled room for count values, faulted in when made. A large room can later hold the
 // values at the places of their ids instead (slot = id - first), so that a save of
 // consecutive ids needs no sort. Each batch of values goes straight to the places of its ids,
-// each place asked of the memory a few values ahead so that the stores do not wait on it one
-// after the other, a large batch on two threads (each half of the batch with a bitmap of its
-// own, merged after). A bitmap of the slots filled refuses a repeated id.
+// each place asked of the memory some values ahead so that the stores do not wait on it one
+// after the other; a large batch on two threads, each marking a bitmap of its own (merged
+// after). A bitmap of the slots filled refuses a repeated id.
 // The room is one mapping with address space for all of this (values for twice count slots,
 // the values in the order added should placing be given up, the bitmap of the slots filled
-// and those of the two halves of a batch), each part touched only when used: nothing is
-// allocated after the room is made.
+// and the two threads' bitmaps), each part touched only when used: nothing is allocated
+// after the room is made.
 class CValueRoom {
 public:
     CValueRoom() = default;
@@ -41,6 +41,9 @@ public:
     // many consecutive ids includes those added, or when an id is repeated; the room then
     // holds the values given, in their order, and zeros after them.
     bool StartPlacing(const std::uint32_t* ids, const double* values, std::uint32_t added);
+    // The same, given the smallest and the largest of the ids.
+    bool StartPlacing(const std::uint32_t* ids, const double* values, std::uint32_t added, std::uint32_t low,
+                      std::uint32_t high);
     // Places count more values; false when an id falls outside the room, or repeats one
     // placed before. The room then places no more: what it holds is to be taken back with
     // ToAddedOrder (the values of the refused batch may have been placed in part).
@@ -73,7 +76,7 @@ private:
     double* slots_ = nullptr;          // 2 * count: the values while placing
     double* addedOrder_ = nullptr;     // count: the values should placing be given up
     std::uint64_t* filled_ = nullptr;  // one bit a slot
-    std::uint64_t* halves_ = nullptr;  // two bitmaps like filled_: the slots each half of a batch fills
+    std::uint64_t* marks_ = nullptr;   // two bitmaps like filled_: the slots each thread fills of a batch
 
     bool placing_ = false;
     std::uint64_t first_ = 0;  // the id of slot 0 while placing

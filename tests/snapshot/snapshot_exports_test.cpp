@@ -66,6 +66,20 @@ void Fill(RomObject* data, const Pairs& pairs) {
     for (const auto& [id, value] : pairs) ROM_OK(RomSnapshotComponentDataAddValue(data, id, value));
 }
 
+// The pairs added by two calls, for the first half of the arrays and the rest.
+void FillWhole(RomObject* data, const Pairs& pairs) {
+    std::vector<std::uint32_t> ids;
+    std::vector<double> values;
+    for (const auto& [id, value] : pairs) {
+        ids.push_back(id);
+        values.push_back(value);
+    }
+    const auto half = static_cast<std::uint32_t>(ids.size() / 2);
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids.data(), values.data(), half));
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids.data() + half, values.data() + half,
+                                             static_cast<std::uint32_t>(ids.size()) - half));
+}
+
 Pairs Values(RomObject* data) {
     Pairs pairs(Read(RomSnapshotComponentDataGetExpectedEntityValueCount, data));
     for (std::uint32_t i = 0; i < pairs.size(); ++i)
@@ -189,11 +203,13 @@ TEST_F(SnapshotExports, AddAndGetValues) {
 class SnapshotFiles : public TempDirTest {
 protected:
     // A filled snapshot saved to path, built from the configuration and pair values given.
+    // Pairs of the components named in whole are added by one call, the others one by one.
     void SaveFilled(RomObject* cfg, const std::map<std::pair<std::string, std::string>, Pairs>& fill,
-                    const std::string& path) {
+                    const std::string& path, const std::string& whole = "") {
         Owned snapshot = SnapshotOf(cfg);
         for (const auto& [pair, values] : fill)
-            Fill(Data(snapshot.get(), pair.first.c_str(), pair.second.c_str()), values);
+            (pair.first == whole ? FillWhole : Fill)(Data(snapshot.get(), pair.first.c_str(), pair.second.c_str()),
+                                                     values);
         ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
     }
     std::string Resume(RomObject* snapshot, const std::string& path) {
@@ -221,8 +237,19 @@ std::vector<std::uint32_t> ShuffledWithRepeat(bool farApart) {
     return ids;
 }
 
+// Consecutive ids from 5 in a shuffled order, but eight of them twice, each in two blocks of
+// 65,536 pairs next to each other (the blocks two threads take in turns), and as many never.
+std::vector<std::uint32_t> ShuffledWithRepeatsAcrossBlocks() {
+    std::vector<std::uint32_t> ids = Shuffled(5, 1200000);
+    for (std::uint32_t block = 0; block < 8; ++block) ids[block * 65536 + 100] = ids[(block + 1) * 65536 + 200];
+    return ids;
+}
+
 TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
-    // Two components filled in the same order: the second reuses the first one's sort.
+    // Two components filled in the same order: the second reuses the first one's sort. The
+    // first is filled one pair a call, the second by two halves of the arrays (large ones
+    // placed on two threads; an id repeated within a thread's blocks, across the threads or
+    // across the calls turns the pairs back to the order added).
     const std::vector<std::vector<std::uint32_t>> cases = {
         {9, 7, 7, 3, 9, 1},                                      // descending with equal ids
         {0xFFFFFFFFu, 0x80000000u, 2048, 2047, 0, 4194304},     // every digit of the id
@@ -233,6 +260,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         Shuffled(5, 1200000),                                    // consecutive, many chunks
         Shuffled(0, 700000, 3),                                  // spread out, many chunks
         ShuffledWithRepeat(true), ShuffledWithRepeat(false),     // a consecutive range, one id twice
+        ShuffledWithRepeatsAcrossBlocks(),
     };
     for (const auto& ids : cases) {
         const auto count = static_cast<std::uint32_t>(ids.size());
@@ -244,7 +272,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         }
         Owned cfg = Configuration({{"S1", count}}, {"C1", "C2"}, {{"S1", "C1"}, {"S1", "C2"}});
         const std::string path = Path("sorted.romsnp");
-        SaveFilled(cfg.get(), {{{"C1", "S1"}, first}, {{"C2", "S1"}, second}}, path);
+        SaveFilled(cfg.get(), {{{"C1", "S1"}, first}, {{"C2", "S1"}, second}}, path, "C2");
 
         const SnapshotFile file = Parse(ReadBytes(path));
         ASSERT_EQ(file.records.size(), 2u);
