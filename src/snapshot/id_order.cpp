@@ -128,6 +128,12 @@ void OnHalves(CHelperThread& helper, std::uint32_t count, const Body& body) {
 
 // ---- Copies of added pairs ------------------------------------------------------
 
+bool SpareCore() noexcept {
+    double load = 0;
+    const unsigned cores = std::thread::hardware_concurrency();
+    return cores > 1 && getloadavg(&load, 1) == 1 && load + 1 <= cores;
+}
+
 namespace {
 
 // Arrays at least this long are copied by two threads, by blocks of kCopyBlock.

@@ -88,19 +88,28 @@ void OnTwoThreads(const Part& part) noexcept {
     part(1);
 }
 
-// Runs body(part, from, to) over [0, count) a block at a time, on the caller (part 0) and a
-// thread of its own (part 1): each block goes to whichever is free, so that a thread the
-// machine gives no core leaves its share to the other rather than be waited for. body must
-// not throw.
+// Whether the machine has a core to spare for a second thread: its load over the last minute
+// leaves one idle. (On the shared 2-core development machine, its other core taken, a second
+// thread placing values made a batch a quarter slower, not faster.)
+bool SpareCore() noexcept;
+
+// Runs body(part, from, to) over [0, count) a block at a time, on the caller (part 0) and, when
+// the machine has a core to spare, a thread of its own (part 1): each block goes to whichever
+// is free, so that a thread that gets no core leaves its share to the other rather than be
+// waited for. body must not throw.
 template <class Body>
 void ByBlocks(std::uint32_t count, std::uint32_t block, const Body& body) noexcept {
     const std::uint64_t blocks = (std::uint64_t{count} + block - 1) / block;
     std::atomic<std::uint64_t> next{0};
-    OnTwoThreads([&](int part) {
+    const auto run = [&](int part) {
         for (std::uint64_t b; (b = next.fetch_add(1, std::memory_order_relaxed)) < blocks;)
             body(part, static_cast<std::uint32_t>(b * block),
                  static_cast<std::uint32_t>(std::min<std::uint64_t>(count, (b + 1) * block)));
-    });
+    };
+    if (SpareCore())
+        OnTwoThreads(run);
+    else
+        run(0);
 }
 
 // What a copy of ids found: the smallest, the largest, and whether they ascend (equal ids
