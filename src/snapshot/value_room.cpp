@@ -74,6 +74,11 @@ CValueRoom::CValueRoom(std::uint32_t count) : count_(count) {
             filled_ = reinterpret_cast<std::uint64_t*>(at + slotBytes);
             marks_ = reinterpret_cast<std::uint64_t*>(at + slotBytes + bitBytes);
             addedOrder_ = reinterpret_cast<double*>(at + slotBytes + 3 * bitBytes);
+#ifdef MADV_NOHUGEPAGE
+            // The bitmaps, faulted in during a fill, in small pages: a huge page may come slowly
+            // (see FaultIn), and these are small enough for the small pages' translations.
+            madvise(filled_, 3 * bitBytes, MADV_NOHUGEPAGE);
+#endif
             // The count values are in place now, as those of any zero-filled array are.
             const bool populated = Common::FaultIn(slots_, std::size_t{count} * sizeof(double));
             if (populated || errno != ENOMEM) {
