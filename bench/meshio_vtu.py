@@ -20,7 +20,7 @@ def main():
     mesh = meshio.Mesh(
         load("points.raw", "<f8", (nodes, 3)),
         [("hexahedron", load("cells.raw", "<i4", (elements, 8)))],
-        point_data={"NodeId": load("node_ids.raw", "<i4", nodes), "u@all": load("u.raw", "<f8", nodes)},
+        point_data={"NodeId": load("node_ids.raw", "<i4", nodes), "velocity": load("velocity.raw", "<f8", (nodes, 3))},
         cell_data={"ElementId": [load("element_ids.raw", "<i4", elements)]},
     )
     output = os.path.join(folder, "meshio.vtu")

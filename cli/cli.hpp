@@ -33,6 +33,14 @@ struct Failure : std::runtime_error {
 struct MeshFailure : Failure {
     using Failure::Failure;
 };
+// An output that cannot be written; the text starts with the output's path.
+struct OutputFailure : Failure {
+    using Failure::Failure;
+};
+// Options that cannot be followed (exit status 2); the text names the option.
+struct UsageFailure : Failure {
+    using Failure::Failure;
+};
 
 // The library's text of a failed call on one line (its line breaks become blanks), the
 // handle released; "" for success.
@@ -105,40 +113,8 @@ Json::Value ReadVersions(const std::string& path, FileKind kind);
 
 // ---- Element kinds ------------------------------------------------------------------
 
-// The VTK cell a standard element kind becomes: made of the first `nodes` of its nodes, in
-// the same order. A kind without one here does not compile.
-struct VtkCell {
-    std::uint8_t type;
-    std::int32_t nodes;
-};
-constexpr VtkCell VtkCellOf(RomElementType kind) {
-    switch (kind) {
-        // VTK cell type, nodes taken (cli/README.md)
-        case RomElementTypePoint0: return {1, 1};  // VTK_VERTEX
-        case RomElementTypeLine2: return {3, 2};  // VTK_LINE
-        case RomElementTypeLine3: return {21, 3};  // VTK_QUADRATIC_EDGE
-        case RomElementTypeBeam3: return {3, 2};  // VTK_LINE, the last node orients the beam
-        case RomElementTypeBeam4: return {21, 3};  // VTK_QUADRATIC_EDGE, the last node orients the beam
-        case RomElementTypeTri3: return {5, 3};  // VTK_TRIANGLE
-        case RomElementTypeTri6: return {22, 6};  // VTK_QUADRATIC_TRIANGLE
-        case RomElementTypeQuad4: return {9, 4};  // VTK_QUAD
-        case RomElementTypeQuad8: return {23, 8};  // VTK_QUADRATIC_QUAD
-        case RomElementTypeTet4: return {10, 4};  // VTK_TETRA
-        case RomElementTypeTet10: return {24, 10};  // VTK_QUADRATIC_TETRA
-        case RomElementTypeHex8: return {12, 8};  // VTK_HEXAHEDRON
-        case RomElementTypeHex20: return {25, 20};  // VTK_QUADRATIC_HEXAHEDRON
-        case RomElementTypeWedge6: return {13, 6};  // VTK_WEDGE
-        case RomElementTypeWedge15: return {26, 15};  // VTK_QUADRATIC_WEDGE
-        case RomElementTypePyramid5: return {14, 5};  // VTK_PYRAMID
-        case RomElementTypePyramid13: return {27, 13};  // VTK_QUADRATIC_PYRAMID
-    }
-    return {0, 0};
-}
-inline constexpr std::uint8_t kVtkPolygon = 7;
-inline constexpr std::uint8_t kVtkPolyhedron = 42;
-
 // A standard element kind of the library (its place is its type code), its node count
-// and its VTK cell.
+// and its VTK cell: made of the first vtkNodes of its nodes, in the same order.
 struct ElementKind {
     const char* name;
     std::int32_t nodes;
@@ -146,8 +122,7 @@ struct ElementKind {
     std::int32_t vtkNodes;
 };
 inline constexpr ElementKind kElementKinds[] = {
-#define TERVIK_CLI_KIND(name, code, nodeCount) \
-    {#name, nodeCount, VtkCellOf(RomElementType##name).type, VtkCellOf(RomElementType##name).nodes},
+#define TERVIK_CLI_KIND(name, code, nodeCount, vtkType, vtkNodes) {#name, nodeCount, vtkType, vtkNodes},
     TERVIK_ROM_ELEMENT_KINDS(TERVIK_CLI_KIND)
 #undef TERVIK_CLI_KIND
 };
@@ -158,11 +133,19 @@ static_assert(
             if (kind.vtkType == 0 || kind.vtkNodes < 1 || kind.vtkNodes > kind.nodes) return false;
         return true;
     }(),
-    "every element kind needs its VTK cell in VtkCellOf, of at most its own nodes");
+    "element_kinds.h: every element kind needs its VTK cell, of at most its own nodes");
+inline constexpr std::uint8_t kVtkPolygon = 7;
+inline constexpr std::uint8_t kVtkPolyhedron = 42;
 
 inline const ElementKind* FindKind(std::int32_t code) {
     return code >= 0 && code < kElementKindCount ? &kElementKinds[code] : nullptr;
 }
+
+// The entity type code of supports of nodes, as the examples, the Python package's meshio
+// import and the export use it: the export puts the values of such a support on the
+// points, those of any other (elements, faces, ...) on the cells. The library gives the
+// codes no meaning.
+inline constexpr std::int32_t kNodeEntities = 1;
 
 // ---- Resumed files as tables --------------------------------------------------------
 
@@ -214,6 +197,29 @@ struct Snapshot {
 };
 Snapshot LoadSnapshot(const std::string& path);
 
+// A field of a set-up: its components and the supports it is given on, in order.
+struct Field {
+    std::string solverId, caption, quantity, unit;
+    std::int32_t entityType = 0;
+    std::vector<std::string> components, supports;
+};
+// The fields of a setup configuration handle.
+std::vector<Field> Fields(RomObject* setup);
+
+// An entry of a snapshot cache: its snapshot file as stored, and its input and output
+// parameters in the document's order.
+struct Parameter {
+    std::string name;
+    double value = 0;
+};
+struct CacheEntry {
+    std::string snapshotFile;
+    std::vector<Parameter> input, output;
+};
+// The library resumes the cache; the parameter names come from the document (no export
+// lists them), and each value is read back through the entry the library finds.
+std::vector<CacheEntry> LoadCache(const std::string& path);
+
 // ---- References to nodes and cells -------------------------------------------------
 
 // The smallest and the largest of some references.
@@ -248,15 +254,6 @@ public:
     // The offset index = reference - offset, when there is one for every reference.
     std::optional<std::int64_t> Offset() const {
         return offset_ == kNone ? std::nullopt : std::optional<std::int64_t>(offset_);
-    }
-    // Whether every reference names an entry; range is theirs (worked out once for the
-    // indices of nodes and of cells).
-    bool HoldsAll(const Table<std::int32_t>& references, const ReferenceRange& range) const {
-        if (offset_ != kNone)  // the smallest and the largest reference decide
-            return references.count == 0 || (Find(range.low) >= 0 && Find(range.high) >= 0);
-        for (std::uint32_t i = 0; i < references.count; ++i)
-            if (Find(references[i]) < 0) return false;
-        return true;
     }
     // Whether the references give the indices 0, 1, ... Size() - 1 in this order.
     bool InOrder(const Table<std::uint32_t>& references) const {
@@ -344,16 +341,20 @@ struct ExportOptions {
     std::string output;
     bool indices = false;  // connectivity references are node indices
     std::map<std::string, Location> locations;  // --location SUPPORT=points|cells
+    std::string setup;  // --setup; when empty, the one set-up in the mesh's folder, if one
+    bool splitComponents = false;  // one array per component, as without a set-up
+    std::string cache, time;  // --cache CACHE [--time PARAMETER]: the snapshots of a cache
 };
 int Export(const ExportOptions& options, std::ostream& out, std::ostream& err);
 
 // The unstructured grid of a resumed mesh: cells resolved once, then written with the
 // arrays of any number of snapshots. Connectivity, offsets and faces are 32-bit. The
 // cells of the standard elements are resolved by a thread of their own while Write
-// writes the arrays that need no work (ids, points, values in mesh order).
+// writes the arrays that need no work (ids, points, values in mesh order). With fields,
+// the components of a field on one support make one array named after the field.
 class VtuWriter {
 public:
-    VtuWriter(const Mesh& mesh, const ExportOptions& options);
+    VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector<Field> fields = {});
     VtuWriter(const VtuWriter&) = delete;
     VtuWriter& operator=(const VtuWriter&) = delete;
     // Writes path (through a temporary file renamed over it); returns the bytes written.
@@ -361,6 +362,8 @@ public:
 
 private:
     struct Array;
+    struct Group;
+    std::vector<Group> Groups(const Snapshot& snapshot) const;
     std::vector<Array> SnapshotArrays(const Snapshot& snapshot, std::vector<std::vector<double>>& storage) const;
     Location Locate(const MeshSupport& support) const;
     // Nodes and cells by id, for the entities of supports; built on first use, as ids
@@ -372,6 +375,7 @@ private:
 
     const Mesh& mesh_;
     const ExportOptions& options_;
+    const std::vector<Field> fields_;
     EntityIndex references_;  // nodes as connectivity names them: by id, or by index with --indices
     mutable std::optional<EntityIndex> nodes_, cells_;
     std::vector<double> points_;  // the coordinates padded to 3, when the mesh has fewer

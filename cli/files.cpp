@@ -435,6 +435,58 @@ Mesh LoadMesh(const std::string& path) {
     return mesh;
 }
 
+std::vector<Field> Fields(RomObject* setup) {
+    RomObject* fields = nullptr;
+    Check(RomSetupCfgGetFields(setup, &fields), "RomSetupCfgGetFields");
+    std::vector<Field> out;
+    for (RomObject* member : Members(fields)) {
+        Field& field = out.emplace_back();
+        field.solverId = RomGetSolverId(member);
+        field.caption = Text(RomFieldCfgGetCaption, member);
+        field.quantity = Text(RomFieldCfgGetQuantity, member);
+        field.unit = Text(RomFieldCfgGetUnit, member);
+        Check(RomFieldCfgGetEntitiesType(member, &field.entityType), "RomFieldCfgGetEntitiesType");
+        RomObject* list = nullptr;
+        Check(RomFieldCfgGetComponentCfgs(member, &list), "RomFieldCfgGetComponentCfgs");
+        for (RomObject* component : Members(list)) field.components.push_back(RomGetSolverId(component));
+        Check(RomFieldCfgGetSupportCfgIds(member, &list), "RomFieldCfgGetSupportCfgIds");
+        for (RomObject* id : Members(list)) field.supports.push_back(RomSolverIdentifierGetId(id));
+    }
+    return out;
+}
+
+std::vector<CacheEntry> LoadCache(const std::string& path) {
+    const Handle cache = Resumed(RomFactoryCreateSnapshotCache, path);
+    const Json::Value root = ParseDocument(path);
+    std::vector<CacheEntry> entries;
+    for (const Json::Value& stored : root["snapshotCache"]["entries"]) {
+        RomObject* query = nullptr;
+        Check(RomFactoryCreateUserPoint(&query), "RomFactoryCreateUserPoint");
+        const Handle owned(query);
+        for (const Json::Value& parameter : stored["input"])
+            Check(RomPointSetValue(query, parameter["id"].asCString(), parameter["value"].asDouble()), "RomPointSetValue");
+        RomObject* found = nullptr;
+        Check(RomSnapshotCachePull(cache.get(), query, &found), "RomSnapshotCachePull");
+        if (found == nullptr) throw Failure("the cache does not find its own entry");
+        CacheEntry& entry = entries.emplace_back();
+        const char* file = nullptr;
+        Check(RomSnasphotCacheEntryGetSnapshotFile(found, &file), "RomSnasphotCacheEntryGetSnapshotFile");
+        entry.snapshotFile = file;
+        const std::tuple<const char*, RomExceptionHandle (*)(RomObject*, RomObject**), std::vector<Parameter>*> points[] = {
+            {"input", RomSnapshotCacheEntryGetInputPoint, &entry.input},
+            {"output", RomSnapshotCacheEntryGetOutputPoint, &entry.output}};
+        for (const auto& [key, get, parameters] : points) {
+            RomObject* point = nullptr;
+            Check(get(found, &point), key);
+            for (const Json::Value& parameter : stored[key]) {
+                Parameter& value = parameters->emplace_back(Parameter{parameter["id"].asString(), 0.0});
+                Check(RomPointGetValue(point, value.name.c_str(), &value.value), "RomPointGetValue");
+            }
+        }
+    }
+    return entries;
+}
+
 Snapshot LoadSnapshot(const std::string& path) {
     Snapshot snapshot;
     snapshot.data = Resumed(RomFactoryCreateSnapshot, path);

@@ -109,27 +109,21 @@ Json::Value DescribeMesh(const std::string& path, bool tables) {
 }
 
 Json::Value DescribeSetup(RomObject* setup) {
-    RomObject *meshData = nullptr, *fields = nullptr;
+    RomObject* meshData = nullptr;
     Check(RomSetupCfgGetMeshData(setup, &meshData), "RomSetupCfgGetMeshData");
     Json::Value out;
     out["meshData"] = DescribeMeshDataCfg(meshData);
-    Check(RomSetupCfgGetFields(setup, &fields), "RomSetupCfgGetFields");
     out["fields"] = Json::Value(Json::arrayValue);
-    for (RomObject* field : Members(fields)) {
+    for (const Field& field : Fields(setup)) {
         Json::Value entry;
-        entry["solverId"] = RomGetSolverId(field);
-        entry["caption"] = Text(RomFieldCfgGetCaption, field);
-        entry["quantity"] = Text(RomFieldCfgGetQuantity, field);
-        entry["unit"] = Text(RomFieldCfgGetUnit, field);
-        std::int32_t type = 0;
-        Check(RomFieldCfgGetEntitiesType(field, &type), "RomFieldCfgGetEntitiesType");
-        entry["entityType"] = type;
-        RomObject* list = nullptr;
-        Check(RomFieldCfgGetComponentCfgs(field, &list), "RomFieldCfgGetComponentCfgs");
-        entry["components"] = SolverIds(list);
-        Check(RomFieldCfgGetSupportCfgIds(field, &list), "RomFieldCfgGetSupportCfgIds");
-        entry["supports"] = Json::Value(Json::arrayValue);
-        for (RomObject* id : Members(list)) entry["supports"].append(RomSolverIdentifierGetId(id));
+        entry["solverId"] = field.solverId;
+        entry["caption"] = field.caption;
+        entry["quantity"] = field.quantity;
+        entry["unit"] = field.unit;
+        entry["entityType"] = field.entityType;
+        entry["components"] = entry["supports"] = Json::Value(Json::arrayValue);
+        for (const std::string& component : field.components) entry["components"].append(component);
+        for (const std::string& support : field.supports) entry["supports"].append(support);
         out["fields"].append(entry);
     }
     return out;
@@ -178,37 +172,15 @@ Json::Value DescribeSnapshot(const std::string& path, bool tables) {
     return out;
 }
 
-// The library resumes the cache; the parameter names come from the document, as no
-// export lists them, and each value is read back through the entry the library finds.
 Json::Value DescribeCache(const std::string& path) {
-    const Handle cache = Resumed(FactoryOf(FileKind::Cache), path);
-    const Json::Value root = ParseDocument(path);
     Json::Value out;
     out["entries"] = Json::Value(Json::arrayValue);
-    for (const Json::Value& stored : root["snapshotCache"]["entries"]) {
-        RomObject* query = nullptr;
-        Check(RomFactoryCreateUserPoint(&query), "RomFactoryCreateUserPoint");
-        const Handle owned(query);
-        for (const Json::Value& parameter : stored["input"])
-            Check(RomPointSetValue(query, parameter["id"].asCString(), parameter["value"].asDouble()), "RomPointSetValue");
-        RomObject* entry = nullptr;
-        Check(RomSnapshotCachePull(cache.get(), query, &entry), "RomSnapshotCachePull");
-        if (entry == nullptr) throw Failure("the cache does not find its own entry");
+    for (const CacheEntry& entry : LoadCache(path)) {
         Json::Value item;
-        const char* file = nullptr;
-        Check(RomSnasphotCacheEntryGetSnapshotFile(entry, &file), "RomSnasphotCacheEntryGetSnapshotFile");
-        item["snapshotFile"] = file;
-        const std::pair<const char*, RomExceptionHandle (*)(RomObject*, RomObject**)> points[] = {
-            {"input", RomSnapshotCacheEntryGetInputPoint}, {"output", RomSnapshotCacheEntryGetOutputPoint}};
-        for (const auto& [key, get] : points) {
-            RomObject* point = nullptr;
-            Check(get(entry, &point), key);
+        item["snapshotFile"] = entry.snapshotFile;
+        for (const auto& [key, parameters] : {std::pair{"input", &entry.input}, std::pair{"output", &entry.output}}) {
             item[key] = Json::Value(Json::objectValue);
-            for (const Json::Value& parameter : stored[key]) {
-                double value = 0;
-                Check(RomPointGetValue(point, parameter["id"].asCString(), &value), "RomPointGetValue");
-                item[key][parameter["id"].asString()] = value;
-            }
+            for (const Parameter& parameter : *parameters) item[key][parameter.name] = parameter.value;
         }
         out["entries"].append(item);
     }

@@ -71,7 +71,11 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
     temporary_ = Folder(path_) + "." + name + ".tmp-XXXXXX";
     // O_EXCL: a name that exists, a symbolic link included, is never opened.
     const int descriptor = ::mkostemp(temporary_.data(), O_CLOEXEC);
-    if (descriptor < 0) throw Failure("cannot create a file beside " + path_ + ": " + std::strerror(errno));
+    if (descriptor < 0) {
+        const std::string folder = Folder(path_).empty() ? "." : Folder(path_).size() == 1 ? "/" : Folder(path_).substr(0, Folder(path_).size() - 1);
+        throw OutputFailure("cannot write " + path_ + ": cannot create a file in the folder " + folder + ": " +
+                            std::strerror(errno));
+    }
     pending_ = Remember(temporary_);
     (void)::fchmod(descriptor, ModeFor(path_));
     file_ = ::fdopen(descriptor, "wb");
@@ -79,7 +83,7 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
         const int error = errno;
         ::close(descriptor);
         Discard();
-        throw Failure("cannot write " + path_ + ": " + std::strerror(error));
+        throw OutputFailure("cannot write " + path_ + ": " + std::strerror(error));
     }
     std::setvbuf(file_, nullptr, _IOFBF, 1 << 16);
 }
@@ -97,7 +101,7 @@ void OutputFile::Discard() {
 
 void OutputFile::Write(const void* data, std::uint64_t bytes) {
     if (bytes != 0 && std::fwrite(data, 1, bytes, file_) != bytes)
-        throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
+        throw OutputFailure("cannot write " + path_ + ": " + std::strerror(errno));
     written_ += bytes;
 }
 
@@ -118,7 +122,7 @@ std::uint64_t OutputFile::Commit() {
         written = false;
         error = errno;
     }
-    if (!written) throw Failure("cannot write " + path_ + ": " + std::strerror(error));
+    if (!written) throw OutputFailure("cannot write " + path_ + ": " + std::strerror(error));
     committed_ = true;
     if (pending_ != nullptr) pending_->state.store(Pending::kFree);
     return written_;

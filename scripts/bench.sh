@@ -12,7 +12,8 @@ export TERVIKROM_BUILD_DIR="${TERVIKROM_BUILD_DIR:-$root/build-release}"
 "$root/scripts/configure.sh"
 echo "load average: $(cut -d' ' -f1-3 /proc/loadavg)"
 mkdir -p "${1:-${TMPDIR:-/tmp}}"
-cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench configuration_bench mesh_bench snapshot_bench export_bench
+cmake --build "$TERVIKROM_BUILD_DIR" -j 2 --target stream_bench container_bench configuration_bench mesh_bench snapshot_bench export_bench \
+  tervikrom_manifest
 "$TERVIKROM_BUILD_DIR/bench/stream_bench" "${1:-${TMPDIR:-/tmp}}"
 "$TERVIKROM_BUILD_DIR/bench/container_bench"
 "$TERVIKROM_BUILD_DIR/bench/configuration_bench" "${1:-${TMPDIR:-/tmp}}"
@@ -23,4 +24,6 @@ PYTHONPATH="$root/python" TERVIKROM_LIBRARY="$TERVIKROM_BUILD_DIR/libtervikrom.s
   /usr/bin/python3 "$root/bench/snapshot_matrix_bench.py" "${1:-${TMPDIR:-/tmp}}"
 PYTHONPATH="$root/python" TERVIKROM_LIBRARY="$TERVIKROM_BUILD_DIR/libtervikrom.so" \
   /usr/bin/python3 "$root/bench/rom_bench.py" "${1:-${TMPDIR:-/tmp}}"
+PYTHONPATH="$root/python" TERVIKROM_LIBRARY="$TERVIKROM_BUILD_DIR/libtervikrom.so" \
+  /usr/bin/python3 "$root/bench/import_bench.py" "${1:-${TMPDIR:-/tmp}}"
 echo "load average at the end: $(cut -d' ' -f1-3 /proc/loadavg)"

@@ -103,3 +103,11 @@ env -u TERVIKROM_LIBRARY -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 "$command" rom 
   -o "$work/predicted.romsnp" || fail "the installed command cannot predict with the model"
 "$command" info --json "$work/predicted.romsnp" | grep -q '"filled" : true' || fail "the prediction is not a filled snapshot"
 echo "package test: the installed command builds a reduced-order model and predicts with it"
+
+# Its import subcommand runs the installed package's tervikrom.meshio the same way.
+/usr/bin/python3 -c "import meshio, numpy; meshio.write('$work/tri.vtu', meshio.Mesh(numpy.eye(3), \
+  [('triangle', numpy.array([[0, 1, 2]]))]))" || fail "cannot write a VTU with meshio"
+env -u TERVIKROM_LIBRARY -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 "$command" import "$work/tri.vtu" -o "$work/tri.rommsh" \
+  >/dev/null || fail "the installed command cannot import a mesh"
+"$command" info --json "$work/tri.rommsh" | grep -q '"Tri3" : 1' || fail "the imported mesh does not hold its triangle"
+echo "package test: the installed command imports a mesh through meshio"

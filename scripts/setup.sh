@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(cmake g++ ninja-build ccache binutils libjsoncpp-dev libboost-dev libgtest-dev libbenchmark-dev pkgconf gfortran
   libcli11-dev python3 python3-numpy python3-pytest python3-dask python3-distributed python3-vtk9 python3-meshio
   python3-scipy python3-sklearn python3-matplotlib python3-xarray python3-tqdm python3-setuptools
-  python3-wheel python3-pip python3-venv "$@")
+  python3-wheel python3-pip python3-venv gmsh "$@")
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then

@@ -267,16 +267,41 @@ def test_help_and_version(args, text):
 
 
 @pytest.mark.parametrize("files, options, blamed, message", [
-    (["kinds.rommsh", "kinds-a.romsnp"], [], "kinds-a.romsnp",
-     "every entity of the support cells names a node and an element alike; "
-     "give --location cells=points or --location cells=cells"),
-    (["kinds.rommsh", "kinds-a.romsnp"], ["--indices", "--location", "cells=cells"], "kinds.rommsh",
+    (["block/block.rommsh", "block/run-0.romsnp"], ["--location", "block-nodes=cells"], "block/run-0.romsnp",
+     "the value of vx on block-nodes for entity 8001 names no element of the mesh (--location block-nodes=cells puts "
+     "the support's values on the cells)"),
+    (["kinds.rommsh", "kinds-a.romsnp"], ["--indices"], "kinds.rommsh",
      "standard element 8 names node 30, which the mesh does not hold"),
     (["mesh.rommsh"], ["--indices"], "mesh.rommsh", "polygon 0 names node 104, which the mesh does not hold"),
+    (["block/block.rommsh"], ["--cache", path("block/runs.romcch"), "--time", "speed"], "block/runs.romcch",
+     "--time speed: entry 0 (run-0.romsnp) has no input parameter speed; its input parameters: load, time"),
 ])
 def test_export_failures_name_the_file_and_leave_no_output(tmp_path, files, options, blamed, message):
     result = run("export", *options, *map(path, files), "-o", tmp_path / "out")
     assert (result.returncode, result.stderr) == (1, f"tervikrom: {path(blamed)}: {message}\n")
+    assert not list(tmp_path.iterdir())
+
+
+# (arguments, exit status, what the one message names): usage errors and outputs that
+# cannot be written, each said once, before any file is read.
+@pytest.mark.parametrize("args, status, named", [
+    (["exprot", "mesh.rommsh"], 2, 'unknown subcommand "exprot"; the subcommands are info, validate, export, rom, '
+     "import"),
+    (["export", "mesh.rommsh", "-o", "{out}/run.vtk"], 2, "-o {out}/run.vtk: the export writes VTK XML unstructured "
+     "grids (.vtu, and a .pvd for several snapshots), not .vtk files; give -o {out}/run or -o {out}/run.vtu"),
+    (["export", "mesh.rommsh", "-o", "{out}/absent/run"], 1,
+     "-o {out}/absent/run: cannot write into the folder {out}/absent: No such file or directory"),
+    (["export", "mesh.rommsh", "-o", "{out}/run", "--location", "skin=cells"], 2,
+     "{files}/mesh.rommsh: --location names the support skin, which the mesh does not have; its supports: "
+     "solid-nodes, solid-cells, skin-faces"),
+    (["export", "mesh.rommsh", "run-1.romsnp", "-o", "{out}/run", "--time", "load"], 2,
+     "--time load orders the snapshots of a cache: give --cache"),
+])
+def test_errors_are_said_once_and_name_what_to_change(tmp_path, args, status, named):
+    fill = lambda text: text.format(out=tmp_path, files=FILES)
+    result = run(*[fill(a) if "{" in a else path(a) if a.endswith((".rommsh", ".romsnp")) else a for a in args])
+    said = [line for line in result.stderr.splitlines() if line.startswith("tervikrom")]
+    assert result.returncode == status and said == ["tervikrom: " + fill(named)], result.stderr
     assert not list(tmp_path.iterdir())
 
 
@@ -286,10 +311,12 @@ def test_export_failures_name_the_file_and_leave_no_output(tmp_path, files, opti
 CELLS = [(1, 1, 1), (2, 3, 2), (3, 21, 3), (3, 3, 2), (4, 21, 3), (3, 5, 3), (6, 22, 6), (4, 9, 4), (8, 23, 8),
          (4, 10, 4), (10, 24, 10), (8, 12, 8), (20, 25, 20), (6, 13, 6), (15, 26, 15), (5, 14, 5), (13, 27, 13)]
 
+# The supports' entity types place the values (1: nodes, 2 and 3: elements); the workflow's
+# set-up, found beside its mesh, would group its components.
 EXPORTS = [
-    ("workflow", "mesh.rommsh", ["run-1.romsnp"], [],
+    ("workflow", "mesh.rommsh", ["run-1.romsnp"], ["--split-components"],
      {"solid-nodes": "points", "solid-cells": "cells", "skin-faces": "cells"}),
-    ("kinds", "kinds.rommsh", ["kinds-a.romsnp", "kinds-b.romsnp"], ["--location", "cells=cells"],
+    ("kinds", "kinds.rommsh", ["kinds-a.romsnp", "kinds-b.romsnp"], [],
      {"nodes": "points", "cells": "cells", "corner": "points"}),
 ]
 
@@ -340,10 +367,13 @@ def read_vtu(file):
             faces = [[cell.GetFace(f).GetPointId(k) for k in range(cell.GetFace(f).GetNumberOfPoints())]
                      for f in range(cell.GetNumberOfFaces())]
         cells.append((grid.GetCellType(c), points, faces))
-    data = {}
+    data, read_vtu.labels = {}, {}
     for where, attributes in (("points", grid.GetPointData()), ("cells", grid.GetCellData())):
         for a in range(attributes.GetNumberOfArrays()):
-            data[(where, attributes.GetArrayName(a))] = vtk_to_numpy(attributes.GetArray(a))
+            array = attributes.GetArray(a)
+            data[(where, array.GetName())] = vtk_to_numpy(array)
+            names = [array.GetComponentName(c) for c in range(array.GetNumberOfComponents())]
+            read_vtu.labels[(where, array.GetName())] = (names, array.GetInformation().Get(array.UNITS_LABEL()))
     return vtk_to_numpy(grid.GetPoints().GetData()), cells, data
 
 
@@ -393,3 +423,105 @@ def test_vtk_reads_one_whole_export_after_two_at_once_to_one_output(tmp_path):
         assert [export.wait() for export in exports] == [0, 0]
         assert len(read_vtu(tmp_path / "out.vtu")[0]) in points.values()
     assert [p.name for p in tmp_path.iterdir()] == ["out.vtu"]
+
+
+# ---- The block: fields, units and series --------------------------------------------
+
+BLOCK_NODES, BLOCK_ELEMENTS = 21 ** 3, 20 ** 3
+
+
+def block_data(run):
+    """The arrays block_files writes for a run, as the export names them with the set-up."""
+    nodes, elements = np.arange(1, BLOCK_NODES + 1), np.arange(1, BLOCK_ELEMENTS + 1)
+    scale = run + 1.0
+    velocity = np.column_stack((scale * nodes, -scale * nodes, np.full(BLOCK_NODES, 0.5 * scale)))
+    return {("points", "NodeId"): nodes, ("cells", "ElementId"): elements, ("points", "velocity"): velocity,
+            ("cells", "pressure"): 1000.0 * run + elements}
+
+
+def read_meshio(file):
+    import meshio
+    mesh = meshio.read(str(file))
+    data = {("points", name): values for name, values in mesh.point_data.items()}
+    data.update({("cells", name): np.concatenate(values) for name, values in mesh.cell_data.items()})
+    return mesh, data
+
+
+def test_vtk_and_meshio_read_the_block_exported_with_no_option_as_the_library_holds_it(tmp_path):
+    result = run("export", path("block/block.rommsh"), path("block/run-1.romsnp"), "-o", tmp_path / "block")
+    assert result.returncode == 0 and result.stderr == "", result.stderr
+    tables = info(path("block/block.rommsh"), tables=True)["block.rommsh"]["tables"]
+    points, cells, node_ids, element_ids = expected_grid(tables, 3, False)
+    read_points, read_cells, read_data = read_vtu(tmp_path / "block.vtu")
+    np.testing.assert_array_equal(read_points, points)
+    assert read_cells == cells
+    assert read_vtu.labels[("points", "velocity")] == (["vx", "vy", "vz"], "m/s")
+    assert read_vtu.labels[("cells", "pressure")] == ([None], "Pa")
+    mesh, meshio_data = read_meshio(tmp_path / "block.vtu")
+    np.testing.assert_array_equal(mesh.points, points)
+    assert [(block.type, block.data.tolist()) for block in mesh.cells] == [("hexahedron", [c[1] for c in cells])]
+    expected = block_data(1)
+    for data in read_data, meshio_data:
+        assert sorted(data) == sorted(expected)
+        for key, values in expected.items():
+            np.testing.assert_array_equal(data[key], values, err_msg=str(key))
+
+
+@pytest.mark.parametrize("options, names, times", [
+    ([], ["run-0", "run-1", "run-2"], ["0", "1", "2"]),
+    (["--time", "time"], ["run-1", "run-2", "run-0"], ["0.5", "1", "2"]),
+    (["--time", "load", "--split-components"], ["run-0", "run-1", "run-2"], ["0", "10", "20"]),
+])
+def test_vtk_reads_a_cache_as_a_series_ordered_by_its_parameter(tmp_path, options, names, times):
+    result = run("export", path("block/block.rommsh"), "--cache", path("block/runs.romcch"), *options,
+                 "-o", tmp_path / "series.pvd")
+    assert result.returncode == 0, result.stderr
+    datasets = ElementTree.parse(tmp_path / "series.pvd").getroot().find("Collection").findall("DataSet")
+    assert [(d.get("name"), d.get("timestep")) for d in datasets] == list(zip(names, times))
+    for dataset, name in zip(datasets, names):
+        _, _, data = read_vtu(tmp_path / dataset.get("file"))
+        expected = block_data(int(name[-1]))
+        if "--split-components" in options:
+            velocity = expected.pop(("points", "velocity"))
+            expected.update({("points", c + "@block-nodes"): velocity[:, i] for i, c in enumerate(["vx", "vy", "vz"])})
+            expected[("cells", "p@block-cells")] = expected.pop(("cells", "pressure"))
+            assert read_vtu.labels[("points", "vy@block-nodes")] == ([None], "m/s")
+        assert sorted(data) == sorted(expected)
+        for key, values in expected.items():
+            np.testing.assert_array_equal(data[key], values, err_msg=str(key))
+
+
+# The set-up is the one beside the mesh that has the mesh's supports, or --setup; none, or
+# several, leave the components apart.
+@pytest.mark.parametrize("setups, options, grouped, note", [
+    (["setup.romcfg"], [], True, False),
+    ([], [], False, False),
+    (["setup.romcfg", "copy.romcfg"], [], False, True),
+    (["setup.romcfg", "copy.romcfg"], ["--setup", "copy.romcfg"], True, False),
+])
+def test_the_set_up_beside_the_mesh_names_the_arrays(tmp_path, setups, options, grouped, note):
+    import shutil
+    for name in ["block.rommsh", "run-0.romsnp", "mesh.romcfg", "snapshot.romcfg"]:
+        shutil.copy(path("block/" + name), tmp_path / name)
+    for name in setups:
+        shutil.copy(path("block/setup.romcfg"), tmp_path / name)
+    shutil.copy(path("setup.romcfg"), tmp_path / "workflow.romcfg")  # a set-up of another mesh
+    options = [str(tmp_path / o) if o.endswith(".romcfg") else o for o in options]
+    result = run("export", tmp_path / "block.rommsh", tmp_path / "run-0.romsnp", *options, "-o", tmp_path / "out")
+    assert result.returncode == 0 and ("note: several set-ups" in result.stderr) == note, result.stderr
+    names = {name for _, name in read_vtu(tmp_path / "out.vtu")[2]}
+    assert ({"velocity", "pressure"} <= names, "vx@block-nodes" in names) == (grouped, not grouped)
+
+
+def test_a_component_that_the_snapshot_lacks_is_nan_in_its_field(tmp_path):
+    setup = open(path("block/setup.romcfg")).read().replace('"solverId" : "vy"', '"solverId" : "vw"')
+    (tmp_path / "renamed.romcfg").write_text(setup)
+    result = run("export", path("block/block.rommsh"), path("block/run-0.romsnp"), "--setup", tmp_path / "renamed.romcfg",
+                 "-o", tmp_path / "out")
+    assert result.returncode == 0, result.stderr
+    _, _, data = read_vtu(tmp_path / "out.vtu")
+    velocity = block_data(0)[("points", "velocity")]
+    np.testing.assert_array_equal(data[("points", "vy@block-nodes")], velocity[:, 1])
+    velocity[:, 1] = np.nan
+    np.testing.assert_array_equal(data[("points", "velocity")], velocity)
+    assert read_vtu.labels[("points", "velocity")] == (["vx", "vw", "vz"], "m/s")

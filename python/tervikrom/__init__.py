@@ -22,6 +22,7 @@ from .configuration import (ComponentCfg, ElementDataCfg, FieldCfg, MeshDataCfg,
                             UserElementDataCfg)
 from .mesh import (ELEMENT_KINDS, ElementData, Mesh, MeshData, Node, NodeData, Polygon, PolygonData, Polyhedron,
                    PolyhedronData, StdElement, StdElementData, Support, SupportData, UserElementData)
+from ._meshio import from_meshio  # and .rommsh registered with meshio once meshio is imported
 from .snapshot import (CacheEntry, ComponentData, Project, Snapshot, SnapshotCache, UserPoint,
                        snapshot_matrix)
 
@@ -90,7 +91,7 @@ def load(path: PathLike) -> Loaded:
 
 __all__ = [
     "__version__", "Error", "ArgumentError", "FileError", "MissingFileError", "FormatError", "UnknownNameError",
-    "load", "snapshot_matrix", "EXTENSIONS", "ELEMENT_KINDS", "LIBRARY_PATH", "HEADER_PATH",
+    "load", "snapshot_matrix", "from_meshio", "EXTENSIONS", "ELEMENT_KINDS", "LIBRARY_PATH", "HEADER_PATH",
     "Object", "Container",
     "SetupCfg", "MeshDataCfg", "SnapshotCfg", "RegionCfg", "SupportCfg", "FieldCfg", "ComponentCfg",
     "NodeDataCfg", "ElementDataCfg", "StdElementDataCfg", "UserElementDataCfg", "PolygonDataCfg", "PolyhedronDataCfg",

@@ -11,7 +11,7 @@ the build runs it before the package can be imported.
 
     {"exports": [{"name": "RomMeshAddHex8", "result": "RomExceptionHandle",
                   "parameters": [{"type": "RomObject*", "name": "mesh"}, ...]}, ...],
-     "elementKinds": [{"name": "Point0", "type": 0, "nodeCount": 1}, ...]}
+     "elementKinds": [{"name": "Point0", "type": 0, "nodeCount": 1, "vtkType": 1, "vtkNodes": 1}, ...]}
 
 Types are written as "const char*", "RomObject**": words separated by one space, no space
 before a star. Exports stay in the order of rom.h, kinds in the order of their list.
@@ -82,17 +82,24 @@ def exports(rom_h):
 
 
 def element_kinds(element_kinds_h):
-    """The lines X(name, type code, node count) of TERVIK_ROM_ELEMENT_KINDS, in order."""
+    """The lines X(name, type code, node count, VTK cell type, VTK nodes taken) of
+    TERVIK_ROM_ELEMENT_KINDS, in order."""
     definition = re.search(r"#\s*define\s+TERVIK_ROM_ELEMENT_KINDS\s*\(\s*X\s*\)([^\n]*)", _code(element_kinds_h))
     if not definition:
         raise ManifestError("element_kinds.h: no #define TERVIK_ROM_ELEMENT_KINDS(X)")
     body = definition.group(1)
-    kinds = [{"name": name, "type": int(code), "nodeCount": int(count)}
-             for name, code, count in re.findall(r"X\(\s*([A-Za-z]\w*)\s*,\s*(\d+)\s*,\s*(\d+)\s*\)", body)]
+    keys = ("type", "nodeCount", "vtkType", "vtkNodes")
+    kinds = [dict(name=line[0], **dict(zip(keys, map(int, line[1:]))))
+             for line in re.findall(r"X\(\s*([A-Za-z]\w*)" + r"\s*,\s*(\d+)" * len(keys) + r"\s*\)", body)]
     if not kinds or len(kinds) != body.count("X("):
-        raise ManifestError("element_kinds.h: TERVIK_ROM_ELEMENT_KINDS is not a list of X(name, code, node count)")
+        raise ManifestError("element_kinds.h: TERVIK_ROM_ELEMENT_KINDS is not a list of "
+                            "X(name, code, node count, VTK cell type, VTK nodes taken)")
     if [kind["type"] for kind in kinds] != list(range(len(kinds))):
         raise ManifestError("element_kinds.h: the type codes do not run 0, 1, 2, ... in the order of the lines")
+    taking = [kind["name"] for kind in kinds if not 1 <= kind["vtkNodes"] <= kind["nodeCount"]]
+    if taking:
+        raise ManifestError("element_kinds.h: the VTK cell of %s takes more nodes than the kind has, or none"
+                            % ", ".join(taking))
     return kinds
 
 

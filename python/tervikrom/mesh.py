@@ -375,6 +375,11 @@ class MeshData(Configurable):
                  + [count(len(cfg.supports), "support")])
         return "%s: %s%s" % (self._file_description(), ", ".join(parts), ' (unit "%s")' % cfg.unit if cfg.unit else "")
 
+    def to_meshio(self, indices: bool = False) -> "meshio.Mesh":  # noqa: F821
+        """The mesh as a `meshio.Mesh` (see `tervikrom.meshio.to_meshio`)."""
+        from ._meshio import to_meshio
+        return to_meshio(self, indices)
+
 
 def _index(value: Any, what: str) -> c_uint32:
     return c_uint32(integer(value, what))

@@ -35,14 +35,16 @@ WEDGE6 = "TERVIK_ROM_API RomExceptionHandle RomMeshAddWedge6(RomObject* mesh, Ro
 # (case, change to rom.h, change to element_kinds.h, what the refusal names)
 REFUSED = [
     ("kind without its Add", lambda h: h.replace(HEX20, ""), None, "RomMeshAddHex20"),
-    ("Add of no kind", None, lambda k: k.replace("X(Hex20, 12, 20)", "X(Hex27, 12, 27)"), "RomMeshAddHex20"),
+    ("Add of no kind", None, lambda k: k.replace("X(Hex20, 12, 20,", "X(Hex27, 12, 27,"), "RomMeshAddHex20"),
     ("Add of another signature", lambda h: h.replace(HEX20, HEX20.replace("element", "hex")), None, "Hex20"),
     ("Adds in another order", lambda h: _swap(h, HEX20, WEDGE6), None, "order"),
-    ("codes out of line order", None, lambda k: _swap(k, "X(Hex20, 12, 20)", "X(Wedge6, 13, 6)"), "codes"),
+    ("codes out of line order", None, lambda k: _swap(k, "X(Hex20, 12, 20,", "X(Wedge6, 13, 6,"), "codes"),
     ("unnamed parameter", lambda h: h.replace("uint32_t* count);", "uint32_t*);", 1), None, "RomContainerGetCount"),
     ("no parameter list", lambda h: h.replace("RomGetMeshFileExtension(void)", "RomGetMeshFileExtension()"), None,
      "RomGetMeshFileExtension"),
     ("declared twice", lambda h: h + HEX20, None, "RomMeshAddHex20 is declared twice"),
+    ("VTK cell of more nodes", None, lambda k: k.replace("X(Beam3, 3, 3, 3, 2)", "X(Beam3, 3, 3, 3, 4)"), "Beam3"),
+    ("VTK columns missing", None, lambda k: k.replace("X(Beam3, 3, 3, 3, 2)", "X(Beam3, 3, 3)"), "VTK"),
 ]
 
 

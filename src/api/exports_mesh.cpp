@@ -59,7 +59,7 @@ RomExceptionHandle RomElementDataGetMutableUserElementData(RomObject* elementDat
 
 RomExceptionHandle RomMeshAddNode(RomObject* mesh, RomObject** node) { return Run(node, ROM_CALL(As<IMesh>(mesh).AddNode())); }
 // RomMeshAddPoint0, RomMeshAddLine2, ..., RomMeshAddPyramid13: one per element kind.
-#define TERVIK_ROM_EXPORT_ADD(name, type, nodeCount) \
+#define TERVIK_ROM_EXPORT_ADD(name, ...) \
 RomExceptionHandle RomMeshAdd##name(RomObject* mesh, RomObject** element) { return Run(element, ROM_CALL(As<IMesh>(mesh).Add##name())); }
 TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_EXPORT_ADD)
 #undef TERVIK_ROM_EXPORT_ADD

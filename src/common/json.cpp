@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include <boost/locale/utf.hpp>
 #include <json/reader.h>
 #include <json/writer.h>
 
@@ -52,102 +53,102 @@ bool ParseJson(const char* begin, const char* end, Json::Value& value, std::stri
     std::string errors;
     if (Parse(begin, end, value, true, errors)) return true;
     const std::size_t at = errors.find(kDuplicateKey);
-    if (duplicateKey == nullptr || at == std::string::npos) return false;
-    // Reported only for a text that is valid otherwise.
-    Json::Value lenient;
-    std::string ignored;
-    if (!Parse(begin, end, lenient, false, ignored)) return false;
-    const std::size_t from = at + sizeof kDuplicateKey - 1;
-    const std::size_t to = errors.rfind('\'', errors.find('\n', from));
-    *duplicateKey = errors.substr(from, to == std::string::npos || to < from ? std::string::npos : to - from);
-    return false;
-}
-
-bool IsUtf8(std::string_view text) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    const std::size_t size = text.size();
-    std::size_t i = 0;
-    while (i < size) {
-        const unsigned char lead = bytes[i];
-        if (lead < 0x80) {
-            ++i;
-            continue;
-        }
-        std::size_t length = 0;
-        std::uint32_t point = 0;
-        if (lead >= 0xC2 && lead <= 0xDF) {
-            length = 2, point = lead & 0x1Fu;
-        } else if (lead >= 0xE0 && lead <= 0xEF) {
-            length = 3, point = lead & 0x0Fu;
-        } else if (lead >= 0xF0 && lead <= 0xF4) {
-            length = 4, point = lead & 0x07u;
-        } else {
-            return false;
-        }
-        if (size - i < length) return false;
-        for (std::size_t k = 1; k < length; ++k) {
-            if ((bytes[i + k] & 0xC0u) != 0x80u) return false;
-            point = point << 6 | (bytes[i + k] & 0x3Fu);
-        }
-        if ((length == 3 && point < 0x800) || (length == 4 && (point < 0x10000 || point > 0x10FFFF)) ||
-            (point >= 0xD800 && point <= 0xDFFF))
-            return false;
-        i += length;
+    std::string lenient;
+    if (at == std::string::npos || !Parse(begin, end, value, false, lenient)) return false;
+    if (duplicateKey != nullptr) {
+        const std::size_t from = at + sizeof kDuplicateKey - 1;
+        const std::size_t to = errors.rfind('\'', errors.find('\n', from));
+        *duplicateKey = errors.substr(from, to == std::string::npos || to < from ? std::string::npos : to - from);
     }
     return true;
 }
 
 namespace {
 
+// Why a text cannot be written as it is, or null.
+const char* TextFault(std::string_view text) {
+    using Utf8 = boost::locale::utf::utf_traits<char>;
+    for (auto at = text.begin(); at != text.end();) {
+        if (*at == '\0') return "holds a NUL character, where it would be cut";
+        if (static_cast<unsigned char>(*at) < 0x80) {
+            ++at;
+            continue;
+        }
+        const boost::locale::utf::code_point point = Utf8::decode(at, text.end());
+        if (point == boost::locale::utf::illegal || point == boost::locale::utf::incomplete)
+            return "is not valid UTF-8, and JSON holds UTF-8 text only";
+    }
+    return nullptr;
+}
+
 // The path is put together on the way back from the text found, innermost part first.
-bool FindNonUtf8(const Json::Value& value, std::string& text, std::vector<std::string>& path) {
+const char* FindUnwritable(const Json::Value& value, std::string& text, std::vector<std::string>& path) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
     switch (value.type()) {
     case Json::stringValue: {
-        const char* begin = nullptr;
-        const char* end = nullptr;
         value.getString(&begin, &end);
-        if (IsUtf8(std::string_view(begin, static_cast<std::size_t>(end - begin)))) return false;
-        text.assign(begin, end);
-        return true;
+        const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)));
+        if (fault != nullptr) text.assign(begin, end);
+        return fault;
     }
     case Json::arrayValue:
-        for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
-            if (FindNonUtf8(value[i], text, path)) {
-                path.push_back("[" + std::to_string(i) + "]");
-                return true;
-            }
-        }
-        return false;
     case Json::objectValue:
         for (auto it = value.begin(); it != value.end(); ++it) {
-            const char* end = nullptr;
-            const char* name = it.memberName(&end);
-            const std::string_view key(name, static_cast<std::size_t>(end - name));
-            if (!IsUtf8(key)) {
-                text.assign(key);
-                path.emplace_back(" (a key)");
-                path.push_back("." + text);
-                return true;
+            if (value.type() == Json::objectValue) {
+                begin = it.memberName(&end);
+                if (const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)))) {
+                    text.assign(begin, end);
+                    path.emplace_back(" (a key)");
+                    path.push_back("." + EscapedText(text));
+                    return fault;
+                }
             }
-            if (FindNonUtf8(*it, text, path)) {
-                path.push_back("." + std::string(key));
-                return true;
+            if (const char* fault = FindUnwritable(*it, text, path)) {
+                path.push_back(value.type() == Json::objectValue ? "." + std::string(begin, end)
+                                                                 : "[" + std::to_string(it.index()) + "]");
+                return fault;
             }
         }
-        return false;
+        return nullptr;
     default:
-        return false;
+        return nullptr;
     }
 }
 
 }  // namespace
 
-bool FindNonUtf8(const Json::Value& value, const std::string& root, std::string& text, std::string& where) {
+std::string UnwritableText(const Json::Value& value, const std::string& root) {
+    std::string text;
     std::vector<std::string> path;
-    if (!FindNonUtf8(value, text, path)) return false;
-    where = root;
+    const char* fault = FindUnwritable(value, text, path);
+    if (fault == nullptr) return std::string();
+    std::string where = root;
     for (auto part = path.rbegin(); part != path.rend(); ++part) where += *part;
-    return true;
+    if (root.empty() && !where.empty() && where[0] == '.') where.erase(0, 1);
+    return "the text \"" + EscapedText(text) + "\" at " + where + " " + fault + ".";
+}
+
+bool MayHoldUnwritableText(std::string_view json) {
+    // The bytes ORed together and their least, a block at a time, which compilers vectorise.
+    const auto* bytes = reinterpret_cast<const unsigned char*>(json.data());
+    unsigned char high = 0;
+    unsigned char low = 0xFF;
+    std::size_t i = 0;
+    constexpr std::size_t kBlock = 64;
+    for (; i + kBlock <= json.size(); i += kBlock)
+        for (std::size_t k = 0; k < kBlock; ++k) {
+            high |= bytes[i + k];
+            low = bytes[i + k] < low ? bytes[i + k] : low;
+        }
+    for (; i < json.size(); ++i) {
+        high |= bytes[i];
+        low = bytes[i] < low ? bytes[i] : low;
+    }
+    if ((high & 0x80) != 0 || (low == 0 && !json.empty())) return true;
+    for (std::size_t at = json.find('\\'); at != std::string_view::npos; at = json.find('\\', at + 2))
+        if (at + 1 < json.size() && json[at + 1] == 'u') return true;
+    return false;
 }
 
 std::string EscapedText(const std::string& text) {
@@ -167,12 +168,9 @@ std::string EscapedText(const std::string& text) {
     return escaped;
 }
 
-void RequireUtf8(const Json::Value& value, const std::string& root, const std::string& fileName) {
-    std::string text;
-    std::string where;
-    if (FindNonUtf8(value, root, text, where))
-        throw RomException("The file " + fileName + " cannot be saved: the text \"" + EscapedText(text) + "\" at " +
-                           where + " is not valid UTF-8, and JSON holds UTF-8 text only.");
+void RequireWritableTexts(const Json::Value& value, const std::string& root, const std::string& fileName) {
+    const std::string problem = UnwritableText(value, root);
+    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be saved: " + problem);
 }
 
 namespace {

@@ -73,7 +73,7 @@ void JsonSerializationFile::Write(const std::string& key, Json::Value value) {
     if (key.empty()) throw RomException("Provided key is empty! JsonSerializationFile cannot write...");
     if (fileName_.empty())
         throw RomException("JsonSerializationFile cannot be open for writing since no fileName has been setup !");
-    RequireUtf8(value, key, fileName_);
+    RequireWritableTexts(value, key, fileName_);
     Json::Value root(Json::objectValue);
     root["version"] = kFileVersion;
     root["loomsteadVersion"][0] = kProductVersion.major;
@@ -106,12 +106,7 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
     // Text that does not parse holds no key.
     Json::Value root;
     std::string duplicateKey;
-    if (!ParseJson(text.data(), text.data() + text.size(), root, &duplicateKey) || !root.isObject()) {
-        if (!duplicateKey.empty())
-            throw RomException("The file " + fileName_ + " cannot be resumed: one of its objects has the key \"" +
-                               EscapedText(duplicateKey) + "\" twice.");
-        root = Json::Value();
-    }
+    if (!ParseJson(text.data(), text.data() + text.size(), root, &duplicateKey) || !root.isObject()) root = Json::Value();
     if (root.isMember("version")) {
         const Json::Value& version = root["version"];
         version_ = version.isInt() ? static_cast<std::uint32_t>(version.asInt()) : version.asUInt();
@@ -124,6 +119,8 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
     if (!root.isMember(key))
         throw RomException("JsonSerializationFile cannot find any key named " + key + "\nin the file\n" + fileName_);
     value.swap(root[key]);
+    doubt_ = !duplicateKey.empty() ? "one of its objects has the key \"" + EscapedText(duplicateKey) + "\" twice."
+                                   : MayHoldUnwritableText(text) ? UnwritableText(value, key) : std::string();
 }
 
 }  // namespace Tervik::Rom::Common

@@ -23,11 +23,16 @@ public:
     std::uint32_t GetVersion() const { return version_; }
     // The "loomsteadVersion" of the last read or write; 0.0 before any.
     ProductVersion GetProductVersion() const { return productVersion_; }
+    // After a read, why a save would not give the file back as it stands, or "": one of its
+    // objects gives a key twice (the later value was taken), or a text of the value is one
+    // no save writes. The reader refuses the file for it once all else was read.
+    const std::string& Doubt() const { return doubt_; }
 
 private:
     std::string fileName_;
     std::uint32_t version_ = 0;
     ProductVersion productVersion_;
+    std::string doubt_;
 };
 
 }  // namespace Tervik::Rom::Common

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <utility>
+#include <vector>
 
 namespace Tervik::Rom::Common {
 
@@ -25,7 +26,7 @@ void FromEnvelope(const Json::Value& envelope, JsonService& object) {
 
 void WriteEnvelope(ISerializationFile& file, const JsonService& object) {
     const Json::Value envelope = ToEnvelope(object);
-    RequireUtf8(envelope["data"], "configuration", file.GetFileName());
+    RequireWritableTexts(envelope["data"], "configuration", file.GetFileName());
     file.GetStreamAdapter()->Write(envelope);
 }
 
@@ -65,67 +66,100 @@ void CPersistableJson::Resume(const std::string& fileName) {
     const std::unique_ptr<CPersistableJson> read = CopyForResume();
     read->FromJson(value, version);
     read->CheckResumed(fileName);
+    if (!file.Doubt().empty()) throw RomException("The file " + fileName + " cannot be resumed: " + file.Doubt());
     TakeResumed(*read);
     SetResumedVersion(version);
 }
 
-void CPersistableSerializationFactory::Serialize(ISerializationFile& file, const ISerializable& object) const {
-    IStreamAdapter& stream = *file.GetStreamAdapter();
-    stream.Write(kProductVersion.major);
-    stream.Write(kProductVersion.minor);
-    SerializeContent(file, object);
+void ISerializationFactory::RequireVersion(std::int32_t version, const char* head) const {
+    if (version != GetVersion())
+        throw RomException(head + std::to_string(version) + ". (Current supported version: " +
+                           std::to_string(GetVersion()) + ")");
 }
 
-void CPersistableSerializationFactory::Deserialize(ISerializationFile& file, ISerializable& object,
-                                                   std::int32_t version) const {
-    IStreamAdapter& stream = *file.GetStreamAdapter();
-    std::int32_t product[2] = {0, 0};
-    stream.Read(product, 2);
-    DeserializeContent(file, object, version);
+void RefuseResume(const std::string& fileName, const std::string& problem) {
+    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
 }
 
-void CPersistableSerializationFactory::CheckRestored(const ISerializable&, const std::string&) const {}
+namespace {
 
-void WriteObject(ISerializationFile& file, const ISerializable* object) {
+// Filled while the library is loaded, before any call can reach it; never freed, so that a
+// save made as the program ends still finds its factories.
+std::vector<const ISerializationFactory*>& Registry() {
+    static auto* const registry = new std::vector<const ISerializationFactory*>();
+    return *registry;
+}
+
+}  // namespace
+
+CSerializationFactoryRegistration::CSerializationFactoryRegistration(
+    std::initializer_list<const ISerializationFactory*> factories) {
+    Registry().insert(Registry().end(), factories.begin(), factories.end());
+}
+
+const ISerializationFactory& FindSerializationFactory(const std::string& uuid) {
+    for (const ISerializationFactory* factory : Registry())
+        if (uuid == factory->GetUuid()) return *factory;
+    throw RomException("Internal error: The SerializationFactory for the type " + uuid + " is missing.");
+}
+
+namespace {
+
+// An object frame up to the content; gives the factory of the object's type.
+const ISerializationFactory& WriteFrame(ISerializationFile& file, const ISerializable& object) {
     IStreamAdapter& stream = *file.GetStreamAdapter();
-    stream.Write(static_cast<std::uint32_t>(object == nullptr ? 1 : 0));
-    if (object == nullptr) return;
-    const char* uuid = object->GetSerializationUuid();
+    const char* uuid = object.GetSerializationUuid();
     if (uuid == nullptr || *uuid == '\0')
         throw RomException("Internal error: An object could not be serialized due to a missing serialization UUID.");
-    stream.Write(static_cast<std::int32_t>(kFileVersion));
     const ISerializationFactory& factory = FindSerializationFactory(uuid);
+    stream.Write(std::uint32_t{0});
+    stream.Write(static_cast<std::int32_t>(kFileVersion));
     stream.Write(uuid);
     stream.Write(factory.GetVersion());
-    factory.Serialize(file, *object);
+    stream.Write(kProductVersion.major);
+    stream.Write(kProductVersion.minor);
+    return factory;
+}
+
+}  // namespace
+
+void WriteObject(ISerializationFile& file, const ISerializable* object) {
+    if (object == nullptr)
+        file.GetStreamAdapter()->Write(std::uint32_t{1});
+    else
+        WriteFrame(file, *object).SerializeContent(file, *object);
+}
+
+void WriteObject(ISerializationFile& file, const ISerializable& object, const std::function<void()>& content) {
+    WriteFrame(file, object);
+    content();
 }
 
 const ISerializationFactory& ReadObject(ISerializationFile& file, ISerializable& object) {
     IStreamAdapter& stream = *file.GetStreamAdapter();
     std::uint32_t isNull = 0;
     stream.Read(&isNull, 1);
-    const ISerializationFactory* factory = nullptr;
-    std::int32_t version = 0;
-    if (isNull == 0) {
-        std::uint32_t frameVersion = 0;
-        stream.Read(&frameVersion, 1);
-        if (frameVersion > kFileVersion)
-            throw RomException("The file was saved with a future version (" + std::to_string(frameVersion) +
-                               ") of the product and cannot be resumed. The latest supported version of your "
-                               "installation is " +
-                               std::to_string(kFileVersion) + ".");
-        std::string uuid;
-        stream.Read(uuid);
-        factory = &FindSerializationFactory(uuid);
-        stream.Read(&version, 1);
-    }
-    if (factory == nullptr)
+    if (isNull != 0)
         throw RomException("Internal error: Tried to restore a NULL object to an already instanciated object.");
-    if (std::strcmp(factory->GetUuid(), object.GetSerializationUuid()) != 0)
-        throw RomException("The file " + file.GetFileName() + " holds an object of type " + factory->GetUuid() +
+    std::uint32_t frameVersion = 0;
+    stream.Read(&frameVersion, 1);
+    if (frameVersion > kFileVersion)
+        throw RomException("The file was saved with a future version (" + std::to_string(frameVersion) +
+                           ") of the product and cannot be resumed. The latest supported version of your "
+                           "installation is " +
+                           std::to_string(kFileVersion) + ".");
+    std::string uuid;
+    stream.Read(uuid);
+    const ISerializationFactory& factory = FindSerializationFactory(uuid);
+    std::int32_t version = 0;
+    stream.Read(&version, 1);
+    if (std::strcmp(factory.GetUuid(), object.GetSerializationUuid()) != 0)
+        throw RomException("The file " + file.GetFileName() + " holds an object of type " + factory.GetUuid() +
                            " where an object of type " + object.GetSerializationUuid() + " is expected.");
-    factory->Deserialize(file, object, version);
-    return *factory;
+    std::int32_t product[2] = {0, 0};  // the product version, which a reader does not need
+    stream.Read(product, 2);
+    factory.DeserializeContent(file, object, version);
+    return factory;
 }
 
 void CPersistableBinary::Save(const std::string& fileName) {
@@ -142,8 +176,10 @@ void CPersistableBinary::Resume(const std::string& fileName) {
     CSerializationFile file;
     file.OpenForDeserializing(fileName);
     const ISerializationFactory& factory = ReadObject(file, *read);
+    const std::string doubt = file.GetStreamAdapter()->Doubt();
     file.Close();
     factory.CheckRestored(*read, fileName);
+    if (!doubt.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + doubt);
     TakeResumed(*read);
 }
 

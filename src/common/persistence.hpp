@@ -3,6 +3,8 @@
 #define TERVIK_ROM_SRC_COMMON_PERSISTENCE_HPP
 
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -53,29 +55,25 @@ protected:
 class ISerializationFactory {
 public:
     virtual ~ISerializationFactory() = default;
-    // Product version, then the content.
-    virtual void Serialize(ISerializationFile& file, const ISerializable& object) const = 0;
-    // Reads the product version, then restores the content into an existing object.
-    virtual void Deserialize(ISerializationFile& file, ISerializable& object, std::int32_t version) const = 0;
     virtual std::int32_t GetVersion() const = 0;
     virtual const char* GetUuid() const = 0;
+    // The object's content, inside the object frame WriteObject and ReadObject handle.
     virtual void SerializeContent(ISerializationFile& file, const ISerializable& object) const = 0;
+    // Restores the content of a frame of the given type version into an existing object.
     virtual void DeserializeContent(ISerializationFile& file, ISerializable& object, std::int32_t version) const = 0;
     // Refuses an object just restored from a whole file when its parts disagree (a reader
     // checks only what it needs to read on); throws naming the file.
     virtual void CheckRestored(const ISerializable& object, const std::string& fileName) const = 0;
-};
 
-class CPersistableSerializationFactory : public ISerializationFactory {
-public:
-    void Serialize(ISerializationFile& file, const ISerializable& object) const override;
-    void Deserialize(ISerializationFile& file, ISerializable& object, std::int32_t version) const override;
-    void CheckRestored(const ISerializable& object, const std::string& fileName) const override;
+protected:
+    // Throws head + version + ". (Current supported version: " + GetVersion() + ")" unless
+    // the version read is this type's.
+    void RequireVersion(std::int32_t version, const char* head) const;
 };
 
 // A factory for objects of class T: the content operations receive a T.
 template <class T>
-class CSerializationFactory : public CPersistableSerializationFactory {
+class CSerializationFactory : public ISerializationFactory {
 public:
     void SerializeContent(ISerializationFile& file, const ISerializable& object) const final {
         Write(file, Cast<const T>(object));
@@ -106,12 +104,25 @@ private:
     }
 };
 
+// Throws "The file <fileName> cannot be resumed: <problem>" unless problem is "".
+void RefuseResume(const std::string& fileName, const std::string& problem);
+
+// The registry of the factories, by the UUID text of their type. Each family registers its
+// own where it defines them, as the library is loaded:
+//   const CSerializationFactoryRegistration registration{&snapshotFactory, &componentDataFactory};
+class CSerializationFactoryRegistration {
+public:
+    CSerializationFactoryRegistration(std::initializer_list<const ISerializationFactory*> factories);
+};
 // The registered factory for a UUID text; throws when there is none.
 const ISerializationFactory& FindSerializationFactory(const std::string& uuid);
 
-// Writes an object frame (a nested-object record inside another object's content);
-// null writes the null flag alone.
+// Writes an object frame (a nested-object record inside another object's content): the
+// null flag, the frame version, the type's UUID and version, the product version, then the
+// content, which the type's factory writes, or content() where the caller lends the writer
+// something of its own. Null writes the null flag alone.
 void WriteObject(ISerializationFile& file, const ISerializable* object);
+void WriteObject(ISerializationFile& file, const ISerializable& object, const std::function<void()>& content);
 // Reads an object frame into an existing object; gives the factory that read it.
 const ISerializationFactory& ReadObject(ISerializationFile& file, ISerializable& object);
 

@@ -72,11 +72,11 @@ void CStreamAdapter::Read(Json::Value& value) {
     std::string text;
     Read(text);
     std::string duplicateKey;
-    if (ParseJson(text.data(), text.data() + text.size(), value, &duplicateKey)) return;
-    if (duplicateKey.empty()) ThrowReadError();
-    throw RomException("The file " + fileName_ +
-                       " cannot be resumed: one of the objects of its JSON text has the key \"" +
-                       EscapedText(duplicateKey) + "\" twice.");
+    if (!ParseJson(text.data(), text.data() + text.size(), value, &duplicateKey)) ThrowReadError();
+    if (!doubt_.empty()) return;
+    doubt_ = !duplicateKey.empty()
+                 ? "one of the objects of its JSON text has the key \"" + EscapedText(duplicateKey) + "\" twice."
+                 : MayHoldUnwritableText(text) ? UnwritableText(value, "") : std::string();
 }
 
 void CStreamAdapter::Read(std::string& text) {

@@ -54,6 +54,13 @@ public:
     virtual std::uint64_t GetRemainingBytes() const = 0;
     // Throws the read error unless count elements of size bytes remain.
     void RequireRemaining(std::uint64_t count, std::uint64_t size) const;
+    // Why a JSON text read so far would not be saved back as it stands (the first: a key
+    // given twice in one object, or a text no save writes), or "". The reader refuses the
+    // file for it once all else was read.
+    const std::string& Doubt() const { return doubt_; }
+
+protected:
+    std::string doubt_;
 };
 
 class CStreamAdapter : public IStreamAdapter {

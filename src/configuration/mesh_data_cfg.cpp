@@ -255,8 +255,7 @@ void CMeshDataCfg::SwapWith(CMeshDataCfg& other) noexcept {
 }
 
 void CMeshDataCfg::CheckResumed(const std::string& fileName) const {
-    const std::string problem = CoordinateTableProblem(nodeData_);
-    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+    Common::RefuseResume(fileName, CoordinateTableProblem(nodeData_));
 }
 
 void CMeshDataCfg::TakeResumed(Common::CPersistableJson& read) noexcept {

@@ -246,8 +246,7 @@ std::unique_ptr<Common::CPersistableJson> CRomSetupCfg::CopyForResume() const {
 }
 
 void CRomSetupCfg::CheckResumed(const std::string& fileName) const {
-    const std::string problem = CoordinateTableProblem(meshData_.GetNodeDataCfg());
-    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+    Common::RefuseResume(fileName, CoordinateTableProblem(meshData_.GetNodeDataCfg()));
 }
 
 void CRomSetupCfg::TakeResumed(Common::CPersistableJson& read) noexcept {

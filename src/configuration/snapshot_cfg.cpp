@@ -126,8 +126,7 @@ std::unique_ptr<Common::CPersistableJson> CSnapshotCfg::CopyForResume() const {
 }
 
 void CSnapshotCfg::CheckResumed(const std::string& fileName) const {
-    const std::string problem = IdProblem();
-    if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+    Common::RefuseResume(fileName, IdProblem());
 }
 
 void CSnapshotCfg::TakeResumed(Common::CPersistableJson& read) noexcept {

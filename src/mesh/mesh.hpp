@@ -23,7 +23,7 @@ struct ElementKind {
     std::int32_t nodeCount;
 };
 inline constexpr ElementKind kElementKinds[] = {
-#define TERVIK_ROM_KIND(name, type, nodeCount) {#name, type, nodeCount},
+#define TERVIK_ROM_KIND(name, type, nodeCount, ...) {#name, type, nodeCount},
     TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_KIND)
 #undef TERVIK_ROM_KIND
 };
@@ -134,7 +134,7 @@ public:
     bool IsInitialized() const override { return initialized_ && meshData_.IsInitialized(); }
 
     INode* AddNode() override;
-#define TERVIK_ROM_ADD_STD(name, type, nodeCount) \
+#define TERVIK_ROM_ADD_STD(name, type, ...) \
     I##name* Add##name() override { return AddStd<type>(); }
     TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_ADD_STD)
 #undef TERVIK_ROM_ADD_STD

@@ -6,32 +6,29 @@ namespace Tervik::Rom::Project {
 
 namespace {
 
+constexpr char kProjectUuid[] = "FB0C4231-34CF-4942-8D1A-1D93C99E02D7";
+
 class CProjectFactory final : public Common::CSerializationFactory<CProject> {
 public:
     std::int32_t GetVersion() const override { return 1; }
-    const char* GetUuid() const override { return "FB0C4231-34CF-4942-8D1A-1D93C99E02D7"; }
+    const char* GetUuid() const override { return kProjectUuid; }
 
 protected:
     void Write(Common::ISerializationFile& file, const CProject& project) const override {
         file.GetStreamAdapter()->Write(project.GetInternalId());
     }
     void Read(Common::ISerializationFile& file, CProject& project, std::int32_t version) const override {
-        if (version != GetVersion())
-            throw Common::RomException("The project has been saved using the unsupported version " +
-                                       std::to_string(version) + ". (Current supported version: " +
-                                       std::to_string(GetVersion()) + ")");
+        RequireVersion(version, "The project has been saved using the unsupported version ");
         std::string id;
         file.GetStreamAdapter()->Read(id);
         project.SetInternalId(id);
     }
 };
 
-}  // namespace
+const CProjectFactory factory;
+const Common::CSerializationFactoryRegistration registration{&factory};
 
-const Common::ISerializationFactory& ProjectSerializationFactory() {
-    static const CProjectFactory factory;
-    return factory;
-}
+}  // namespace
 
 bool CProject::Compare(const Common::IRomObject* other) const {
     const auto* project = dynamic_cast<const CProject*>(other);
@@ -40,7 +37,7 @@ bool CProject::Compare(const Common::IRomObject* other) const {
 
 const std::string& CProject::GetFileExtension() const { return Common::FileExtension::Project(); }
 
-const char* CProject::GetSerializationUuid() const { return ProjectSerializationFactory().GetUuid(); }
+const char* CProject::GetSerializationUuid() const { return kProjectUuid; }
 
 void CProject::ToJson(Json::Value& value) const { InternalIdToJson(value); }
 

@@ -27,9 +27,6 @@ protected:
     }
 };
 
-// Body: the internal id as a string.
-const Common::ISerializationFactory& ProjectSerializationFactory();
-
 }  // namespace Tervik::Rom::Project
 
 #endif

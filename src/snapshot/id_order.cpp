@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/serialization_file.hpp"
+#include "common/zeroed_memory.hpp"
 #include "snapshot/value_room.hpp"
 
 #include <sys/mman.h>
@@ -195,9 +196,7 @@ void CopyValues(double* to, const double* from, std::uint32_t count) noexcept {
 
 // ---- Working memory ------------------------------------------------------------
 
-namespace {
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
-}
+using Common::kHugePage;
 
 void* ScratchBlock::Reserve(std::size_t bytes) {
     if (capacity_ >= bytes) return data_;

@@ -32,38 +32,58 @@ TEST(Exports, FileExtensions) {
     EXPECT_EQ(&GetFactory(), &GetFactory());
 }
 
-TEST(Exports, ReleaseAcceptsNull) { EXPECT_EQ(RomFactoryRelease(nullptr), nullptr); }
-
-TEST(Exports, PointsThroughTheBoundary) {
-    RomObject* a = Create(RomFactoryCreateUserPoint).release();
-    RomObject* b = Create(RomFactoryCreateUserPoint).release();
-    ASSERT_NE(a, nullptr);
-    ROM_OK(RomPointSetValue(a, "x", 1.0));
-    ROM_OK(RomPointSetValue(b, "x", 1.0));
-    ROM_OK(RomPointSetValue(b, "y", 2.0));
-
-    std::uint32_t flag = 9;
-    ROM_OK(RomPointEquals(a, b, &flag));
-    EXPECT_EQ(flag, 1u);
-    ROM_OK(RomPointEquals(b, a, &flag));
-    EXPECT_EQ(flag, 0u);
-    ROM_OK(RomPointHasValue(a, "y", &flag));
-    EXPECT_EQ(flag, 0u);
-
-    ROM_OK(RomPointCopyTo(b, a));
+// Each export of the points, the snapshot cache and the project reaches its operation with
+// its arguments in order; what the operations do is tested on the classes themselves.
+TEST(Exports, PointsCachesAndProjectsThroughTheBoundary) {
+    EXPECT_EQ(RomFactoryRelease(nullptr), nullptr);
+    const Owned a = Create(RomFactoryCreateUserPoint), b = Create(RomFactoryCreateUserPoint);
+    ROM_OK(RomPointSetValue(a.get(), "x", 1.0));
+    ROM_OK(RomPointSetValue(b.get(), "x", 1.0));
+    ROM_OK(RomPointSetValue(b.get(), "y", 2.0));
+    EXPECT_EQ(Read(RomPointEquals, a.get(), b.get()), 1u);
+    EXPECT_EQ(Read(RomPointEquals, b.get(), a.get()), 0u);
+    EXPECT_EQ(Read(RomPointHasValue, a.get(), "y"), 0u);
+    ROM_OK(RomPointCopyTo(b.get(), a.get()));
     double value = 0;
-    EXPECT_EQ(RomPointTryGetValue(a, "y", &value), 1u);
+    EXPECT_EQ(RomPointTryGetValue(a.get(), "y", &value), 1u);
     EXPECT_EQ(value, 2.0);
+    ROM_OK(RomPointClear(a.get()));
+    EXPECT_EQ(TextOf(RomPointGetValue(a.get(), "x", &value)), "The point does not contains the parameter x.");
+    EXPECT_EQ(RomPointTryGetValue(a.get(), "x", &value), 0u);
+    EXPECT_EQ(value, 2.0) << "out-parameter written on failure";
 
-    ROM_OK(RomPointClear(a));
-    value = 5;
-    EXPECT_EQ(TextOf(RomPointGetValue(a, "x", &value)), "The point does not contains the parameter x.");
-    EXPECT_EQ(value, 5) << "out-parameter written on failure";
-    EXPECT_EQ(RomPointTryGetValue(a, "x", &value), 0u);
-    EXPECT_EQ(value, 5);
+    const Owned cache = Create(RomFactoryCreateSnapshotCache), output = Create(RomFactoryCreateUserPoint);
+    ROM_OK(RomPointSetValue(output.get(), "lift", 0.5));
+    std::uint32_t added = 9;
+    ROM_OK(RomSnapshotCachePush(cache.get(), b.get(), output.get(), "run.romsnp", &added));
+    EXPECT_EQ(added, 1u);
+    ROM_OK(RomSnapshotCachePush(cache.get(), b.get(), output.get(), "again.romsnp", &added));
+    EXPECT_EQ(added, 0u);
+    RomObject* entry = Read(RomSnapshotCachePull, cache.get(), b.get());
+    ASSERT_NE(entry, nullptr);
+    EXPECT_STREQ(Read(RomSnasphotCacheEntryGetSnapshotFile, entry), "run.romsnp");
+    EXPECT_EQ(Read(RomPointGetValue, Child(RomSnapshotCacheEntryGetOutputPoint, entry), "lift"), 0.5);
+    ROM_OK(RomPointSetValue(Child(RomSnapshotCacheEntryGetInputPoint, entry), "x", 2));
+    EXPECT_EQ(TextOf(RomPersistableSave(cache.get(), "/nonexistent-folder/c.romcch")),
+              "Could not open the file /nonexistent-folder/c.romcch.");
+    EXPECT_EQ(TextOf(RomPersistableResume(cache.get(), "/nonexistent-folder/c.romcch")),
+              "JsonSerializationFile does not exist!\nProvided complete path to file is :\n"
+              "/nonexistent-folder/c.romcch");
+    ROM_OK(RomSnapshotCacheClear(cache.get()));
+    EXPECT_EQ(Read(RomSnapshotCachePull, cache.get(), b.get()), nullptr);
+    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache.get(), cache.get(), &entry)),
+              "Invalid object handle: expected IPoint.");
 
-    ROM_OK(RomFactoryRelease(a));
-    ROM_OK(RomFactoryRelease(b));
+    const Owned p = Create(RomFactoryCreateProject), q = Create(RomFactoryCreateProject);
+    EXPECT_EQ(Read(RomProjectComparison, p.get(), p.get()), 1u);
+    EXPECT_EQ(Read(RomProjectComparison, p.get(), q.get()), 0u);
+    EXPECT_EQ(Read(RomProjectComparison, p.get(), a.get()), 0u) << "another kind";
+    EXPECT_EQ(TextOf(RomProjectComparison(a.get(), p.get(), &added)), "Invalid object handle: expected IProject.");
+    const std::string path = testing::TempDir() + "exports_project.rompjt";
+    ROM_OK(RomPersistableSave(p.get(), path.c_str()));
+    ROM_OK(RomPersistableResume(q.get(), path.c_str()));
+    EXPECT_EQ(Read(RomProjectComparison, q.get(), p.get()), 1u);
+    std::remove(path.c_str());
 }
 
 TEST(Exports, BadArgumentsBecomeExceptionHandles) {
@@ -89,75 +109,6 @@ TEST(Exports, BadArgumentsBecomeExceptionHandles) {
     EXPECT_EQ(value, 3);
 }
 
-TEST(Exports, FactoryForCppClients) {
-    Tervik::Rom::Snapshot::IUserPoint* point = GetFactory().CreateUserPoint();
-    point->SetValue("x", 4);
-    const Owned handle(point);
-    double value = 0;
-    ROM_OK(RomPointGetValue(handle.get(), "x", &value));
-    EXPECT_EQ(value, 4);
-}
-
-TEST(Exports, SnapshotCacheThroughTheBoundary) {
-    const Owned cache = Create(RomFactoryCreateSnapshotCache), input = Create(RomFactoryCreateUserPoint),
-                output = Create(RomFactoryCreateUserPoint);
-    ASSERT_NE(cache, nullptr);
-    ROM_OK(RomPointSetValue(input.get(), "x", 1));
-    ROM_OK(RomPointSetValue(output.get(), "lift", 0.5));
-
-    std::uint32_t added = 9;
-    ROM_OK(RomSnapshotCachePush(cache.get(), input.get(), output.get(), "run.romsnp", &added));
-    EXPECT_EQ(added, 1u);
-    ROM_OK(RomSnapshotCachePush(cache.get(), input.get(), output.get(), "again.romsnp", &added));
-    EXPECT_EQ(added, 0u);
-
-    RomObject* entry = nullptr;
-    ROM_OK(RomSnapshotCachePull(cache.get(), input.get(), &entry));
-    ASSERT_NE(entry, nullptr);
-    const char* file = nullptr;
-    ROM_OK(RomSnasphotCacheEntryGetSnapshotFile(entry, &file));
-    EXPECT_STREQ(file, "run.romsnp");
-    double lift = 0;
-    ROM_OK(RomPointGetValue(Child(RomSnapshotCacheEntryGetOutputPoint, entry), "lift", &lift));
-    EXPECT_EQ(lift, 0.5);
-    EXPECT_EQ(TextOf(RomPointSetValue(Child(RomSnapshotCacheEntryGetInputPoint, entry), "x", 2)), kOk)
-        << "entry points are writable";
-
-    EXPECT_EQ(TextOf(RomPersistableSave(cache.get(), "/nonexistent-folder/c.romcch")),
-              "Could not open the file /nonexistent-folder/c.romcch.");
-    EXPECT_EQ(TextOf(RomPersistableResume(cache.get(), "/nonexistent-folder/c.romcch")),
-              "JsonSerializationFile does not exist!\nProvided complete path to file is :\n/nonexistent-folder/c.romcch");
-
-    ROM_OK(RomSnapshotCacheClear(cache.get()));
-    entry = input.get();
-    ROM_OK(RomSnapshotCachePull(cache.get(), input.get(), &entry));
-    EXPECT_EQ(entry, nullptr);
-    EXPECT_EQ(TextOf(RomSnapshotCachePull(cache.get(), cache.get(), &entry)), "Invalid object handle: expected IPoint.");
-}
-
-TEST(Exports, ProjectsThroughTheBoundary) {
-    const Owned a = Create(RomFactoryCreateProject), b = Create(RomFactoryCreateProject),
-                point = Create(RomFactoryCreateUserPoint);
-    const auto same = [](const Owned& x, RomObject* y) {
-        std::uint32_t flag = 7;
-        ROM_OK(RomProjectComparison(x.get(), y, &flag));
-        return flag;
-    };
-    EXPECT_EQ(same(a, a.get()), 1u);
-    EXPECT_EQ(same(a, b.get()), 0u);
-    EXPECT_EQ(same(a, point.get()), 0u) << "another kind compares unequal";
-    std::uint32_t flag = 7;
-    EXPECT_EQ(TextOf(RomProjectComparison(point.get(), a.get(), &flag)), "Invalid object handle: expected IProject.");
-
-    const std::string path = testing::TempDir() + "exports_project.rompjt";
-    ROM_OK(RomPersistableSave(a.get(), path.c_str()));
-    ROM_OK(RomPersistableResume(b.get(), path.c_str()));
-    EXPECT_EQ(same(b, a.get()), 1u);
-    EXPECT_EQ(TextOf(RomPersistableResume(b.get(), (path + ".bak").c_str())),
-              "The file " + path + ".bak do not have the expected extension rompjt.");
-    std::remove(path.c_str());
-}
-
 TEST(Exports, CppClientsCastAndCatchTheLibrarysTypes) {
     using namespace Tervik::Rom;
     const std::unique_ptr<Snapshot::IUserPoint> point(GetFactory().CreateUserPoint());
@@ -171,4 +122,8 @@ TEST(Exports, CppClientsCastAndCatchTheLibrarysTypes) {
         EXPECT_STREQ(e.what(), "The point does not contains the parameter x.");
     }
     EXPECT_THROW(GetFactory().CreateAndResumeProject("missing.rompjt"), Common::RomException);
+    point->SetValue("x", 4);
+    double value = 0;
+    ROM_OK(RomPointGetValue(handle, "x", &value));
+    EXPECT_EQ(value, 4) << "a C++ object is a handle";
 }

@@ -166,19 +166,6 @@ TEST_F(SerializationFileTest, NonAsciiNamesAreUtf8) {
     EXPECT_EQ(text, "x");
 }
 
-TEST_F(SerializationFileTest, AnUnclosedOutputLeavesTheOldFileAsItWas) {
-    const std::string path = Path("keep.bin");
-    WriteBytes(path, "old content");
-    {
-        CSerializationFile file;
-        file.OpenForSerializing(path);
-        file.GetStreamAdapter()->Write("half of a new content");
-        // Destroyed without Close, as when a writer throws.
-    }
-    EXPECT_EQ(ReadBytes(path), "old content");
-    EXPECT_EQ(Files(), std::vector<std::string>{"keep.bin"});
-}
-
 TEST_F(SerializationFileTest, RenameFailureIsAWriteError) {
     // The target is a non-empty folder: the new file cannot replace it.
     std::filesystem::create_directories(dir_ / "taken" / "inside");

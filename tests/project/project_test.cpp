@@ -25,16 +25,6 @@ TEST(Project, ComparesByInternalId) {
     EXPECT_TRUE(a.Compare(&b));
 }
 
-TEST_F(ProjectTest, ResumedProjectIsTheSavedOne) {
-    CProject saved;
-    saved.Save(Path("p.rompjt"));
-    CProject resumed;
-    EXPECT_FALSE(resumed.Compare(&saved));
-    resumed.Resume(Path("p.rompjt"));
-    EXPECT_TRUE(resumed.Compare(&saved));
-    EXPECT_TRUE(saved.Compare(&resumed));
-}
-
 TEST_F(ProjectTest, UnsupportedVersionKeepsTheId) {
     CProject saved;
     saved.Save(Path("p.rompjt"));

@@ -22,11 +22,19 @@ inline std::string TextOf(RomExceptionHandle error) {
 
 #define ROM_OK(call) EXPECT_EQ(TextOf(call), kOk) << #call
 
-// What a getter writes to its out-parameter.
+// What a getter writes to its out-parameter, given the argument before it, if any.
 template <class T>
 T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
     T value{};
     ROM_OK(get(object, &value));
+    return value;
+}
+template <class T>
+struct Given { using type = T; };
+template <class A, class T>
+T Read(RomExceptionHandle (*get)(RomObject*, A, T*), RomObject* object, typename Given<A>::type argument) {
+    T value{};
+    ROM_OK(get(object, argument, &value));
     return value;
 }
 

@@ -94,4 +94,30 @@ std::vector<T> Values(std::uint32_t count, int first) {
     return values;
 }
 
+// Mesh data of a shape of the default element tables (any nodes and supports), every table
+// filled; scale tells two apart.
+inline Owned FilledMeshData(const MeshShape& shape = MeshShape(), int scale = 1) {
+    Owned data = NewMeshData(shape);
+    RomObject* d = data.get();
+    const std::vector<std::int32_t> ids = Values<std::int32_t>(shape.nodes, scale);
+    const std::vector<double> xyz = Values<double>(shape.nodes * std::uint32_t(shape.dimension), 10 * scale);
+    ROM_OK(RomNodeDataCopyIds(NodeData(d), ids.data(), 0, 0));
+    ROM_OK(RomNodeDataCopyCoordinateTable(NodeData(d), xyz.data(), 0, 0));
+    // A triangle and a line of each kind; polyhedrons of two faces and of one.
+    const std::vector<std::int32_t> types{5, 1}, connectivity{0, 1, 2, 0, 1}, polygons{3, 0, 1, 2, 2, 1, 2};
+    const std::vector<std::int32_t> polyhedrons{2, 3, 0, 1, 2, 2, 1, 2, 1, 3, 0, 1, 2};
+    ROM_OK(RomStdElementDataCopyIds(StdElements(d), ids.data(), 0, 2));
+    ROM_OK(RomStdElementDataCopyTypes(StdElements(d), types.data(), 0, 0));
+    ROM_OK(RomStdElementDataCopyConnectivityTable(StdElements(d), connectivity.data(), 0, 0));
+    ROM_OK(RomPolygonDataCopyIds(Polygons(d), ids.data(), 0, 2));
+    ROM_OK(RomPolygonDataCopyConnectivityTable(Polygons(d), polygons.data(), 0, 0));
+    ROM_OK(RomPolyhedronDataCopyIds(Polyhedrons(d), ids.data(), 0, 2));
+    ROM_OK(RomPolyhedronDataCopyConnectivityTable(Polyhedrons(d), polyhedrons.data(), 0, 0));
+    for (const auto& region : shape.regions)
+        for (const std::string& id : region)
+            ROM_OK(RomSupportDataCopyEntities(SupportData(d, id), Values<std::int32_t>(shape.supportSize, scale).data(),
+                                              0, 0));
+    return data;
+}
+
 #endif

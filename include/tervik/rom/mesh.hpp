@@ -128,7 +128,7 @@ template <int Type>
 class IStdElementOf : public IStdElement {};
 
 // IPoint0 = IStdElementOf<RomElementTypePoint0>, ILine2, ..., IPyramid13: one per kind.
-#define TERVIK_ROM_STD_ELEMENT(name, type, nodeCount) using I##name = IStdElementOf<RomElementType##name>;
+#define TERVIK_ROM_STD_ELEMENT(name, ...) using I##name = IStdElementOf<RomElementType##name>;
 TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_STD_ELEMENT)
 #undef TERVIK_ROM_STD_ELEMENT
 
@@ -162,7 +162,7 @@ class IMesh : public virtual Configuration::IConfigurable<Configuration::IMeshDa
 public:
     virtual INode* AddNode() = 0;
     // AddPoint0, AddLine2, ..., AddPyramid13: one per kind, in the order of the kinds.
-#define TERVIK_ROM_MESH_ADD(name, type, nodeCount) virtual I##name* Add##name() = 0;
+#define TERVIK_ROM_MESH_ADD(name, ...) virtual I##name* Add##name() = 0;
     TERVIK_ROM_ELEMENT_KINDS(TERVIK_ROM_MESH_ADD)
 #undef TERVIK_ROM_MESH_ADD
     virtual IPolygon* AddPolygon() = 0;

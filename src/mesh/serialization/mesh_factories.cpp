@@ -1,9 +1,8 @@
 // Bodies of the mesh files. Every body starts with the object's configuration; array
 // lengths are never written, the reader takes them from that configuration.
-#include "mesh/serialization/mesh_factories.hpp"
-
 #include <string>
 
+#include "common/persistence.hpp"
 #include "mesh/mesh_data.hpp"
 
 namespace Tervik::Rom::Mesh {
@@ -14,12 +13,6 @@ using namespace Common;
 using Configuration::SupportContext;
 
 constexpr std::int32_t kVersion = 1;
-
-void CheckVersion(std::int32_t version, const char* head) {
-    if (version != kVersion)
-        throw RomException(head + std::to_string(version) + ". (Current supported version: " +
-                           std::to_string(kVersion) + ")");
-}
 
 void Require(bool condition, const char* missing) {
     if (!condition) throw RomException(missing);
@@ -34,8 +27,7 @@ void WriteConfiguration(ISerializationFile& file, const JsonService& configurati
 template <class Cfg>
 void CheckRead(const ISerializationFile&, const Cfg&) {}
 void CheckNodes(const ISerializationFile& file, const Configuration::INodeDataCfg& cfg) {
-    const std::string problem = Configuration::CoordinateTableProblem(cfg);
-    if (!problem.empty()) throw RomException("The file " + file.GetFileName() + " cannot be resumed: " + problem);
+    RefuseResume(file.GetFileName(), Configuration::CoordinateTableProblem(cfg));
 }
 void CheckRead(const ISerializationFile& file, const Configuration::CNodeDataCfg& cfg) {
     cfg.Check();
@@ -99,7 +91,7 @@ protected:
         WriteTable(file, data.Coordinates());
     }
     void Read(ISerializationFile& file, CNodeData& data, std::int32_t version) const override {
-        CheckVersion(version, "The node data have been saved using the unsupported version ");
+        RequireVersion(version, "The node data have been saved using the unsupported version ");
         Configuration::CNodeDataCfg cfg;
         ReadConfiguration(file, data, cfg, [](const Configuration::CNodeDataCfg& c) {
             return std::uint64_t{c.GetCount()} * 4 + std::uint64_t{c.GetCoordinateTableSize()} * 8;
@@ -153,7 +145,7 @@ protected:
         WriteTable(file, data.Connectivity());
     }
     void Read(ISerializationFile& file, Data& data, std::int32_t version) const override {
-        CheckVersion(version, version_);
+        this->RequireVersion(version, version_);
         Cfg cfg;
         ReadConfiguration(file, data, cfg, [](const Cfg& c) {
             return (std::uint64_t{c.GetCount()} + c.GetConnectivityTableSize()) * 4;
@@ -178,7 +170,7 @@ protected:
         WriteTable(file, data.Entities());
     }
     void Read(ISerializationFile& file, CSupportData& data, std::int32_t version) const override {
-        CheckVersion(version, "The mesh has been saved using the unsupported version ");
+        RequireVersion(version, "The mesh has been saved using the unsupported version ");
         Configuration::CSupportCfg cfg;
         cfg.SetContext(SupportContext::MeshSupportData);
         ReadConfiguration(file, data, cfg, [](const Configuration::CSupportCfg& c) {
@@ -212,7 +204,7 @@ protected:
         for (const CSupportData* data : datas.Members()) WriteObject(file, data);
     }
     void Read(ISerializationFile& file, CSupportDatas& datas, std::int32_t version) const override {
-        CheckVersion(version, "The support data container has been saved using the unsupported version ");
+        RequireVersion(version, "The support data container has been saved using the unsupported version ");
         Configuration::CSupportCfgs cfg;
         CSupportCfgsJson reader(cfg);
         ReadConfiguration(file, datas, cfg, reader, kNothingAnnounced);
@@ -236,7 +228,7 @@ protected:
         ForEachPart(data, [&](auto& part) { WriteObject(file, &part); });
     }
     void Read(ISerializationFile& file, Data& data, std::int32_t version) const override {
-        CheckVersion(version, version_);
+        this->RequireVersion(version, version_);
         Cfg cfg;
         ReadConfiguration(file, data, cfg, kNothingAnnounced);
         ForEachPart(data, [&](auto& part) { ReadObject(file, part); });
@@ -432,7 +424,7 @@ protected:
         if (mesh.SupportDatas().IsInitialized()) WriteObject(file, &mesh.SupportDatas());
     }
     void Read(ISerializationFile& file, CMeshData& mesh, std::int32_t version) const override {
-        CheckVersion(version, "The mesh data have been saved using the unsupported version ");
+        RequireVersion(version, "The mesh data have been saved using the unsupported version ");
         Configuration::CMeshDataCfg cfg;
         ReadConfiguration(file, mesh, cfg, kNothingAnnounced);
         if (mesh.NodeData().IsInitialized()) ReadObject(file, mesh.NodeData());
@@ -440,36 +432,31 @@ protected:
         if (mesh.SupportDatas().IsInitialized()) ReadObject(file, mesh.SupportDatas());
     }
     void Check(const CMeshData& mesh, const std::string& fileName) const override {
-        const std::string problem = MeshDataProblem(mesh);
-        if (!problem.empty()) throw RomException("The file " + fileName + " cannot be resumed: " + problem);
+        RefuseResume(fileName, MeshDataProblem(mesh));
     }
 };
 
-}  // namespace
+const CMeshDataFactory meshData;
+const CNodeDataFactory nodeData;
+const CTwoPartFactory<CElementData, kElementDataUuid, false> elementData(
+    "The element data have been saved using the unsupported version ");
+const CStdElementDataFactory stdElementData;
+const CTwoPartFactory<CUserElementData, kUserElementDataUuid, true> userElementData(
+    "The user element data has been saved using the unsupported version ");
+const CUserTableFactory<CPolygonData, Configuration::CPolygonDataCfg, kPolygonDataUuid> polygonData(
+    "Trying to serialize CPolygonData without configuration !", "Trying to serialize CPolygonData without ids !",
+    "Trying to serialize CPolygonData without connectivity table !",
+    "The polygon data has been saved using the unsupported version ");
+const CUserTableFactory<CPolyhedronData, Configuration::CPolyhedronDataCfg, kPolyhedronDataUuid> polyhedronData(
+    "Trying to serialize CPolyhedronData without configuration !", "Trying to serialize CPolyhedronData without ids !",
+    "Trying to serialize CPolyhedronData without connectivity table !",
+    "The polyhedron data has been saved using the unsupported version ");
+const CSupportDataFactory supportData;
+const CSupportDatasFactory supportDatas;
+const CSerializationFactoryRegistration registration{
+    &meshData, &nodeData, &elementData, &stdElementData, &userElementData,
+    &polygonData, &polyhedronData, &supportData, &supportDatas};
 
-const ISerializationFactory* const* MeshSerializationFactories() {
-    static const CMeshDataFactory meshData;
-    static const CNodeDataFactory nodeData;
-    static const CTwoPartFactory<CElementData, kElementDataUuid, false> elementData(
-        "The element data have been saved using the unsupported version ");
-    static const CStdElementDataFactory stdElementData;
-    static const CTwoPartFactory<CUserElementData, kUserElementDataUuid, true> userElementData(
-        "The user element data has been saved using the unsupported version ");
-    static const CUserTableFactory<CPolygonData, Configuration::CPolygonDataCfg, kPolygonDataUuid> polygonData(
-        "Trying to serialize CPolygonData without configuration !", "Trying to serialize CPolygonData without ids !",
-        "Trying to serialize CPolygonData without connectivity table !",
-        "The polygon data has been saved using the unsupported version ");
-    static const CUserTableFactory<CPolyhedronData, Configuration::CPolyhedronDataCfg, kPolyhedronDataUuid>
-        polyhedronData("Trying to serialize CPolyhedronData without configuration !",
-                       "Trying to serialize CPolyhedronData without ids !",
-                       "Trying to serialize CPolyhedronData without connectivity table !",
-                       "The polyhedron data has been saved using the unsupported version ");
-    static const CSupportDataFactory supportData;
-    static const CSupportDatasFactory supportDatas;
-    static const ISerializationFactory* const factories[kMeshFactoryCount] = {
-        &meshData, &nodeData, &elementData, &stdElementData, &userElementData,
-        &polygonData, &polyhedronData, &supportData, &supportDatas};
-    return factories;
-}
+}  // namespace
 
 }  // namespace Tervik::Rom::Mesh

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <tervik/rom/rom.h>
 
 #include "support/temp_dir.hpp"
@@ -336,6 +338,40 @@ TEST_F(MeshDataFiles, CreateAndInitFromASavedConfiguration) {
     EXPECT_EQ(untouched, cfg.get());
     EXPECT_NE(TextOf(RomFactoryCreateAndInitMeshData(&untouched, Path("missing.romcfg").c_str())), kOk);
     EXPECT_EQ(untouched, cfg.get());
+}
+
+// Counts whose coordinates make no table are refused when a data object is given them
+// (Check and the getter keep their stated results), and tables that memory cannot hold
+// are refused with their sizes.
+TEST_F(MeshDataFiles, SizesThatCannotBeHeld) {
+    Owned cfg = NewConfiguration(Shape());
+    RomObject* nodes = Child(RomMeshDataCfgConfigureNodeData, cfg.get());
+    ROM_OK(RomNodeDataCfgSetCount(nodes, 65536));
+    ROM_OK(RomNodeDataCfgSetDimension(nodes, 65537));
+    ROM_OK(RomConfigurationCheck(cfg.get()));
+    EXPECT_EQ(Read(RomNodeDataCfgGetCoordinateTableSize, nodes), 65536u);
+    Owned data = Create(RomFactoryCreateMeshData);
+    EXPECT_EQ(TextOf(RomMeshDataInitialize(data.get(), cfg.get())),
+              "The node data configuration announces 65536 nodes of dimension 65537, 4295032832 coordinates, where a "
+              "table holds at most 4294967295 values.");
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers reserve address space of their own: no limit can be set here";
+#else
+    // 2^31 - 1 nodes of dimension 2: 34 GB of coordinates, beyond the address space let here.
+    ROM_OK(RomNodeDataCfgSetCount(nodes, 0x7FFFFFFF));
+    ROM_OK(RomNodeDataCfgSetDimension(nodes, 2));
+    const std::string path = Path("huge.romcfg");
+    ROM_OK(RomPersistableSave(cfg.get(), path.c_str()));
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_AS, &limit), 0);
+    const rlimit tight{static_cast<rlim_t>(8) << 30, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &tight), 0);
+    RomObject* builder = nullptr;
+    const std::string text = TextOf(RomFactoryCreateAndInitMesh(&builder, path.c_str()));
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
+    EXPECT_EQ(text,
+              "In CNodeData, the coordinates table of 4294967294 values (34359738352 bytes) does not fit in memory.");
+#endif
 }
 
 }  // namespace

@@ -1,42 +1,22 @@
-// The mesh builder and the mesh file as a client sees them: element kinds, accessors and
-// their refusals, connectivity slices, and the ".rommsh" body, all through the exports.
+// The mesh builder as a client sees it: element kinds, accessors and their refusals,
+// connectivity slices, and what it writes, through the exported functions.
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
-#include <json/json.h>
-
 #include <tervik/rom/api.hpp>
 #include <tervik/rom/mesh.hpp>
-#include <tervik/rom/rom.h>
 
-#include "support/temp_dir.hpp"
-#include "support/exports.hpp"
-#include "support/file_bytes.hpp"
 #include "support/mesh_shape.hpp"
+#include "support/temp_dir.hpp"
 
 namespace {
 
 const std::string kOutOfRange = "Index out of range.";
-
-const char kMeshDataUuid[] = "D8068C8F-F166-44DE-A1F5-BCF1E20BA05D";
-const char kNodeDataUuid[] = "9E9ECC51-E899-4480-8AAB-29F4281EAEC8";
-const char kElementDataUuid[] = "B2827F1C-76DC-4514-BD2F-702389486A40";
-const char kStdElementDataUuid[] = "8C19FC0B-D5FE-485A-A368-22F8E6BFFAE3";
-const char kUserElementDataUuid[] = "EBD163FE-861F-46DD-9653-27DBC2066F0A";
-const char kPolygonDataUuid[] = "57A313BE-7039-47CE-816D-AD092717CA52";
-const char kPolyhedronDataUuid[] = "B8BFEE6A-D4B2-45D3-95D7-C90C1EBBD9E0";
-const char kSupportDataUuid[] = "C06D09B2-D600-4188-BA39-4AA42AD87366";
-const char kSupportDatasUuid[] = "4D7FE8D9-5054-448F-8449-CA5562DBB707";
-
 using Shape = MeshShape;
-// Two nodes in 2D, one triangle, support S1 of two entities.
-const Shape kSmall{2, 2, 1, 3, 0, 0, 0, 0, {{"S1"}}, 2};
 
 // Every table of a mesh data by name (supports by solver id), read through the Get
 // exports at the sizes of shape.
@@ -71,56 +51,6 @@ Tables TablesOf(RomObject* data, const Shape& s) {
         for (const std::string& id : region)
             ReadTable(t, id, RomSupportDataGetEntities, SupportData(data, id), s.supportSize);
     return t;
-}
-
-// The tables of a mesh data in the order its file holds them (no copy: the coordinates;
-// no owner: every support), each with what saving says once it and those before it hold data.
-struct Filler {
-    RomExceptionHandle (*copy)(RomObject*, const std::int32_t*, std::uint32_t, std::uint32_t);
-    RomObject* (*owner)(RomObject* data);
-    std::uint32_t Shape::*size;
-    std::string next;
-};
-const Filler kFillers[] = {
-    {RomNodeDataCopyIds, NodeData, &Shape::nodes, "Trying to serialize CNodeData without coordinate table !"},
-    {nullptr, NodeData, &Shape::nodes, "Trying to serialize CStdElementData without ids !"},
-    {RomStdElementDataCopyIds, StdElements, &Shape::elements, "Trying to serialize CStdElementData without types !"},
-    {RomStdElementDataCopyTypes, StdElements, &Shape::elements,
-     "Trying to serialize CStdElementData without connectivity table !"},
-    {RomStdElementDataCopyConnectivityTable, StdElements, &Shape::elementConnectivity,
-     "Trying to serialize CPolygonData without ids !"},
-    {RomPolygonDataCopyIds, Polygons, &Shape::polygons,
-     "Trying to serialize CPolygonData without connectivity table !"},
-    {RomPolygonDataCopyConnectivityTable, Polygons, &Shape::polygonConnectivity,
-     "Trying to serialize CPolyhedronData without ids !"},
-    {RomPolyhedronDataCopyIds, Polyhedrons, &Shape::polyhedrons,
-     "Trying to serialize CPolyhedronData without connectivity table !"},
-    {RomPolyhedronDataCopyConnectivityTable, Polyhedrons, &Shape::polyhedronConnectivity,
-     "Trying to serialize CSupportData without entities !"},
-    {RomSupportDataCopyEntities, nullptr, &Shape::supportSize, kOk},
-};
-
-// Fills a table with first, first + 1, ..., a table of slices with empty polygons or
-// polyhedrons (zeros), which a file must hold whole.
-void Fill(RomObject* data, const Shape& s, const Filler& filler, int first) {
-    const std::uint32_t size = s.*filler.size;
-    if (filler.copy == nullptr) {
-        const auto values = Values<double>(size * std::uint32_t(s.dimension), first);
-        ROM_OK(RomNodeDataCopyCoordinateTable(NodeData(data), values.data(), 0, 0));
-        return;
-    }
-    std::vector<RomObject*> owners;
-    for (const auto& region : filler.owner == nullptr ? s.regions : std::vector<std::vector<std::string>>{{""}})
-        for (const std::string& id : region) owners.push_back(id.empty() ? filler.owner(data) : SupportData(data, id));
-    const bool slices =
-        filler.copy == RomPolygonDataCopyConnectivityTable || filler.copy == RomPolyhedronDataCopyConnectivityTable;
-    const std::vector<std::int32_t> values =
-        slices ? std::vector<std::int32_t>(size, 0) : Values<std::int32_t>(size, first);
-    for (RomObject* owner : owners) ROM_OK(filler.copy(owner, values.data(), 0, 0));
-}
-void FillAll(RomObject* data, const Shape& s, int first) {
-    for (const Filler& filler : kFillers)
-        if (s.*filler.size != 0) Fill(data, s, filler, first);
 }
 
 // ---- Builder helpers ------------------------------------------------------------------
@@ -173,8 +103,6 @@ RomObject* Support(RomObject* mesh, const char* id) {
 
 RomExceptionHandle AddS9(RomObject* mesh, RomObject** support) { return RomMeshAddSupport(mesh, "S9", support); }
 
-// ---- File helpers ---------------------------------------------------------------------
-
 // The internal ids are random: every copy of a configuration draws its own.
 std::string WithoutInternalIds(std::string bytes) {
     const std::string key = "\"internalId\":\"";
@@ -183,7 +111,7 @@ std::string WithoutInternalIds(std::string bytes) {
     return bytes;
 }
 
-class MeshTest : public TempDirTest {
+class MeshBuilder : public TempDirTest {
 protected:
     std::string NextPath(const char* extension) { return Path("f" + std::to_string(files_++) + "." + extension); }
     Owned NewMesh(const Shape& shape) {
@@ -196,11 +124,6 @@ protected:
     std::string Saved(RomObject* persistable) {
         const std::string file = NextPath("rommsh");
         ROM_OK(RomPersistableSave(persistable, file.c_str()));
-        return file;
-    }
-    std::string Written(const std::string& bytes) {
-        const std::string file = NextPath("rommsh");
-        WriteBytes(file, bytes);
         return file;
     }
     // What resuming a fresh mesh data from file says, and the mesh data.
@@ -270,10 +193,7 @@ protected:
     int files_ = 0;
 };
 
-class MeshBuilder : public MeshTest {};
-class MeshFile : public MeshTest {};
-
-// ---- Builder ---------------------------------------------------------------------------
+}  // namespace
 
 TEST_F(MeshBuilder, EveryElementKindStoresItsTypeAndTakesItsNodeCount) {
     const struct {
@@ -282,12 +202,9 @@ TEST_F(MeshBuilder, EveryElementKindStoresItsTypeAndTakesItsNodeCount) {
         std::int32_t type;
         std::uint32_t nodes;
     } kinds[] = {
-        {"Point0", RomMeshAddPoint0, 0, 1}, {"Line2", RomMeshAddLine2, 1, 2}, {"Line3", RomMeshAddLine3, 2, 3},
-        {"Beam3", RomMeshAddBeam3, 3, 3},   {"Beam4", RomMeshAddBeam4, 4, 4}, {"Tri3", RomMeshAddTri3, 5, 3},
-        {"Tri6", RomMeshAddTri6, 6, 6},     {"Quad4", RomMeshAddQuad4, 7, 4}, {"Quad8", RomMeshAddQuad8, 8, 8},
-        {"Tet4", RomMeshAddTet4, 9, 4},     {"Tet10", RomMeshAddTet10, 10, 10}, {"Hex8", RomMeshAddHex8, 11, 8},
-        {"Hex20", RomMeshAddHex20, 12, 20}, {"Wedge6", RomMeshAddWedge6, 13, 6}, {"Wedge15", RomMeshAddWedge15, 14, 15},
-        {"Pyramid5", RomMeshAddPyramid5, 15, 5}, {"Pyramid13", RomMeshAddPyramid13, 16, 13},
+#define ROM_KIND(name, type, nodes, ...) {#name, RomMeshAdd##name, type, nodes},
+        TERVIK_ROM_ELEMENT_KINDS(ROM_KIND)
+#undef ROM_KIND
     };
     for (const auto& kind : kinds) {
         SCOPED_TRACE(kind.name);
@@ -442,8 +359,9 @@ TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
     RomObject* m = mesh.get();
     ROM_OK(RomSupportEntitySetId(Child(RomMeshAddNode, m), 10));
     RomObject* support = Support(m, "S1");
-    Owned small = NewMeshData(kSmall);
-    FillAll(small.get(), kSmall, 1);
+    Shape two;
+    two.nodes = 2;
+    Owned small = FilledMeshData(two);
     ROM_OK(RomPersistableResume(m, Saved(small.get()).c_str()));
     RomObject* node = Child(RomMeshAddNode, m);
     ROM_OK(RomSupportEntitySetId(node, 11));
@@ -454,126 +372,6 @@ TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
     ROM_OK(RomSupportSetEntityId(support, 1, 9));
     auto [again, resumed] = Resume(Saved(m));
     ASSERT_EQ(again, kOk);
-    EXPECT_EQ(TablesOf(resumed.get(), kSmall), TablesOf(small.get(), kSmall));
+    EXPECT_EQ(TablesOf(resumed.get(), two), TablesOf(small.get(), two));
 }
 
-// ---- Files -----------------------------------------------------------------------------
-
-TEST_F(MeshFile, BodyLayout) {
-    Owned data = NewMeshData(kSmall);
-    FillAll(data.get(), kSmall, 1);
-    FileBytes body(ReadBytes(Saved(data.get())));
-    body.Frame(kMeshDataUuid);
-    const Json::Value cfg = body.Envelope();
-    EXPECT_EQ(cfg["nodeData"]["count"], 2);
-    EXPECT_EQ(cfg["regions"][0]["supports"][0]["solverId"], "S1");
-    body.Frame(kNodeDataUuid);
-    EXPECT_EQ(body.Envelope()["dim"], 2);
-    EXPECT_EQ(body.Array<std::int32_t>(2), (std::vector<std::int32_t>{1, 2}));
-    EXPECT_EQ(body.Array<double>(4), (std::vector<double>{1, 2, 3, 4}));
-    body.Frame(kElementDataUuid);
-    EXPECT_EQ(body.Envelope()["stdElementData"]["count"], 1);
-    body.Frame(kStdElementDataUuid);
-    EXPECT_EQ(body.Envelope()["connectivityTableSize"], 3);
-    EXPECT_EQ(body.Array<std::int32_t>(5), (std::vector<std::int32_t>{1, 1, 1, 2, 3})) << "ids, types, connectivity";
-    body.Frame(kSupportDatasUuid);
-    EXPECT_EQ(body.Envelope()[0]["solverId"], "S1");
-    body.Frame(kSupportDataUuid);
-    EXPECT_EQ(body.Envelope()["size"], 2);
-    EXPECT_EQ(body.Array<std::int32_t>(2), (std::vector<std::int32_t>{1, 2}));
-    EXPECT_TRUE(body.AtEnd());
-}
-
-TEST_F(MeshFile, WriterRefusesMissingTablesAndWritesNothing) {
-    const Shape shape;
-    Owned data = NewMeshData(shape);
-    const std::string file = Path("checked.rommsh");
-    std::string expected = "Trying to serialize CNodeData without ids !";
-    for (const Filler& filler : kFillers) {
-        EXPECT_EQ(TextOf(RomPersistableSave(data.get(), file.c_str())), expected);
-        EXPECT_TRUE(Files().empty()) << expected;
-        Fill(data.get(), shape, filler, 1);
-        expected = filler.next;
-    }
-    ROM_OK(RomPersistableSave(data.get(), file.c_str()));
-}
-
-TEST_F(MeshFile, UnsupportedVersionsOfNestedRecords) {
-    const std::string file = Saved(BuildSample().get());
-    const std::string saved = ReadBytes(file);
-    const std::pair<const char*, std::string> heads[] = {
-        {kMeshDataUuid, "The mesh data have been saved using the unsupported version "},
-        {kNodeDataUuid, "The node data have been saved using the unsupported version "},
-        {kElementDataUuid, "The element data have been saved using the unsupported version "},
-        {kUserElementDataUuid, "The user element data has been saved using the unsupported version "},
-        {kPolygonDataUuid, "The polygon data has been saved using the unsupported version "},
-        {kPolyhedronDataUuid, "The polyhedron data has been saved using the unsupported version "},
-        {kSupportDatasUuid, "The support data container has been saved using the unsupported version "},
-        {kSupportDataUuid, "The mesh has been saved using the unsupported version "},
-    };
-    for (const auto& [uuid, head] : heads) {
-        std::string bytes = saved;
-        ASSERT_NE(bytes.find(uuid), std::string::npos) << uuid;
-        Put<std::int32_t>(bytes, bytes.find(uuid) + 36, 2);
-        EXPECT_EQ(Resume(Written(bytes)).first, head + "2. (Current supported version: 1)");
-    }
-
-    // A standard element record of version 2 is passed over; here it has no body.
-    std::string bytes = saved;
-    const std::size_t type = bytes.find(kStdElementDataUuid) + 36;
-    const std::size_t body = type + 12, next = bytes.find(kUserElementDataUuid) - 12;
-    Put<std::int32_t>(bytes, type, 2);
-    bytes.erase(body, next - body);
-    auto [text, data] = Resume(file);
-    ASSERT_EQ(text, kOk);
-    const std::vector<std::int32_t> mine{77, 78};
-    ROM_OK(RomStdElementDataCopyIds(StdElements(data.get()), mine.data(), 0, 0));
-    ROM_OK(RomNodeDataCopyIds(NodeData(data.get()), mine.data(), 0, 2));
-    ROM_OK(RomPersistableResume(data.get(), Written(bytes).c_str()));
-    Tables expected = Sample();
-    expected["element ids"] = {77, 78};  // the standard elements keep what they held
-    EXPECT_EQ(TablesOf(data.get(), Shape()), expected);
-}
-
-TEST_F(MeshFile, TheFilesConfigurationReplacesADifferentOne) {
-    Shape three, five;
-    five.nodes = 5;
-    Owned source = NewMeshData(three), data = NewMeshData(five);
-    FillAll(source.get(), three, 1);
-    FillAll(data.get(), five, 50);
-    ROM_OK(RomPersistableResume(data.get(), Saved(source.get()).c_str()));
-
-    EXPECT_EQ(NodeCount(data.get()), 3u);
-    Tables t = TablesOf(data.get(), three);
-    EXPECT_EQ(t["node ids"], (std::vector<double>{1, 2, 3}));
-    EXPECT_EQ(t["coordinates"], Values<double>(6, 1));
-    const std::string tooLong = "The array is too long to be copied into this one.";
-    const std::int32_t id = 0;
-    EXPECT_EQ(TextOf(RomNodeDataCopyIds(NodeData(data.get()), &id, 3, 1)), tooLong) << "3 ids";
-    EXPECT_EQ(TextOf(RomNodeDataCopyCoordinateTable(NodeData(data.get()), t["coordinates"].data(), 6, 1)), tooLong);
-}
-
-TEST_F(MeshFile, AnnouncedSizesBeyondTheFileAreRefusedBeforeAllocating) {
-    Owned data = NewMeshData(kSmall);
-    FillAll(data.get(), kSmall, 1);
-    const std::string saved = ReadBytes(Saved(data.get()));
-    const std::string nodes = "\"count\":2,\"dim\":2", manyNodes = "\"count\":1000000000,\"dim\":4";
-    const struct {
-        const char* name;
-        std::string from, to;
-        std::size_t start;
-    } patches[] = {
-        {"node record", nodes, manyNodes, saved.find(kNodeDataUuid)},
-        {"every node configuration", nodes, manyNodes, 0},
-        {"standard elements", "\"count\":1,", "\"count\":2000000000,", 0},
-        {"support entities", "\"size\":2,", "\"size\":2000000000,", 0},
-    };
-    for (const auto& patch : patches) {
-        SCOPED_TRACE(patch.name);
-        const std::string bytes = PatchJson(saved, patch.from, patch.to, patch.start);
-        ASSERT_NE(bytes, saved);
-        EXPECT_EQ(Resume(Written(bytes)).first, "System error while trying to read from a file.");
-    }
-}
-
-}  // namespace

@@ -1,4 +1,4 @@
-#include "rom.hpp"
+#include "python.hpp"
 
 #include <cerrno>
 #include <cstdlib>
@@ -31,9 +31,9 @@ fs::path PackageFolder() {
     const fs::path built = fs::weakly_canonical(TERVIKROM_ROM_BUILD_DIR, error);
     const fs::path package = !error && folder == built ? fs::path(TERVIKROM_ROM_SOURCE_PACKAGE)
                                                        : folder / TERVIKROM_ROM_INSTALLED_PACKAGE;
-    if (!fs::is_regular_file(package / "tervikrom" / "rom.py", error))
+    if (!fs::is_regular_file(package / "tervikrom" / "__init__.py", error))
         throw Failure("the Python package tervikrom is not in " + package.lexically_normal().string() +
-                      ": the rom subcommand runs its module tervikrom.rom");
+                      ": the subcommand runs one of its modules");
     return package.lexically_normal();
 }
 
@@ -49,16 +49,14 @@ std::string LibraryPath() {
 
 }  // namespace
 
-CLI::App* AddRomSubcommand(CLI::App& app) {
-    CLI::App* rom = app.add_subcommand(
-        "rom", "Reduced-order models of a snapshot cache's runs (Python's tervikrom.rom): rom build CACHE -o MODEL, "
-               "rom predict MODEL --point a=0.3,b=2 -o OUT.romsnp, rom report MODEL [--json]; rom --help for more.");
-    rom->prefix_command();
-    rom->set_help_flag();  // the module prints its own help
-    return rom;
+CLI::App* AddPythonSubcommand(CLI::App& app, const PythonCommand& command) {
+    CLI::App* subcommand = app.add_subcommand(command.name, command.description);
+    subcommand->prefix_command();
+    subcommand->set_help_flag();  // the module prints its own help
+    return subcommand;
 }
 
-int RunRom(const CLI::App& rom, std::ostream& err) {
+int RunPython(const PythonCommand& command, const CLI::App& subcommand, std::ostream& err) {
     const char* chosen = std::getenv("TERVIKROM_PYTHON");
     const std::string python = chosen != nullptr && *chosen != '\0' ? chosen : TERVIKROM_ROM_PYTHON;
     std::string path = PackageFolder().string();
@@ -67,8 +65,9 @@ int RunRom(const CLI::App& rom, std::ostream& err) {
         ::setenv("PYTHONSAFEPATH", "1", 0) != 0)  // the working folder stays off the module path
         throw Failure(std::string("cannot set the environment of Python: ") + std::strerror(errno));
 
-    std::vector<std::string> arguments = {python, "-m", "tervikrom.rom"};
-    for (const std::string& argument : rom.remaining()) arguments.push_back(argument);
+    std::vector<std::string> arguments = {python, "-m", command.module};
+    if (command.leading != nullptr) arguments.push_back(command.leading);
+    for (const std::string& argument : subcommand.remaining()) arguments.push_back(argument);
     std::vector<char*> argv;
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);

@@ -1,0 +1,143 @@
+// The id order through its interface: what it writes is the pairs by ascending id, equal
+// ids in the order added, for random, repeated, consecutive and spread ids, at the ends of
+// the id range and around its thread (65,536 ids) and chunk (524,288 values) sizes.
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <numeric>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "common/serialization_file.hpp"
+#include "snapshot/id_order.hpp"
+#include "snapshot/value_room.hpp"
+
+namespace Snap = Tervik::Rom::Snapshot;
+using Pairs = std::vector<std::pair<std::uint32_t, double>>;
+
+namespace {
+
+// What write puts into a stream, read back as count ids and then count values.
+Pairs Written(std::uint32_t count, const std::function<void(Tervik::Rom::Common::IStreamAdapter&)>& write) {
+    std::FILE* file = std::tmpfile();
+    Tervik::Rom::Common::CStreamAdapter stream(file, 0);
+    write(stream);
+    std::rewind(file);
+    std::vector<std::uint32_t> ids(count);
+    std::vector<double> values(count);
+    EXPECT_EQ(std::fread(ids.data(), sizeof(std::uint32_t), count, file), count);
+    EXPECT_EQ(std::fread(values.data(), sizeof(double), count, file), count);
+    EXPECT_EQ(std::fgetc(file), EOF) << "nothing more";
+    std::fclose(file);
+    Pairs pairs(count);
+    for (std::uint32_t i = 0; i < count; ++i) pairs[i] = {ids[i], values[i]};
+    return pairs;
+}
+
+// count ids first, first + step, ... in a fixed shuffled order.
+std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, std::uint32_t step = 1) {
+    std::vector<std::uint32_t> ids(count);
+    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i * step;
+    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
+    return ids;
+}
+
+template <class Change>
+std::vector<std::uint32_t> Changed(std::vector<std::uint32_t> ids, Change change) {
+    change(ids);
+    return ids;
+}
+
+std::vector<double> ValuesFor(const std::vector<std::uint32_t>& ids, double scale) {
+    std::vector<double> values(ids.size());
+    for (std::size_t i = 0; i < ids.size(); ++i) values[i] = scale * static_cast<double>(i + 1);
+    return values;
+}
+
+// The pairs by ascending id, equal ids in the order added.
+Pairs Expected(const std::vector<std::uint32_t>& ids, const std::vector<double>& values) {
+    Pairs pairs(ids.size());
+    for (std::size_t i = 0; i < ids.size(); ++i) pairs[i] = {ids[i], values[i]};
+    std::stable_sort(pairs.begin(), pairs.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    return pairs;
+}
+
+Pairs Sorted(Snap::CIdOrder& order, const std::vector<std::uint32_t>& ids, const std::vector<double>& values) {
+    const auto count = static_cast<std::uint32_t>(ids.size());
+    return Written(count, [&](auto& stream) {
+        order.Make(ids.data(), count);
+        order.WriteSorted(stream, ids.data(), values.data());
+    });
+}
+
+}  // namespace
+
+TEST(IdOrder, PairsByAscendingIdEqualIdsAsAdded) {
+    std::mt19937 random(3);
+    std::vector<std::uint32_t> anyIds(100000);  // any 32-bit ids, some of them repeated
+    for (std::uint32_t& id : anyIds) id = random();
+    for (std::size_t i = 0; i < anyIds.size(); i += 97) anyIds[i] = anyIds[i / 2];
+    const std::pair<const char*, std::vector<std::uint32_t>> cases[] = {
+        {"one id", {7}},
+        {"descending, equal ids", {9, 7, 7, 3, 9, 1}},
+        {"every byte of the id", {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu, 2048, 2047, 0, 4194304, 255, 256}},
+        {"only the high byte differs", {3u << 24, 1u << 24, 2u << 24, 1u << 24}},
+        {"consecutive", {12, 10, 13, 11}},
+        {"consecutive up to the largest id", {0xFFFFFFFFu, 0xFFFFFFFDu, 0xFFFFFFFEu}},
+        {"consecutive, one thread", Shuffled(0, (1u << 16) - 1)},
+        {"consecutive, two threads", Shuffled(1u << 31, 1u << 16)},
+        {"consecutive, over several chunks", Shuffled(0xFFFFFFFFu - 600000, 600001)},
+        {"a consecutive span with one id twice", {6, 4, 5, 5}},
+        {"a consecutive span with one id twice, many", Changed(Shuffled(5, 600000), [](auto& ids) {
+             std::swap(ids[1], *std::find(ids.begin(), ids.end(), 7u));
+             *std::find(ids.begin(), ids.end(), 6u) = 7;
+         })},
+        {"spread, over several chunks", Shuffled(3, 600000, 7)},
+        {"any ids", anyIds},
+    };
+    for (const auto& [name, ids] : cases) {
+        SCOPED_TRACE(name);
+        Snap::CIdOrder order;
+        const std::vector<double> values = ValuesFor(ids, 0.25);
+        EXPECT_TRUE(Sorted(order, ids, values) == Expected(ids, values));
+        // Another component of the same ids, added in the same order: the order made is kept.
+        const std::vector<std::uint32_t> same = ids;
+        const std::vector<double> other = ValuesFor(ids, -0.5);
+        EXPECT_TRUE(Sorted(order, same, other) == Expected(same, other));
+        // As many ids in another order: made again.
+        const std::vector<std::uint32_t> reversed(ids.rbegin(), ids.rend());
+        EXPECT_TRUE(Sorted(order, reversed, other) == Expected(reversed, other));
+    }
+}
+
+TEST(IdOrder, RoomsOfPlacedValuesWrittenByIdAndAnOrderMadeBeforeIsNotReused) {
+    constexpr std::uint32_t kCount = 1u << 17;
+    const std::pair<const char*, std::vector<std::uint32_t>> cases[] = {
+        {"consecutive", Shuffled(0xFFFFFFFFu - kCount + 1, kCount)},
+        {"with gaps",
+         Changed(Shuffled(10, kCount), [](auto& ids) { *std::min_element(ids.begin(), ids.end()) += kCount + 1; })},
+    };
+    for (const auto& [name, ids] : cases) {
+        SCOPED_TRACE(name);
+        const std::vector<double> values = ValuesFor(ids, 1.5);
+        Snap::CIdOrder order;
+        const std::vector<std::uint32_t> before = Shuffled(0, kCount, 3);
+        const std::vector<double> beforeValues = ValuesFor(before, 2.0);
+        ASSERT_TRUE(Sorted(order, before, beforeValues) == Expected(before, beforeValues));
+
+        Snap::CValueRoom room(kCount);
+        ASSERT_TRUE(room.StartPlacing(ids.data(), values.data(), 1));
+        ASSERT_TRUE(room.Place(ids.data() + 1, values.data() + 1, kCount - 1));
+        ASSERT_TRUE(room.Settle());
+        EXPECT_TRUE(Written(kCount, [&](auto& stream) { order.WritePlaced(stream, room, kCount); }) ==
+                    Expected(ids, values));
+
+        const std::vector<std::uint32_t> again = before;
+        EXPECT_TRUE(Sorted(order, again, beforeValues) == Expected(again, beforeValues));
+    }
+}
