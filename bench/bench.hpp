@@ -9,10 +9,17 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <tervik/rom/rom.h>
 
@@ -171,6 +178,125 @@ inline FileTimes ResumeBesideRead(RomExceptionHandle (*create)(RomObject**), con
                                  }));
         });
     return times;
+}
+
+// ---- Fresh processes ----------------------------------------------------------------
+// A resume as a user's program meets it: once, in a process of its own, started after the
+// machine was left alone for a few seconds. The program runs itself again for each timed
+// step (FreshStep below, from its main), one process per step, the two sides taking turns.
+// TERVIKROM_BENCH_PAUSE (seconds, default 3) and TERVIKROM_BENCH_ROUNDS (default 7) set the
+// pause before each process and the rounds.
+
+inline double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t n = values.size();
+    return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+inline int EnvironmentNumber(const char* name, int otherwise) {
+    const char* text = std::getenv(name);
+    return text != nullptr && std::atoi(text) > 0 ? std::atoi(text) : otherwise;
+}
+
+// What one step printed: its seconds and the page faults it took.
+struct StepFigures {
+    double seconds = 0;
+    long faults = 0;
+};
+
+// Minor page faults of this process so far.
+inline long PageFaults() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_minflt;
+}
+
+// In the child: times step(), runs check() untimed, prints the figures for the parent, and
+// ends the process.
+template <class Step, class Check>
+[[noreturn]] void TimeStepAndExit(Step&& step, Check&& check) {
+    const long faults = PageFaults();
+    const double seconds = Time(step);
+    check();
+    std::printf("%.9f %ld\n", seconds, PageFaults() - faults);
+    std::fflush(stdout);
+    std::_Exit(0);
+}
+
+// The reference step of every fresh-process comparison: a plain fread of the whole file into
+// malloc'ed memory.
+inline void FreadStep(const std::string& path) {
+    TimeStepAndExit([&] {
+        std::FILE* file = std::fopen(path.c_str(), "rb");
+        if (file == nullptr) Fail("cannot open " + path);
+        std::fseek(file, 0, SEEK_END);
+        const auto size = static_cast<std::size_t>(std::ftell(file));
+        std::fseek(file, 0, SEEK_SET);
+        void* memory = std::malloc(size);
+        if (memory == nullptr || std::fread(memory, 1, size, file) != size) Fail("cannot read " + path);
+        std::fclose(file);
+        // Touched after the timing, so that the read is not optimised away.
+        if (static_cast<volatile unsigned char*>(memory)[size / 2] == 0x5a) std::printf(" ");
+    }, [] {});
+}
+
+// Starts this program again with "--fresh", step and path; returns what it printed.
+inline StepFigures RunFreshStep(const char* step, const std::string& path) {
+    int out[2];
+    if (pipe(out) != 0) Fail("pipe failed");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, out[0]);
+    std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+    std::string flag = "--fresh";
+    std::string name = step;
+    std::string file = path;
+    char* arguments[] = {self.data(), flag.data(), name.data(), file.data(), nullptr};
+    pid_t child = 0;
+    if (posix_spawn(&child, self.c_str(), &actions, nullptr, arguments, environ) != 0) Fail("cannot start " + self);
+    posix_spawn_file_actions_destroy(&actions);
+    close(out[1]);
+    std::string text;
+    char buffer[256];
+    for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<std::size_t>(n));
+    close(out[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    StepFigures figures;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
+        std::sscanf(text.c_str(), "%lf %ld", &figures.seconds, &figures.faults) != 2)
+        Fail(std::string("the fresh-process step ") + step + " failed: " + text);
+    return figures;
+}
+
+// Runs step and the fread of the same file each in fresh processes, in turns, after a pause
+// before each, and prints the medians and minima side by side.
+inline void CompareFresh(const char* what, const char* step, const std::string& path, const char* target) {
+    const int pause = EnvironmentNumber("TERVIKROM_BENCH_PAUSE", 3);
+    const int rounds = EnvironmentNumber("TERVIKROM_BENCH_ROUNDS", 7);
+    std::vector<double> ours, raw;
+    std::vector<double> oursFaults, rawFaults;
+    const auto run = [&](bool reference) {
+        sleep(static_cast<unsigned>(pause));
+        const StepFigures figures = RunFreshStep(reference ? "fread" : step, path);
+        (reference ? raw : ours).push_back(figures.seconds);
+        (reference ? rawFaults : oursFaults).push_back(static_cast<double>(figures.faults));
+    };
+    TakeTurns(rounds, [&] { run(false); }, [&] { run(true); });
+    const double median = Median(ours);
+    const double rawMedian = Median(raw);
+    const double low = *std::min_element(ours.begin(), ours.end());
+    const double rawLow = *std::min_element(raw.begin(), raw.end());
+    char label[96];
+    std::snprintf(label, sizeof label, "%s, median of %d", what, rounds);
+    ReportTarget(label, median, "fread, fresh process, median", rawMedian, target);
+    std::printf("  minima %.4f s and %.4f s (ratio %.2f); page faults (medians) %.0f and %.0f; a pause of %d s "
+                "before each process\n",
+                low, rawLow, low / rawLow, Median(oursFaults), Median(rawFaults), pause);
+    std::printf("  each round:");
+    for (int i = 0; i < rounds; ++i) std::printf(" %.3f/%.3f", ours[static_cast<std::size_t>(i)], raw[static_cast<std::size_t>(i)]);
+    std::printf("\n");
 }
 
 #endif

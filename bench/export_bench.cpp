@@ -34,11 +34,6 @@ constexpr int kMeshioRuns = 2;
 
 double Value(std::uint32_t node, std::size_t component) { return std::sin(1e-3 * node + static_cast<double>(component)); }
 
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.size() % 2 ? values[values.size() / 2] : (values[values.size() / 2 - 1] + values[values.size() / 2]) / 2;
-}
-
 template <class T, class Entry>
 std::vector<T> Filled(std::size_t size, Entry entry) {
     std::vector<T> values(size);

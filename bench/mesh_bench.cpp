@@ -22,6 +22,7 @@
 #include <tervik/rom/rom.h>
 
 #include "bench.hpp"
+#include "hdf5_peer.hpp"
 #include "strip.hpp"
 
 #if defined(__clang__)
@@ -41,11 +42,6 @@ constexpr int kFileRounds = 3;
 // support and one per node of it.
 constexpr std::uint64_t kBuildCalls =
     1 + std::uint64_t{kNodes} * (2 + kDimension) + std::uint64_t{kElements} * (2 + kCorners) + 1 + kNodes;
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 // ---- The build of the strip (strip.hpp) --------------------------------------------
 // Here connectivity and support entities give node indices.
@@ -195,6 +191,35 @@ void Expect(const char* what, std::uint32_t index, T found, T expected) {
          ", written " + std::to_string(expected));
 }
 
+// The live tables of a mesh data.
+struct Tables {
+    std::int32_t* nodeIds = nullptr;
+    double* coordinates = nullptr;
+    std::int32_t* elementIds = nullptr;
+    std::int32_t* connectivity = nullptr;
+    std::int32_t* types = nullptr;
+    std::int32_t* entities = nullptr;
+};
+
+Tables TablesOf(RomObject* meshData) {
+    Tables tables;
+    RomObject* nodes = nullptr;
+    Must(RomMeshDataGetNodeData(meshData, &nodes), "RomMeshDataGetNodeData");
+    Must(RomNodeDataGetIds(nodes, &tables.nodeIds), "RomNodeDataGetIds");
+    Must(RomNodeDataGetCoordinateTable(nodes, &tables.coordinates), "RomNodeDataGetCoordinateTable");
+    RomObject* elementData = nullptr;
+    Must(RomMeshDataGetElementData(meshData, &elementData), "RomMeshDataGetElementData");
+    RomObject* elements = nullptr;
+    Must(RomElementDataGetStdElementData(elementData, &elements), "RomElementDataGetStdElementData");
+    Must(RomStdElementDataGetIds(elements, &tables.elementIds), "RomStdElementDataGetIds");
+    Must(RomStdElementDataGetConnectivityTable(elements, &tables.connectivity), "RomStdElementDataGetConnectivityTable");
+    Must(RomStdElementDataGetTypes(elements, &tables.types), "RomStdElementDataGetTypes");
+    RomObject* support = nullptr;
+    Must(RomMeshDataGetSupportData(meshData, kSupport, &support), "RomMeshDataGetSupportData");
+    Must(RomSupportDataGetEntities(support, &tables.entities), "RomSupportDataGetEntities");
+    return tables;
+}
+
 void CheckResumed(RomObject* meshData) {
     RomObject* cfg = nullptr;
     Must(RomMeshDataGetConfiguration(meshData, &cfg), "RomMeshDataGetConfiguration");
@@ -204,28 +229,13 @@ void CheckResumed(RomObject* meshData) {
     Must(RomNodeDataCfgGetCount(nodeCfg, &nodeCount), "RomNodeDataCfgGetCount");
     Expect("node count", 0, nodeCount, kNodes);
 
-    RomObject* nodes = nullptr;
-    Must(RomMeshDataGetNodeData(meshData, &nodes), "RomMeshDataGetNodeData");
-    std::int32_t* nodeIds = nullptr;
-    double* coordinates = nullptr;
-    Must(RomNodeDataGetIds(nodes, &nodeIds), "RomNodeDataGetIds");
-    Must(RomNodeDataGetCoordinateTable(nodes, &coordinates), "RomNodeDataGetCoordinateTable");
-
-    RomObject* elementData = nullptr;
-    Must(RomMeshDataGetElementData(meshData, &elementData), "RomMeshDataGetElementData");
-    RomObject* elements = nullptr;
-    Must(RomElementDataGetStdElementData(elementData, &elements), "RomElementDataGetStdElementData");
-    std::int32_t* elementIds = nullptr;
-    std::int32_t* connectivity = nullptr;
-    std::int32_t* types = nullptr;
-    Must(RomStdElementDataGetIds(elements, &elementIds), "RomStdElementDataGetIds");
-    Must(RomStdElementDataGetConnectivityTable(elements, &connectivity), "RomStdElementDataGetConnectivityTable");
-    Must(RomStdElementDataGetTypes(elements, &types), "RomStdElementDataGetTypes");
-
-    RomObject* support = nullptr;
-    Must(RomMeshDataGetSupportData(meshData, kSupport, &support), "RomMeshDataGetSupportData");
-    std::int32_t* entities = nullptr;
-    Must(RomSupportDataGetEntities(support, &entities), "RomSupportDataGetEntities");
+    const Tables tables = TablesOf(meshData);
+    const std::int32_t* nodeIds = tables.nodeIds;
+    const double* coordinates = tables.coordinates;
+    const std::int32_t* elementIds = tables.elementIds;
+    const std::int32_t* connectivity = tables.connectivity;
+    const std::int32_t* types = tables.types;
+    const std::int32_t* entities = tables.entities;
 
     const std::uint32_t nodeSpots[] = {0, 1, 2, 3, 4, 7, 12345, kNodes / 2, kNodes / 2 + 3, 7777777, kNodes - 4,
                                        kNodes - 1};
@@ -246,9 +256,66 @@ void CheckResumed(RomObject* meshData) {
     }
 }
 
+// HDF5's C API on the same tables: our save (of the built mesh) and resume in turns with an
+// HDF5 write of the resumed tables to a new file and a read of them into new memory.
+void CompareHdf5(RomObject* mesh, RomObject* resumed, const std::string& meshPath, const std::string& hdf5Path) {
+    const Tables tables = TablesOf(resumed);
+    using hdf5::Dataset;
+    const std::vector<Dataset> sets = {
+        {"node_ids", Dataset::Int32, tables.nodeIds, kNodes},
+        {"coordinates", Dataset::Float64, tables.coordinates, kNodes, kDimension},
+        {"element_ids", Dataset::Int32, tables.elementIds, kElements},
+        {"element_types", Dataset::Int32, tables.types, kElements},
+        {"connectivity", Dataset::Int32, tables.connectivity, std::uint64_t{kElements} * kCorners},
+        {"support_entities", Dataset::Int32, tables.entities, kNodes}};
+    double save = std::numeric_limits<double>::max(), write = save, resume = save, read = save;
+    TakeTurns(
+        kFileRounds,
+        [&] {
+            std::filesystem::remove(meshPath);
+            save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
+        },
+        [&] {
+            std::filesystem::remove(hdf5Path);
+            write = std::min(write, Time([&] { hdf5::Write(hdf5Path, sets); }));
+        });
+    std::printf("mesh_bench.h5: %.1f MB\n", static_cast<double>(std::filesystem::file_size(hdf5Path)) / 1e6);
+    ReportTarget("save (RomPersistableSave), best of 3", save, "HDF5 C API write, best", write, "(peer)");
+    TakeTurns(
+        kFileRounds,
+        [&] {
+            RomObject* again = nullptr;
+            resume = std::min(resume, Time([&] {
+                                  Must(RomFactoryCreateMeshData(&again), "RomFactoryCreateMeshData");
+                                  Must(RomPersistableResume(again, meshPath.c_str()), "RomPersistableResume");
+                              }));
+            Must(RomFactoryRelease(again), "RomFactoryRelease");
+        },
+        [&] {
+            std::vector<PageMemory> arrays;
+            read = std::min(read, Time([&] { arrays = hdf5::Read(hdf5Path, sets); }));
+        });
+    ReportTarget("resume (CreateMeshData + Resume), best of 3", resume, "HDF5 C API read, new memory, best", read,
+                 "(peer)");
+    std::filesystem::remove(hdf5Path);
+}
+
 }  // namespace
 
+// A step of the fresh-process comparison (bench.hpp), in a process of its own.
+[[noreturn]] void FreshStep(const std::string& step, const std::string& path) {
+    if (step == "fread") FreadStep(path);
+    RomObject* resumed = nullptr;
+    TimeStepAndExit(
+        [&] {
+            Must(RomFactoryCreateMeshData(&resumed), "RomFactoryCreateMeshData");
+            Must(RomPersistableResume(resumed, path.c_str()), "RomPersistableResume");
+        },
+        [&] { CheckResumed(resumed); });
+}
+
 int main(int argc, char** argv) {
+    if (argc > 3 && std::string(argv[1]) == "--fresh") FreshStep(argv[2], argv[3]);
     const std::string dir = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
     std::filesystem::create_directories(dir);
     const std::string configurationPath = dir + "/mesh_bench." + RomGetConfigurationFileExtension();
@@ -312,9 +379,13 @@ int main(int argc, char** argv) {
 
     CheckResumed(resumed);
     std::printf("resumed node ids, coordinates, element ids, connectivity and support entities match\n");
-
+    if (hdf5::kAvailable) CompareHdf5(mesh, resumed, meshPath, dir + "/mesh_bench.h5");
     Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+    resumed = nullptr;
     Must(RomFactoryRelease(mesh), "RomFactoryRelease");
+    mesh = nullptr;
+    CompareFresh("resume in a fresh process (Create + Resume)", "resume", meshPath, "target <= 1.1x");
+
     std::remove(configurationPath.c_str());
     std::remove(meshPath.c_str());
     std::remove(rawPath.c_str());

@@ -6,6 +6,10 @@
 //   are laid out by id during the fill, so that the save writes them as they are;
 // - ascending: the ids already in order, so the save writes the pairs as they are;
 // - two orders: each component filled in its own permutation (for information; no target).
+// Then the same pairs added by whole arrays (RomSnapshotComponentDataAddValues, one call a
+// component) and saved, shuffled and ascending, beside a raw write of the file's bytes and
+// beside HDF5's C API writing the same ids and values as they were given; the resume beside
+// HDF5 reading them back; and the resume in fresh processes beside an fread in fresh processes.
 // Each figure is printed beside a reference from the same run:
 // - the fill beside as many calls to a function that is not inlined and stores one pair
 //   into tables of the same sizes allocated the same way;
@@ -25,6 +29,7 @@
 #include <tervik/rom/rom.h>
 
 #include "bench.hpp"
+#include "hdf5_peer.hpp"
 
 #if defined(__clang__)
 #define SNAPSHOT_BENCH_OPAQUE __attribute__((noinline))
@@ -248,9 +253,132 @@ void RunCase(const char* title, const Orders& orders, const Targets& targets, co
     Must(RomFactoryRelease(resumed), "RomFactoryRelease");
 }
 
+// ---- Whole arrays ---------------------------------------------------------------------
+
+// Three sides in turns, the order rotating every round; the best time of each.
+template <class A, class B, class C>
+void RotateTurns(int rounds, A&& a, B&& b, C&& c) {
+    for (int round = 0; round < rounds; ++round)
+        for (int k = 0; k < 3; ++k) switch ((round + k) % 3) {
+                case 0:
+                    a();
+                    break;
+                case 1:
+                    b();
+                    break;
+                default:
+                    c();
+            }
+}
+
+// Both components added by one AddValues call each, then saved; in turns with a raw write of
+// the saved file's bytes and HDF5 writing the same arrays, as given, to a new file. Then the
+// resume beside HDF5 reading the arrays back into new memory.
+void RunBulkCase(const char* title, const Orders& orders, const char* fillTarget, const char* hdf5Target,
+                 const Paths& paths) {
+    std::printf("\n== %s\n", title);
+    std::vector<std::vector<double>> values(kComponents, std::vector<double>(kEntities));
+    for (std::uint32_t c = 0; c < kComponents; ++c)
+        for (std::uint32_t k = 0; k < kEntities; ++k) values[c][k] = Value(c, orders.of[c][k]);
+    using hdf5::Dataset;
+    std::vector<Dataset> sets;
+    for (std::uint32_t c = 0; c < kComponents; ++c) {
+        sets.push_back({std::string(kComponentIds[c]) + "_ids", Dataset::UInt32, orders.of[c], kEntities});
+        sets.push_back({std::string(kComponentIds[c]) + "_values", Dataset::Float64, values[c].data(), kEntities});
+    }
+    const std::string hdf5Path = paths.raw + ".h5";
+
+    double fill = std::numeric_limits<double>::max(), save = fill, both = fill, raw = fill, written = fill;
+    double init = fill;
+    PageMemory bytes;
+    std::size_t size = 0;
+    RomObject* snapshot = nullptr;
+    const auto ours = [&] {
+        if (snapshot != nullptr) Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
+        snapshot = nullptr;
+        std::filesystem::remove(paths.snapshot);
+        init = std::min(init, Time([&] {
+                            Must(RomFactoryCreateAndInitSnapshot(&snapshot, paths.configuration.c_str()),
+                                 "RomFactoryCreateAndInitSnapshot");
+                        }));
+        RomObject* data[kComponents] = {};
+        ComponentData(snapshot, data);
+        const auto start = std::chrono::steady_clock::now();
+        const double filled = Time([&] {
+            for (std::uint32_t c = 0; c < kComponents; ++c)
+                Must(RomSnapshotComponentDataAddValues(data[c], orders.of[c], values[c].data(), kEntities),
+                     "RomSnapshotComponentDataAddValues");
+        });
+        const double saved = Time([&] { Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave"); });
+        both = std::min(both, Seconds(start));
+        fill = std::min(fill, filled);
+        save = std::min(save, saved);
+        if (bytes == nullptr) {
+            size = std::filesystem::file_size(paths.snapshot);
+            bytes = PageAligned(size);
+            ReadRaw(paths.snapshot, bytes.get(), size);
+        }
+    };
+    const auto rawWrite = [&] {
+        if (bytes == nullptr) return;
+        std::filesystem::remove(paths.raw);
+        raw = std::min(raw, Time([&] { WriteRaw(paths.raw, bytes.get(), size); }));
+    };
+    const auto hdf5Write = [&] {
+        if (!hdf5::kAvailable) return;
+        std::filesystem::remove(hdf5Path);
+        written = std::min(written, Time([&] { hdf5::Write(hdf5Path, sets); }));
+    };
+    ours();  // a first save gives the raw write its bytes; not counted
+    fill = save = both = init = std::numeric_limits<double>::max();
+    RotateTurns(kRounds, ours, rawWrite, hdf5Write);
+    Must(RomFactoryRelease(snapshot), "RomFactoryRelease");
+    std::printf("snapshot_bench.%s: %.1f MB; create and initialise apart, %.4f s (best)\n",
+                RomGetSnapshotFileExtension(), static_cast<double>(size) / 1e6, init);
+    ReportTarget("fill (AddValues x 2) + save, best of 3", both, "fwrite of the file's bytes", raw, fillTarget);
+    std::printf("  of which the fill %.4f s (%.2f ns a pair) and the save %.4f s (%.2fx the fwrite) (bests)\n", fill,
+                fill * 1e9 / static_cast<double>(kCalls), save, save / raw);
+    if (hdf5::kAvailable) {
+        std::printf("snapshot_bench.h5: %.1f MB\n", static_cast<double>(std::filesystem::file_size(hdf5Path)) / 1e6);
+        ReportTarget("fill (AddValues x 2) + save, best of 3", both, "HDF5 C API write, best", written, hdf5Target);
+        double resume = std::numeric_limits<double>::max(), read = resume;
+        TakeTurns(
+            kRounds,
+            [&] {
+                RomObject* resumed = nullptr;
+                resume = std::min(resume, Time([&] {
+                                      Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
+                                      Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
+                                  }));
+                CheckResumed(resumed);
+                Must(RomFactoryRelease(resumed), "RomFactoryRelease");
+            },
+            [&] {
+                std::vector<PageMemory> arrays;
+                read = std::min(read, Time([&] { arrays = hdf5::Read(hdf5Path, sets); }));
+            });
+        ReportTarget("resume (CreateSnapshot + Resume), best of 3", resume, "HDF5 C API read, new memory, best", read,
+                     "(peer)");
+        std::filesystem::remove(hdf5Path);
+    }
+}
+
 }  // namespace
 
+// A step of the fresh-process comparison (bench.hpp), in a process of its own.
+[[noreturn]] void FreshStep(const std::string& step, const std::string& path) {
+    if (step == "fread") FreadStep(path);
+    RomObject* resumed = nullptr;
+    TimeStepAndExit(
+        [&] {
+            Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
+            Must(RomPersistableResume(resumed, path.c_str()), "RomPersistableResume");
+        },
+        [&] { CheckResumed(resumed); });
+}
+
 int main(int argc, char** argv) {
+    if (argc > 3 && std::string(argv[1]) == "--fresh") FreshStep(argv[2], argv[3]);
     const std::string dir = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
     std::filesystem::create_directories(dir);
     const Paths paths{dir + "/snapshot_bench." + RomGetConfigurationFileExtension(),
@@ -271,6 +399,15 @@ int main(int argc, char** argv) {
     RunCase("shuffled ids, a different order for each component (information)",
             Orders{{shuffled.data(), other.data()}}, Targets{"(information)", "(information)", "(information)"},
             paths);
+
+    RunBulkCase("whole arrays, shuffled ids, one order for both components", Orders{{shuffled.data(), shuffled.data()}},
+                "target <= 2.5x", "target <= 2.5x", paths);
+    RunBulkCase("whole arrays, ascending ids", Orders{{ascending.data(), ascending.data()}}, "target <= 1.2x",
+                "target <= 1x", paths);
+    RunBulkCase("whole arrays, shuffled ids, a different order for each component (information)",
+                Orders{{shuffled.data(), other.data()}}, "(information)", "(information)", paths);
+    std::printf("\n");
+    CompareFresh("resume in a fresh process (Create + Resume)", "resume", paths.snapshot, "target <= 1.1x");
 
     std::remove(paths.configuration.c_str());
     std::remove(paths.snapshot.c_str());

@@ -6,7 +6,9 @@ a numpy array), and the field as an xarray DataArray of a snapshot cache's runs 
 and on Dask. Each is timed beside a raw read of the same files' bytes in the same run
 (best of five interleaved runs, files in the page cache; Dask's compute() of the column
 chunks apart, after the others); the xarray path on Dask is also set beside the field's
-numpy matrix.
+numpy matrix. The field's matrix is also set beside its peers on the same values: one
+".npy" file per run (np.save) loaded column by column with np.load, and one HDF5 file per
+run read column by column with h5py's read_direct.
 
 Usage: snapshot_matrix_bench.py FOLDER [--files 200] [--values 500000]
 Needs the package tervikrom on the path: PYTHONPATH=python TERVIKROM_LIBRARY=BUILD/libtervikrom.so
@@ -19,6 +21,7 @@ import tempfile
 import time
 
 import dask.array as da
+import h5py
 import numpy as np
 
 import tervikrom
@@ -71,6 +74,35 @@ def raw_read(files):
     return buffer
 
 
+def write_peers(folder, matrix):
+    """The matrix's columns as one ".npy" file and one HDF5 file (a dataset "u") per run."""
+    npy, hdf5 = [], []
+    for run in range(matrix.shape[1]):
+        npy.append(os.path.join(folder, "run-%03d.npy" % run))
+        np.save(npy[-1], matrix[:, run])
+        hdf5.append(os.path.join(folder, "run-%03d.h5" % run))
+        with h5py.File(hdf5[-1], "w") as stream:
+            stream["u"] = matrix[:, run]
+    return npy, hdf5
+
+
+def load_npy(npy, rows):
+    """The matrix from the ".npy" files: np.load of each into its column."""
+    matrix = np.empty((rows, len(npy)), order="F")
+    for run, path in enumerate(npy):
+        matrix[:, run] = np.load(path)
+    return matrix
+
+
+def read_hdf5(hdf5, rows):
+    """The matrix from the HDF5 files: each dataset read straight into its column."""
+    matrix = np.empty((rows, len(hdf5)), order="F")
+    for run, path in enumerate(hdf5):
+        with h5py.File(path, "r") as stream:
+            stream["u"].read_direct(matrix[:, run])
+    return matrix
+
+
 def store(files, setup):
     """The field's lazy matrix written chunk by chunk into a column-major numpy array: each
     file's column lands where it belongs, without the concatenation of compute()."""
@@ -116,6 +148,10 @@ def main():
         raw_read(files)  # into the page cache
         matrix = field()
         runs = matrix.shape[1]
+        npy, hdf5 = write_peers(folder, matrix)
+        for peer in (load_npy(npy, matrix.shape[0]), read_hdf5(hdf5, matrix.shape[0])):
+            if not np.array_equal(matrix, peer):
+                sys.exit("a peer gives another matrix than the field's numpy one")
         for other in (tervikrom.dask.snapshot_matrix(files, field="u", setup=setup)[1].compute(scheduler="threads"),
                       store(files, setup), xarray(False).values.reshape(runs, -1).T,
                       xarray(True).values.reshape(runs, -1).T):
@@ -123,9 +159,12 @@ def main():
                 sys.exit("a path gives another matrix than the field's numpy one")
         if not np.array_equal(matrix[1::2], tervikrom.snapshot_matrix(files, "uy", "nodes")[1]):
             sys.exit("the field's matrix does not stack its components")
-        del matrix, other
-        raw, single, direct, dask_store, numpy_xarray, dask_xarray, one_chunk = best_times([
+        rows = matrix.shape[0]
+        del matrix, other, peer
+        raw, numpy_load, hdf5_read, single, direct, dask_store, numpy_xarray, dask_xarray, one_chunk = best_times([
             lambda: raw_read(files),
+            lambda: load_npy(npy, rows),
+            lambda: read_hdf5(hdf5, rows),
             lambda: tervikrom.snapshot_matrix(files, "ux", "nodes"),
             field,
             lambda: store(files, setup),
@@ -149,6 +188,12 @@ def main():
             print("%-70s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
                                                                       seconds / raw))
         print("%-70s %8.2fx" % ("xarray on Dask beside the field's numpy matrix", dask_xarray / direct))
+        for name, seconds in (("np.load of each run's .npy into its column (peer)", numpy_load),
+                              ("h5py read_direct of each run's dataset into its column (peer)", hdf5_read)):
+            print("%-70s %8.3f s  %6.2f GB/s  %5.2fx the raw read" % (name, seconds, size / seconds / 1e9,
+                                                                      seconds / raw))
+        print("%-70s %8.2fx   target <= 1.2x" % ("the field's numpy matrix beside np.load", direct / numpy_load))
+        print("%-70s %8.2fx" % ("the field's numpy matrix beside h5py", direct / hdf5_read))
     finally:
         shutil.rmtree(folder)
 

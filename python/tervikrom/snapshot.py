@@ -4,6 +4,8 @@ from __future__ import annotations
 
 import ctypes
 import os
+import re
+import stat
 from collections.abc import Mapping, MutableMapping
 from concurrent.futures import ThreadPoolExecutor
 from ctypes import POINTER, c_double, c_size_t, c_uint32, c_void_p
@@ -422,16 +424,129 @@ def _equal(a, b):
     return a.shape == b.shape and (a.nbytes == 0 or _memcmp(a.ctypes.data, b.ctypes.data, a.nbytes) == 0)
 
 
+# The ids of a file read by a layout: checked with the bytes the layout keeps.
+_UNCHECKED = object()
+
+# The internal ids of the objects of a configuration's JSON text: a snapshot made from a
+# configuration gives its components new ones, which the library only keeps.
+_INTERNAL_IDS = re.compile(rb'(?<=[{,])"internalId":"[^"\\]*"')
+
+
+def _without_internal_ids(text: bytes) -> bytes:
+    return _INTERNAL_IDS.sub(b'"internalId":""', text)
+
+
+class _Layout:
+    """Where the parts of a snapshot file lie: the bytes that are not values (the frames,
+    the configuration, each record's ids and counts), kept from a file the library read and
+    checked, and the offsets of the values of the pairs a reader takes. A file of the same
+    series repeats the kept bytes, its configuration's internal ids aside: its values are
+    then where the kept file's are, and the library would read it as it read that one
+    (values are never checked)."""
+    __slots__ = ("size", "kept", "reference", "values", "configuration", "text")
+
+    def __init__(self, size: int, kept: List[Tuple[int, int]], reference: np.ndarray, values: List[int],
+                 configuration: Tuple[int, int], text: bytes) -> None:
+        self.size, self.kept, self.reference, self.values = size, kept, reference, values
+        # Where the configuration's text lies (it is in the first kept part), and the text
+        # without its internal ids.
+        self.configuration, self.text = configuration, text
+
+
+def _records(descriptor: int, size: int) -> Tuple[Tuple[int, int], List[Tuple[bytes, bytes, int, int]]]:
+    """Where the configuration's text lies, and (component id, support id, count, offset of
+    the ids) of each record of a snapshot file the library read: the object frame (null
+    flag, file version, type, version, product version), the configuration, then one framed
+    record per pair (its two ids, the count, the ids, the values). ValueError when the
+    bytes do not follow it to the end."""
+    at = 0
+
+    def take(length: int) -> bytes:
+        nonlocal at
+        if length < 0 or at + length > size:
+            raise ValueError(at)
+        data = os.pread(descriptor, length, at)
+        if len(data) != length:
+            raise ValueError(at)
+        at += length
+        return data
+
+    def number() -> int:
+        return int.from_bytes(take(4), "little", signed=False)
+
+    def text() -> bytes:
+        return take(number())
+
+    def frame() -> None:
+        number(), number(), text(), number(), number(), number()
+
+    frame()
+    configuration = (at + 4, len(text()))
+    records = []
+    while at < size:
+        frame()
+        component, support, count = text(), text(), number()
+        records.append((component, support, count, at))
+        at += 12 * count
+    if at != size:
+        raise ValueError(at)
+    return configuration, records
+
+
+def _layout_of(path: str, components: Sequence[str], support: str,
+               found: List[Tuple[np.ndarray, np.ndarray]]) -> Optional[_Layout]:
+    """The layout of `path`, whose pairs the library just read as `found`, or None when the
+    file cannot serve as one (the ids and values where the layout puts them must be those
+    the library read)."""
+    try:
+        descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
+    except OSError:
+        return None
+    try:
+        size = os.fstat(descriptor).st_size
+        configuration, records = _records(descriptor, size)
+        at = {(component, support): (count, offset) for component, support, count, offset in records}
+        name = support.encode("utf-8", "surrogateescape")
+        kept, reference, values, start = [], [], [], 0
+        for _, _, count, offset in records:
+            kept.append((start, offset + 4 * count - start))
+            start = offset + 12 * count
+        kept.append((start, size - start))
+        for start, length in kept:
+            reference.append(os.pread(descriptor, length, start))
+        for component, (ids, data) in zip(components, found):
+            count, offset = at[(component.encode("utf-8", "surrogateescape"), name)]
+            if count != len(ids) or os.pread(descriptor, 4 * count, offset) != ids.tobytes() or \
+                    os.pread(descriptor, 8 * count, offset + 4 * count) != data.tobytes():
+                return None
+            values.append(offset + 4 * count)
+        start, length = configuration
+        text = _without_internal_ids(reference[0][start:start + length])
+        return _Layout(size, kept, np.frombuffer(b"".join(reference), dtype=np.uint8), values, configuration, text)
+    except (OSError, ValueError, KeyError):
+        return None
+    finally:
+        os.close(descriptor)
+
+
 class ColumnReader:
     """Reads the values of one or more components on one support from snapshot files, in
-    ascending entity id, through one snapshot object reused for every file (one thread at
-    a time). A column holds the components interleaved: entity by entity, each entity's
-    components in order."""
+    ascending entity id, one thread at a time. A column holds the components interleaved:
+    entity by entity, each entity's components in order.
 
-    def __init__(self, component: Union[str, Sequence[str]], support: str) -> None:
+    The first file is read by the library, through a snapshot object the reader keeps; a
+    file whose ids are those asked for then serves as the layout of the others: a file that
+    repeats its bytes other than the values has its values read straight where they go (into
+    the column for one component), its ids checked as bytes against the layout's. Any other
+    file goes through the library, whose errors name it."""
+
+    def __init__(self, component: Union[str, Sequence[str]], support: str, layout: Optional[_Layout] = None) -> None:
         self.components = [component] if isinstance(component, str) else list(component)
         self.component, self.support = self.components[0], support
         self.snapshot = Snapshot()
+        self.layout = layout
+        self._kept = np.empty_like(layout.reference) if layout is not None else None
+        self._values: List[np.ndarray] = []
 
     def arrays(self, path: str) -> List[Tuple[np.ndarray, np.ndarray]]:
         """(ids, values) of each component: views of the file's pairs, valid until this
@@ -465,18 +580,85 @@ class ColumnReader:
         ids = ids.copy()
         column = np.empty(len(ids) * len(self.components))
         self.place(path, found, ids, column)
+        self._learn(path, found, ids)
         return ids, column
 
-    def place(self, path: str, found: List[Tuple[np.ndarray, np.ndarray]], ids: np.ndarray, out: np.ndarray) -> None:
-        """Writes the components' values (read from `path`, `found` as `arrays` gives it)
-        into `out` in the order of `ids`, which each must hold."""
+    def _learn(self, path: str, found: List[Tuple[np.ndarray, np.ndarray]], ids: np.ndarray) -> None:
+        """Takes `path`, just read by the library, as the layout when each of its pairs holds
+        exactly `ids` in that order."""
+        if self.layout is None and all(_equal(held, ids) for held, _ in found):
+            self.layout = _layout_of(path, self.components, self.support, found)
+            if self.layout is not None:
+                self._kept = np.empty_like(self.layout.reference)
+
+    def fetch(self, path: str, ids: np.ndarray, out: np.ndarray) -> List[Tuple[Any, Optional[np.ndarray]]]:
+        """Reads the file for `place`, which writes its values into `out` in the order of
+        `ids`: (ids, values) of each component, as `arrays` gives them, or, for a file read
+        by the layout, ids _UNCHECKED (the bytes read with the values are checked by
+        `place`) and values None when they went into `out` already."""
+        found = self._read_direct(path, out) if self.layout is not None else None
+        if found is None:
+            found = self.arrays(path)
+            self._learn(path, found, ids)
+        return found
+
+    def _read_direct(self, path: str, out: np.ndarray) -> Optional[List[Tuple[Any, Optional[np.ndarray]]]]:
+        """Reads the bytes the layout keeps and the values, or None when the file has another
+        size or fails to read in any way (the library then tells why)."""
+        layout, kept = self.layout, self._kept
+        count = len(self.components)
+        try:
+            descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
+        except OSError:
+            return None
+        try:
+            status = os.fstat(descriptor)
+            if not stat.S_ISREG(status.st_mode) or status.st_size != layout.size:
+                return None
+            at = 0
+            for start, length in layout.kept:
+                if length and os.preadv(descriptor, [kept[at:at + length]], start) != length:
+                    return None
+                at += length
+            if count == 1 and out.flags.c_contiguous:
+                return None if os.preadv(descriptor, [out], layout.values[0]) != out.nbytes else [(_UNCHECKED, None)]
+            entities = len(out) // count
+            if len(self._values) != count or len(self._values[0]) != entities:
+                self._values = [np.empty(entities) for _ in range(count)]
+            for values, start in zip(self._values, layout.values):
+                if os.preadv(descriptor, [values], start) != values.nbytes:
+                    return None
+            return [(_UNCHECKED, values) for values in self._values]
+        except OSError:
+            return None
+        finally:
+            os.close(descriptor)
+
+    def _repeats_layout(self) -> bool:
+        """Whether the bytes _read_direct kept are the layout's, the internal ids of the
+        configuration aside."""
+        layout, kept = self.layout, self._kept
+        start, length = layout.configuration
+        end = start + length
+        return (_equal(kept[:start], layout.reference[:start]) and _equal(kept[end:], layout.reference[end:]) and
+                _without_internal_ids(kept[start:end].tobytes()) == layout.text)
+
+    def place(self, path: str, found: List[Tuple[Any, Optional[np.ndarray]]], ids: np.ndarray,
+              out: np.ndarray) -> None:
+        """Writes the components' values (read from `path`, `found` as `fetch` or `arrays`
+        gives it) into `out` in the order of `ids`, which each must hold. A file that does not
+        repeat the layout is read again, by the library."""
+        if found and found[0][0] is _UNCHECKED and not self._repeats_layout():
+            found = self.arrays(path)
         count = len(self.components)
         for index, (component, (held, values)) in enumerate(zip(self.components, found)):
+            if values is None:
+                continue
             target = out[index::count]
-            same = len(held) == len(ids)
-            if same and _equal(held, ids):
+            if held is _UNCHECKED or _equal(held, ids):
                 target[:] = values
                 continue
+            same = len(held) == len(ids)
             if same:
                 order = np.argsort(held, kind="stable")
                 same = np.array_equal(held[order], ids)
@@ -488,7 +670,7 @@ class ColumnReader:
 
     def read_into(self, path: str, ids: np.ndarray, out: np.ndarray) -> None:
         """Writes the file's values into `out` in the order of `ids`, which the file must hold."""
-        self.place(path, self.arrays(path), ids, out)
+        self.place(path, self.fetch(path, ids, out), ids, out)
 
 
 def field_components(field: Union[str, FieldCfg], support: Optional[str],
@@ -533,20 +715,22 @@ def matrix_components(component: Union[str, Sequence[str], None], support: Optio
 
 
 def read_columns(files: Sequence[str], components: Sequence[str], support: str, ids: np.ndarray, out: np.ndarray,
-                 bar: Any = None) -> None:
+                 bar: Any = None, layout: Optional[_Layout] = None) -> None:
     """Reads each file's values of `components` on `support` into its column of `out`
     (rows as `snapshot_matrix` gives them, in the order of `ids`, which every file must
-    hold). While one file's values are copied, a helper thread reads the next one (the
-    library and the copy both run without the interpreter lock)."""
+    hold), after `layout` when given (see ColumnReader). While one file's values are put in
+    their column, a helper thread reads the next one (reads and copies run without the
+    interpreter lock)."""
     if not files:
         return
-    readers = (ColumnReader(components, support), ColumnReader(components, support))
+    readers = (ColumnReader(components, support, layout), ColumnReader(components, support, layout))
     with ThreadPoolExecutor(max_workers=1) as helper:
-        following = helper.submit(readers[0].arrays, files[0])
+        following = helper.submit(readers[0].fetch, files[0], ids, out[:, 0])
         for column in range(len(files)):
             found = following.result()
             if column + 1 < len(files):  # the other reader, whose views are gone
-                following = helper.submit(readers[(column + 1) % 2].arrays, files[column + 1])
+                following = helper.submit(readers[(column + 1) % 2].fetch, files[column + 1], ids,
+                                          out[:, column + 1])
             try:
                 readers[column % 2].place(files[column], found, ids, out[:, column])
             finally:
@@ -578,14 +762,17 @@ def snapshot_matrix(files: Iterable[PathLike], component: Union[str, Sequence[st
     `support` may be left out when the field has one. Files with another id set are
     refused with an error naming them (FormatError, MissingFileError for a damaged or
     missing file; UnknownNameError for a pair a file lacks); `progress=True` shows a
-    progress bar (tqdm). While one file's values are copied into the matrix, a helper
-    thread reads the next one.
+    progress bar (tqdm). The first file is read by the library; a file that repeats its
+    layout (all but the values, as the files of one series do) has its values read
+    straight into its column, its ids checked against the first file's as bytes. While
+    one file's values are put in place, a helper thread reads the next one.
     """
     files = [os.fspath(path) for path in files]
     if not files:
         raise ArgumentError("snapshot_matrix needs at least one file")
     components, support = matrix_components(component, support, field, setup)
-    ids, first = ColumnReader(components, support).first(files[0])
+    reader = ColumnReader(components, support)
+    ids, first = reader.first(files[0])
     matrix = np.empty((len(first), len(files)), order="F")
     matrix[:, 0] = first
     del first
@@ -593,7 +780,7 @@ def snapshot_matrix(files: Iterable[PathLike], component: Union[str, Sequence[st
     try:
         if bar is not None:
             bar.update()
-        read_columns(files[1:], components, support, ids, matrix[:, 1:], bar)
+        read_columns(files[1:], components, support, ids, matrix[:, 1:], bar, reader.layout)
     finally:
         if bar is not None:
             bar.close()

@@ -36,13 +36,14 @@ FROZEN.flags.writeable = False
 
 
 def _write_snapshots(files, name, count, order=None, entities=SUPPORTS["solid-nodes"][1]):
-    """Snapshot files of the set-up: column j holds j + 0.001 * id on every component."""
+    """Snapshot files of the set-up: column j holds j + 0.001 * id on the first component,
+    0.5 more on the next and so on."""
     paths = []
     for run in range(count):
         with tervikrom.Snapshot(files.snapshot_cfg) as snapshot:
             ids = entities if order is None else entities[order]
-            for component in COMPONENTS:
-                snapshot.component_data(component, "solid-nodes").fill(ids, run + 0.001 * ids)
+            for index, component in enumerate(COMPONENTS):
+                snapshot.component_data(component, "solid-nodes").fill(ids, run + 0.001 * ids + 0.5 * index)
             paths.append(files.folder / ("%s-%d.romsnp" % (name, run)))
             snapshot.save(paths[-1])
     return paths
@@ -175,6 +176,25 @@ def test_snapshot_roundtrip_and_matrix(files, monkeypatch):
                       lambda *a: tervikrom.dask.snapshot_matrix(*a)[1].compute(scheduler="sync")):
         with pytest.raises(Error, match="other-0.romsnp: the component ux on the support solid-nodes has other"):
             matrix_of(paths + [other], "ux", "solid-nodes")
+
+
+@pytest.mark.parametrize("damage", [
+    lambda data: data[:-8],                 # the last values cut short
+    lambda data: data[:len(data) // 2],     # cut in the first record
+    lambda data: data[:5] + b"\x7f" + data[6:],  # the frame's file version
+    lambda data: data.replace(b'"size":12', b'"size":13'),  # the configuration, as long
+])
+def test_matrix_refuses_a_damaged_file_as_its_resume_does(files, damage):
+    # The first file gives the layout the others are read by; the damaged one is the last.
+    paths = _write_snapshots(files, "damaged", 3)
+    paths[2].write_bytes(damage(paths[2].read_bytes()))
+    with pytest.raises(Error) as resumed:
+        tervikrom.Snapshot().resume(paths[2])
+    for matrix_of in (lambda: tervikrom.snapshot_matrix(paths, "ux", "solid-nodes"),
+                      lambda: tervikrom.snapshot_matrix(paths, field="u", setup=files.setup)):
+        with pytest.raises(type(resumed.value)) as raised:
+            matrix_of()
+        assert str(raised.value) == str(resumed.value)
 
 
 def test_field_matrix_stacks_the_components_and_xarray_labels_the_runs(files, monkeypatch):

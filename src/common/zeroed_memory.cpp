@@ -1,7 +1,10 @@
 #include "common/zeroed_memory.hpp"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <new>
 
 #include <sys/mman.h>
@@ -20,6 +23,28 @@ constexpr int kPopulate = 23;  // Linux 5.14 and later; older kernels refuse it
 #endif
 
 std::size_t RoundUp(std::size_t bytes, std::size_t to) { return (bytes + to - 1) / to * to; }
+
+// Huge pages or small ones. Under a hypervisor that takes back memory a few seconds after the
+// kernel freed it (free page reporting, in blocks of a huge page or more), a huge page the
+// hypervisor took back costs 4 to 16 ms to fault in, where its 512 small pages cost 0.6 to
+// 0.8 ms: the kernel finds small pages among smaller free blocks, which are never taken back.
+// A huge page the kernel has at hand (freed lately) takes 0.17 ms. (Figures of the 2-core
+// development machine.) So a process takes small pages until it frees a large block of its
+// own; from then on huge pages, as a program that resumes again and again gets them back
+// fast once it freed memory in huge pages (the first round after small pages pays the
+// hypervisor's price once). A huge page that comes slowly while nothing was freed for longer
+// than the hypervisor waits means its memory was taken back: the rest of the block takes
+// small pages.
+constexpr long kSlowHugePage = 1000000;        // ns of the thread's own time
+constexpr long kTakenBackAfter = 2000000000L;  // ns after a free
+// When this process last gave back a large block (CLOCK_MONOTONIC, ns); 0: never.
+std::atomic<long> lastLargeFree{0};
+
+long Now(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<long>(now.tv_sec) * 1000000000L + now.tv_nsec;
+}
 
 }  // namespace
 
@@ -40,11 +65,35 @@ void* MapZeroed(std::size_t bytes, bool reserve) noexcept {
 }
 
 void UnmapZeroed(void* block, std::size_t bytes) noexcept {
-    if (block != nullptr) munmap(block, RoundUp(bytes, kHugePage));
+    if (block == nullptr) return;
+    munmap(block, RoundUp(bytes, kHugePage));
+    if (bytes >= kHugePage) lastLargeFree.store(Now(CLOCK_MONOTONIC), std::memory_order_relaxed);
 }
 
 bool Populate(void* from, std::size_t bytes) noexcept {
     return madvise(from, RoundUp(bytes, kPage), kPopulate) == 0;
+}
+
+bool FaultIn(void* block, std::size_t bytes) noexcept {
+    auto* const at = static_cast<char*>(block);
+    const std::size_t size = RoundUp(bytes, kPage);
+    std::size_t done = 0;
+    if (lastLargeFree.load(std::memory_order_relaxed) != 0) {
+        while (done < size) {
+            const std::size_t step = std::min(kHugePage, size - done);
+            const long start = Now(CLOCK_THREAD_CPUTIME_ID);
+            if (!Populate(at + done, step)) return false;
+            done += step;
+            if (Now(CLOCK_THREAD_CPUTIME_ID) - start > kSlowHugePage &&
+                Now(CLOCK_MONOTONIC) - lastLargeFree.load(std::memory_order_relaxed) > kTakenBackAfter)
+                break;
+        }
+        if (done == size) return true;
+    }
+#ifdef MADV_NOHUGEPAGE
+    madvise(at + done, RoundUp(bytes, kHugePage) - done, MADV_NOHUGEPAGE);
+#endif
+    return Populate(at + done, size - done);
 }
 
 void* AllocateZeroed(std::size_t bytes) {
@@ -55,7 +104,7 @@ void* AllocateZeroed(std::size_t bytes) {
     }
     void* block = MapZeroed(bytes, true);
     if (block == nullptr) throw std::bad_alloc();
-    Populate(block, bytes);
+    FaultIn(block, bytes);
     return block;
 }
 

@@ -8,10 +8,9 @@
 
 namespace Tervik::Rom::Common {
 
-// bytes of zeros. A large block comes from the kernel, whose pages are zeros already, in
-// huge pages where it can and faulted in at once: a table that is cleared and then read
-// into, as a resume does, would otherwise pay a fault every 4 KB and one pass more.
-// Throws std::bad_alloc.
+// bytes of zeros. A large block comes from the kernel, whose pages are zeros already, and
+// is faulted in at once (FaultIn): a table that is cleared and then read into, as a resume
+// does, would otherwise pay a fault every 4 KB and one pass more. Throws std::bad_alloc.
 void* AllocateZeroed(std::size_t bytes);
 // Frees a block of AllocateZeroed, given its size.
 void FreeZeroed(void* block, std::size_t bytes) noexcept;
@@ -28,6 +27,11 @@ void UnmapZeroed(void* block, std::size_t bytes) noexcept;
 // Faults in the pages of bytes from a page boundary of a MapZeroed block at once, rather
 // than one at a time as they are first written; false where the kernel cannot.
 bool Populate(void* from, std::size_t bytes) noexcept;
+// Faults in the first bytes of a MapZeroed block at once, in huge pages or in small ones:
+// small ones until this process freed a large block, huge ones after (the kernel hands out
+// the memory just freed fast), small ones again for the rest of a block whose huge pages
+// come slowly long after the last free (a hypervisor took the memory back). False as Populate.
+bool FaultIn(void* block, std::size_t bytes) noexcept;
 
 // An owned array of count zeros of plain numbers.
 template <class T>

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "snapshot/id_order.hpp"
+
 namespace Tervik::Rom::Snapshot {
 
 using Common::RomException;
@@ -113,33 +115,30 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
     if (count == 0) return;
     if (ids == nullptr || values == nullptr) throw RomException("Impossible to add values from a null array.");
     if (count > expected_ - assigned_) ThrowFull(ids[expected_ - assigned_]);
-    bool ascending = ascending_;
-    std::uint32_t previous = assigned_ != 0 ? ids_[assigned_ - 1] : 0;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        ascending &= ids[i] >= previous;
-        previous = ids[i];
-    }
     const std::uint32_t from = assigned_;
+    // Ids and values are read once each: the ids are copied first (the arrays may be this
+    // component data's own, read through its live storage), and the values go from the caller's
+    // array to their places or to the table. The batch placing needs is had before anything
+    // changes.
+    std::unique_ptr<double[]> batch(from == 0 && placeAt_ != 0 && !room_.Placing() ? new double[kPlaceBatch] : nullptr);
+    const IdSpan span = CopyIds(ids_.get() + from, ids, count, from != 0 ? ids_[from - 1] : 0);
+    const bool ascending = ascending_ && span.ascending;
+    const std::uint32_t* const added = ids_.get() + from;
     // Straight to their places when the room is laid out by id, or can be from these.
     if (room_.Placing()) {
         if (room_.Place(ids_.get() + placed_, batch_.get(), from - placed_)) placed_ = sinkFrom_ = from;
-        if (placed_ != from || !room_.Place(ids, values, count)) KeepAddedOrder();
-    } else if (from == 0 && placeAt_ != 0 && !ascending) {
-        std::unique_ptr<double[]> batch(new double[kPlaceBatch]);
-        if (room_.StartPlacing(ids, values, count)) {
-            batch_ = std::move(batch);
-            sink_ = batch_.get();
-        }
+        if (placed_ != from || !room_.Place(added, values, count)) KeepAddedOrder();
+    } else if (batch != nullptr && !ascending && room_.StartPlacing(added, values, count, span.low, span.high)) {
+        batch_ = std::move(batch);
+        sink_ = batch_.get();
     }
-    std::memmove(ids_.get() + from, ids, sizeof(std::uint32_t) * count);
     assigned_ += count;
     ascending_ = ascending;
     if (room_.Placing()) {
         PlacedAll();
         return;
     }
-    // The arrays may be this component data's own (read through its live storage).
-    std::memmove(room_.Values() + from, values, sizeof(double) * count);
+    CopyValues(room_.Values() + from, values, count);
     if (placeAt_ == 0) return;
     if (!ascending && assigned_ <= kStartPlacingBy)
         StartPlacing();

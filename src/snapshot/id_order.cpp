@@ -127,6 +127,73 @@ void OnHalves(CHelperThread& helper, std::uint32_t count, const Body& body) {
 
 }  // namespace
 
+// ---- Copies of added pairs ------------------------------------------------------
+
+bool SpareCore() noexcept {
+    double load = 0;
+    const unsigned cores = std::thread::hardware_concurrency();
+    return cores > 1 && getloadavg(&load, 1) == 1 && load + 1 <= cores;
+}
+
+namespace {
+
+// Arrays at least this long are copied by two threads, by blocks of kCopyBlock.
+constexpr std::uint32_t kCopyOnTwoFrom = 1u << 18;
+constexpr std::uint32_t kCopyBlock = 1u << 17;
+
+bool Overlap(const void* a, const void* b, std::size_t bytes) {
+    const auto x = reinterpret_cast<std::uintptr_t>(a);
+    const auto y = reinterpret_cast<std::uintptr_t>(b);
+    return x < y + bytes && y < x + bytes;
+}
+
+// The span of ids [from, to), copied to out; previous is the id before from's.
+IdSpan CopySpan(std::uint32_t* out, const std::uint32_t* ids, std::uint32_t from, std::uint32_t to,
+                std::uint32_t previous) noexcept {
+    std::uint32_t low = ids[from];
+    std::uint32_t high = ids[from];
+    std::uint32_t descents = ids[from] < previous ? 1 : 0;
+    out[from] = ids[from];
+    for (std::uint32_t k = from + 1; k < to; ++k) {
+        const std::uint32_t id = ids[k];
+        out[k] = id;
+        low = std::min(low, id);
+        high = std::max(high, id);
+        descents += id < ids[k - 1] ? 1 : 0;
+    }
+    return {low, high, descents == 0};
+}
+
+}  // namespace
+
+IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count, std::uint32_t previous) noexcept {
+    if (Overlap(to, from, std::size_t{count} * sizeof(std::uint32_t))) {
+        // A component data's own ids: copied as they stood, then read where they are now.
+        std::memmove(to, from, std::size_t{count} * sizeof(std::uint32_t));
+        return CopySpan(to, to, 0, count, previous);
+    }
+    if (count < kCopyOnTwoFrom) return CopySpan(to, from, 0, count, previous);
+    IdSpan spans[2] = {{~0u, 0, true}, {~0u, 0, true}};
+    ByBlocks(count, kCopyBlock, [&](int part, std::uint32_t begin, std::uint32_t end) {
+        const IdSpan span = CopySpan(to, from, begin, end, begin != 0 ? from[begin - 1] : previous);
+        spans[part] = {std::min(spans[part].low, span.low), std::max(spans[part].high, span.high),
+                       spans[part].ascending && span.ascending};
+    });
+    return {std::min(spans[0].low, spans[1].low), std::max(spans[0].high, spans[1].high),
+            spans[0].ascending && spans[1].ascending};
+}
+
+void CopyValues(double* to, const double* from, std::uint32_t count) noexcept {
+    const std::size_t bytes = std::size_t{count} * sizeof(double);
+    if (count < kCopyOnTwoFrom || Overlap(to, from, bytes)) {
+        std::memmove(to, from, bytes);
+        return;
+    }
+    ByBlocks(count, kCopyBlock, [&](int, std::uint32_t begin, std::uint32_t end) {
+        std::memcpy(to + begin, from + begin, std::size_t{end - begin} * sizeof(double));
+    });
+}
+
 // ---- Working memory ------------------------------------------------------------
 
 using Common::kHugePage;

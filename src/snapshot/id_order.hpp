@@ -3,12 +3,15 @@
 #ifndef TERVIK_ROM_SRC_SNAPSHOT_ID_ORDER_HPP
 #define TERVIK_ROM_SRC_SNAPSHOT_ID_ORDER_HPP
 
+#include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace Tervik::Rom::Common {
@@ -69,6 +72,60 @@ public:
 private:
     ScratchBlock block_;
 };
+
+// Runs part(0) on the caller and part(1) on a thread of its own, or both on the caller when no
+// thread can be started; part must not throw.
+template <class Part>
+void OnTwoThreads(const Part& part) noexcept {
+    try {
+        std::thread helper([&part] { part(1); });
+        part(0);
+        helper.join();
+        return;
+    } catch (const std::system_error&) {
+    }
+    part(0);
+    part(1);
+}
+
+// Whether the machine has a core to spare for a second thread: its load over the last minute
+// leaves one idle. (On the shared 2-core development machine, its other core taken, a second
+// thread placing values made a batch a quarter slower, not faster.)
+bool SpareCore() noexcept;
+
+// Runs body(part, from, to) over [0, count) a block at a time, on the caller (part 0) and, when
+// the machine has a core to spare, a thread of its own (part 1): each block goes to whichever
+// is free, so that a thread that gets no core leaves its share to the other rather than be
+// waited for. body must not throw.
+template <class Body>
+void ByBlocks(std::uint32_t count, std::uint32_t block, const Body& body) noexcept {
+    const std::uint64_t blocks = (std::uint64_t{count} + block - 1) / block;
+    std::atomic<std::uint64_t> next{0};
+    const auto run = [&](int part) {
+        for (std::uint64_t b; (b = next.fetch_add(1, std::memory_order_relaxed)) < blocks;)
+            body(part, static_cast<std::uint32_t>(b * block),
+                 static_cast<std::uint32_t>(std::min<std::uint64_t>(count, (b + 1) * block)));
+    };
+    if (SpareCore())
+        OnTwoThreads(run);
+    else
+        run(0);
+}
+
+// What a copy of ids found: the smallest, the largest, and whether they ascend (equal ids
+// next to each other ascend).
+struct IdSpan {
+    std::uint32_t low;
+    std::uint32_t high;
+    bool ascending;
+};
+
+// Copies count ids (count > 0) from from to to, which may overlap, in one pass that finds their
+// span; whether they ascend takes previous as the id before the first. Large arrays on two
+// threads.
+IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count, std::uint32_t previous) noexcept;
+// Copies count values from from to to, which may overlap; large arrays on two threads.
+void CopyValues(double* to, const double* from, std::uint32_t count) noexcept;
 
 // Sorts the ids of one component data after another during a save, reusing its memory, and
 // writes the pairs in that order. Consecutive distinct ids (the usual numbering of a

@@ -10,10 +10,11 @@ using namespace Tervik::Rom::Common;
 namespace {
 
 TEST(ZeroedMemory, BlocksOfEverySizeAreZerosAndWritable) {
-    // Below, at and past the size from which blocks come from the kernel, and a size that
-    // is not a whole number of pages.
+    // Below, at and past the size from which blocks come from the kernel, and sizes that are
+    // not a whole number of pages: the first in small pages, the last in huge ones (it comes
+    // after a large block was freed).
     for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{131071}, std::size_t{131072},
-                                    std::size_t{3 * 131072 + 5}}) {
+                                    std::size_t{3 * 131072 + 5}, std::size_t{5 * 131072 + 3}}) {
         SCOPED_TRACE(count);
         CZeroedArray<double> array(count);
         ASSERT_NE(array.get(), nullptr);

@@ -31,12 +31,37 @@ std::vector<std::uint32_t> ShuffledWithRepeat(bool farApart) {
     return ids;
 }
 
+// Consecutive ids from 5 in a shuffled order, but eight of them twice, each in two blocks of
+// 65,536 pairs next to each other (the blocks two threads take in turns), and as many never.
+std::vector<std::uint32_t> ShuffledWithRepeatsAcrossBlocks() {
+    std::vector<std::uint32_t> ids = Shuffled(5, 1200000);
+    for (std::uint32_t block = 0; block < 8; ++block) ids[block * 65536 + 100] = ids[(block + 1) * 65536 + 200];
+    return ids;
+}
+
+// The pairs added by two calls, for the first half of the arrays and the rest.
+void FillWhole(RomObject* data, const Pairs& pairs) {
+    std::vector<std::uint32_t> ids;
+    std::vector<double> values;
+    for (const auto& [id, value] : pairs) {
+        ids.push_back(id);
+        values.push_back(value);
+    }
+    const auto half = static_cast<std::uint32_t>(ids.size() / 2);
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids.data(), values.data(), half));
+    ROM_OK(RomSnapshotComponentDataAddValues(data, ids.data() + half, values.data() + half,
+                                             static_cast<std::uint32_t>(ids.size()) - half));
+}
+
 class SnapshotFiles : public TempDirTest {
 protected:
     // A snapshot of the configuration, each pair filled with the values given, saved and read back.
-    SnapshotFile Saved(RomObject* cfg, const std::vector<std::pair<PairPlan, Pairs>>& fill) {
+    // The pairs of the component named in whole are added by whole arrays, the others one a call.
+    SnapshotFile Saved(RomObject* cfg, const std::vector<std::pair<PairPlan, Pairs>>& fill,
+                       const std::string& whole = "") {
         Owned snapshot = SnapshotOf(cfg);
-        for (const auto& [pair, values] : fill) Fill(Data(snapshot.get(), pair.component, pair.support), values);
+        for (const auto& [pair, values] : fill)
+            (pair.component == whole ? FillWhole : Fill)(Data(snapshot.get(), pair.component, pair.support), values);
         ROM_OK(RomPersistableSave(snapshot.get(), Path("saved.romsnp").c_str()));
         return ParseSnapshot(ReadBytes(Path("saved.romsnp")));
     }
@@ -44,7 +69,10 @@ protected:
 
 }  // namespace
 
-// Two components filled in the same order: the second takes the first one's sort.
+// Two components filled in the same order: the second takes the first one's sort. The first
+// is filled one pair a call, the second by two halves of the arrays (large ones placed on two
+// threads; an id repeated within a thread's blocks, across the threads or across the calls
+// turns the pairs back to the order added).
 TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
     const std::vector<std::uint32_t> cases[] = {
         {9, 7, 7, 3, 9, 1},                                   // descending with equal ids
@@ -52,6 +80,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         Shuffled(5, 1200000),                                 // consecutive, placed by id as added
         Shuffled(0, 700000, 3),                               // spread out
         ShuffledWithRepeat(true), ShuffledWithRepeat(false),  // placed by id until 7 comes again
+        ShuffledWithRepeatsAcrossBlocks(),
     };
     for (const auto& ids : cases) {
         const auto count = static_cast<std::uint32_t>(ids.size());
@@ -61,7 +90,7 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
             second.push_back({ids[i], -0.5 * i});
         }
         Owned cfg = SnapshotConfiguration({{"S1", count}}, {"C1", "C2"}, {{"S1", "C1"}, {"S1", "C2"}});
-        const SnapshotFile file = Saved(cfg.get(), {{{"S1", "C1"}, first}, {{"S1", "C2"}, second}});
+        const SnapshotFile file = Saved(cfg.get(), {{{"S1", "C1"}, first}, {{"S1", "C2"}, second}}, "C2");
         ASSERT_EQ(file.records.size(), 2u);
         EXPECT_EQ(file.data["supports"][0]["solverId"].asString(), "S1");
         EXPECT_TRUE(file.records[0].pairs == ById(first)) << ids[0];
