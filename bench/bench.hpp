@@ -144,7 +144,8 @@ inline FileTimes SaveBesideWrite(RomObject* object, const std::string& path, con
         rounds,
         [&] {
             std::filesystem::remove(path);
-            times.ours = std::min(times.ours, Time([&] { Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave"); }));
+            times.ours = std::min(times.ours,
+                                  Time([&] { Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave"); }));
         },
         [&] {
             std::filesystem::remove(rawPath);
@@ -226,18 +227,20 @@ template <class Step, class Check>
 // The reference step of every fresh-process comparison: a plain fread of the whole file into
 // malloc'ed memory.
 inline void FreadStep(const std::string& path) {
-    TimeStepAndExit([&] {
-        std::FILE* file = std::fopen(path.c_str(), "rb");
-        if (file == nullptr) Fail("cannot open " + path);
-        std::fseek(file, 0, SEEK_END);
-        const auto size = static_cast<std::size_t>(std::ftell(file));
-        std::fseek(file, 0, SEEK_SET);
-        void* memory = std::malloc(size);
-        if (memory == nullptr || std::fread(memory, 1, size, file) != size) Fail("cannot read " + path);
-        std::fclose(file);
-        // Touched after the timing, so that the read is not optimised away.
-        if (static_cast<volatile unsigned char*>(memory)[size / 2] == 0x5a) std::printf(" ");
-    }, [] {});
+    TimeStepAndExit(
+        [&] {
+            std::FILE* file = std::fopen(path.c_str(), "rb");
+            if (file == nullptr) Fail("cannot open " + path);
+            std::fseek(file, 0, SEEK_END);
+            const auto size = static_cast<std::size_t>(std::ftell(file));
+            std::fseek(file, 0, SEEK_SET);
+            void* memory = std::malloc(size);
+            if (memory == nullptr || std::fread(memory, 1, size, file) != size) Fail("cannot read " + path);
+            std::fclose(file);
+            // Touched after the timing, so that the read is not optimised away.
+            if (static_cast<volatile unsigned char*>(memory)[size / 2] == 0x5a) std::printf(" ");
+        },
+        [] {});
 }
 
 // Starts this program again with "--fresh", step and path; returns what it printed.
@@ -283,7 +286,8 @@ inline void CompareFresh(const char* what, const char* step, const std::string& 
         (reference ? raw : ours).push_back(figures.seconds);
         (reference ? rawFaults : oursFaults).push_back(static_cast<double>(figures.faults));
     };
-    TakeTurns(rounds, [&] { run(false); }, [&] { run(true); });
+    TakeTurns(
+        rounds, [&] { run(false); }, [&] { run(true); });
     const double median = Median(ours);
     const double rawMedian = Median(raw);
     const double low = *std::min_element(ours.begin(), ours.end());
@@ -291,11 +295,13 @@ inline void CompareFresh(const char* what, const char* step, const std::string& 
     char label[96];
     std::snprintf(label, sizeof label, "%s, median of %d", what, rounds);
     ReportTarget(label, median, "fread, fresh process, median", rawMedian, target);
-    std::printf("  minima %.4f s and %.4f s (ratio %.2f); page faults (medians) %.0f and %.0f; a pause of %d s "
-                "before each process\n",
-                low, rawLow, low / rawLow, Median(oursFaults), Median(rawFaults), pause);
+    std::printf(
+        "  minima %.4f s and %.4f s (ratio %.2f); page faults (medians) %.0f and %.0f; a pause of %d s "
+        "before each process\n",
+        low, rawLow, low / rawLow, Median(oursFaults), Median(rawFaults), pause);
     std::printf("  each round:");
-    for (int i = 0; i < rounds; ++i) std::printf(" %.3f/%.3f", ours[static_cast<std::size_t>(i)], raw[static_cast<std::size_t>(i)]);
+    for (int i = 0; i < rounds; ++i)
+        std::printf(" %.3f/%.3f", ours[static_cast<std::size_t>(i)], raw[static_cast<std::size_t>(i)]);
     std::printf("\n");
 }
 

@@ -55,8 +55,8 @@ std::string SupportId(const char* prefix, int region, int support) {
 std::int32_t EntityType(int support) { return 1 + support % 4; }
 
 // The "meshData" member at the given depth; appends the support ids in mesh order to ids.
-void AppendMeshData(Text& text, int depth, const char* prefix, int regions, int supportsPerRegion,
-                    const char* tail, std::vector<std::string>& ids) {
+void AppendMeshData(Text& text, int depth, const char* prefix, int regions, int supportsPerRegion, const char* tail,
+                    std::vector<std::string>& ids) {
     text.Line(depth, "\"meshData\" : ");
     text.Line(depth, "{");
     text.Line(depth + 1, "\"elementData\" : ");
@@ -77,8 +77,8 @@ void AppendMeshData(Text& text, int depth, const char* prefix, int regions, int 
     for (int r = 0; r < regions; ++r) {
         text.Line(depth + 2, "{");
         text.Line(depth + 3, Text::Member("caption", Text::Quoted("Region " + std::to_string(r))) + ",");
-        text.Line(depth + 3, Text::Member("solverId", Text::Quoted(std::string(prefix) + ".region" +
-                                                                    std::to_string(r))) + ",");
+        text.Line(depth + 3,
+                  Text::Member("solverId", Text::Quoted(std::string(prefix) + ".region" + std::to_string(r))) + ",");
         text.Line(depth + 3, "\"supports\" : ");
         text.Line(depth + 3, "[");
         for (int s = 0; s < supportsPerRegion; ++s) {
@@ -98,9 +98,7 @@ void AppendMeshData(Text& text, int depth, const char* prefix, int regions, int 
     text.Line(depth, std::string("}") + tail);
 }
 
-void WriteFile(const std::string& path, const std::string& content) {
-    WriteRaw(path, content.data(), content.size());
-}
+void WriteFile(const std::string& path, const std::string& content) { WriteRaw(path, content.data(), content.size()); }
 
 std::string MeshDocument(std::vector<std::string>& ids) {
     Text text;
@@ -262,13 +260,13 @@ int main(int argc, char** argv) {
                                       for (const std::string& id : ids) found += byId.find(id) != byId.end() ? 1 : 0;
                                   });
     if (found != 3 * ids.size()) Fail("reference lookup lost an id");
-    ReportTarget("GetSupportCfg x 100k ids, in turn", lookUps.seconds, "unordered_map find x 100k",
-                 lookUps.reference, kTarget);
+    ReportTarget("GetSupportCfg x 100k ids, in turn", lookUps.seconds, "unordered_map find x 100k", lookUps.reference,
+                 kTarget);
     const double first = BestSeconds([&] { lookUp(0, kLookupSample); });
     const double last = BestSeconds([&] { lookUp(ids.size() - kLookupSample, ids.size()); });
     std::printf("  GetSupportCfg: %.1f ms in all, %.0f ns per call; first 1000 ids %.0f ns, last 1000 ids %.0f ns\n",
-                lookUps.seconds * 1e3, lookUps.seconds * 1e9 / static_cast<double>(ids.size()), first * 1e9 / kLookupSample,
-                last * 1e9 / kLookupSample);
+                lookUps.seconds * 1e3, lookUps.seconds * 1e9 / static_cast<double>(ids.size()),
+                first * 1e9 / kLookupSample, last * 1e9 / kLookupSample);
     Must(RomFactoryRelease(mesh), "RomFactoryRelease");
 
     // Setup configuration.

@@ -32,7 +32,9 @@ constexpr const char* kComponents[] = {"vx", "vy", "vz"};
 constexpr int kRounds = 6;
 constexpr int kMeshioRuns = 2;
 
-double Value(std::uint32_t node, std::size_t component) { return std::sin(1e-3 * node + static_cast<double>(component)); }
+double Value(std::uint32_t node, std::size_t component) {
+    return std::sin(1e-3 * node + static_cast<double>(component));
+}
 
 template <class T, class Entry>
 std::vector<T> Filled(std::size_t size, Entry entry) {
@@ -46,7 +48,8 @@ void WriteMesh(const std::string& configuration, const std::string& path) {
     RomObject *data = nullptr, *part = nullptr, *elements = nullptr;
     Must(RomFactoryCreateAndInitMeshData(&data, configuration.c_str()), "RomFactoryCreateAndInitMeshData");
     Must(RomMeshDataGetMutableNodeData(data, &part), "RomMeshDataGetMutableNodeData");
-    const auto nodeIds = Filled<std::int32_t>(kNodes, [](std::size_t n) { return NodeId(static_cast<std::uint32_t>(n)); });
+    const auto nodeIds =
+        Filled<std::int32_t>(kNodes, [](std::size_t n) { return NodeId(static_cast<std::uint32_t>(n)); });
     const auto coordinates = Filled<double>(std::size_t{kNodes} * kDimension, [](std::size_t i) {
         return Coordinate(static_cast<std::uint32_t>(i / kDimension), static_cast<std::uint32_t>(i % kDimension));
     });
@@ -88,7 +91,8 @@ void WriteSnapshot(const std::string& configuration, const std::string& path) {
     Must(RomFactoryCreateAndInitSnapshot(&snapshot, configuration.c_str()), "RomFactoryCreateAndInitSnapshot");
     const auto ids = Filled<std::uint32_t>(kNodes, [](std::size_t n) { return NodeId(static_cast<std::uint32_t>(n)); });
     for (std::size_t c = 0; c < std::size(kComponents); ++c) {
-        const auto values = Filled<double>(kNodes, [c](std::size_t n) { return Value(static_cast<std::uint32_t>(n), c); });
+        const auto values =
+            Filled<double>(kNodes, [c](std::size_t n) { return Value(static_cast<std::uint32_t>(n), c); });
         Must(RomSnapshotGetComponentData(snapshot, kComponents[c], kSupport, &data), "RomSnapshotGetComponentData");
         Must(RomSnapshotComponentDataAddValues(data, ids.data(), values.data(), kNodes), "AddValues");
     }
@@ -106,9 +110,8 @@ void WriteMeshioArrays(const std::string& dir, const tervik::cli::Mesh& mesh) {
     WriteRaw(dir + "/cells.raw", cells.data(), cells.size() * sizeof(std::int32_t));
     WriteRaw(dir + "/node_ids.raw", mesh.nodeIds.data, std::size_t{kNodes} * sizeof(std::int32_t));
     WriteRaw(dir + "/element_ids.raw", mesh.elementIds.data, std::size_t{kElements} * sizeof(std::int32_t));
-    const auto values = Filled<double>(std::size_t{kNodes} * 3, [](std::size_t i) {
-        return Value(static_cast<std::uint32_t>(i / 3), i % 3);
-    });
+    const auto values = Filled<double>(std::size_t{kNodes} * 3,
+                                       [](std::size_t i) { return Value(static_cast<std::uint32_t>(i / 3), i % 3); });
     WriteRaw(dir + "/velocity.raw", values.data(), values.size() * sizeof(double));
 }
 
@@ -138,8 +141,10 @@ int main(int argc, char** argv) {
     WriteConfiguration(meshCfg);
     WriteMesh(meshCfg, meshPath);
     WriteSnapshot(snapshotCfg, snapshotPath);
-    std::printf("strip of %u Hex8 elements and %u nodes (ids from 1), one snapshot of the field velocity (vx, vy, vz) "
-                "on every node\n", kElements, kNodes);
+    std::printf(
+        "strip of %u Hex8 elements and %u nodes (ids from 1), one snapshot of the field velocity (vx, vy, vz) "
+        "on every node\n",
+        kElements, kNodes);
 
     std::optional<tervik::cli::Mesh> mesh;
     std::optional<tervik::cli::Snapshot> snapshot;

@@ -162,7 +162,8 @@ public:
         return nodeIds_[kNodes - 1] == static_cast<std::int32_t>(NodeId(kNodes - 1)) &&
                connectivity_[std::size_t{last} * kCorners + 7] == static_cast<std::int32_t>(Corner(last, 7)) &&
                coordinates_[std::size_t{kNodes - 1} * kDimension] == Coordinate(kNodes - 1, 0) &&
-               entities_[kNodes - 1] == static_cast<std::int32_t>(kNodes - 1) && added_[0] == static_cast<std::int32_t>(kNodes);
+               entities_[kNodes - 1] == static_cast<std::int32_t>(kNodes - 1) &&
+               added_[0] == static_cast<std::int32_t>(kNodes);
     }
 
 private:
@@ -212,7 +213,8 @@ Tables TablesOf(RomObject* meshData) {
     RomObject* elements = nullptr;
     Must(RomElementDataGetStdElementData(elementData, &elements), "RomElementDataGetStdElementData");
     Must(RomStdElementDataGetIds(elements, &tables.elementIds), "RomStdElementDataGetIds");
-    Must(RomStdElementDataGetConnectivityTable(elements, &tables.connectivity), "RomStdElementDataGetConnectivityTable");
+    Must(RomStdElementDataGetConnectivityTable(elements, &tables.connectivity),
+         "RomStdElementDataGetConnectivityTable");
     Must(RomStdElementDataGetTypes(elements, &tables.types), "RomStdElementDataGetTypes");
     RomObject* support = nullptr;
     Must(RomMeshDataGetSupportData(meshData, kSupport, &support), "RomMeshDataGetSupportData");
@@ -237,8 +239,8 @@ void CheckResumed(RomObject* meshData) {
     const std::int32_t* types = tables.types;
     const std::int32_t* entities = tables.entities;
 
-    const std::uint32_t nodeSpots[] = {0, 1, 2, 3, 4, 7, 12345, kNodes / 2, kNodes / 2 + 3, 7777777, kNodes - 4,
-                                       kNodes - 1};
+    const std::uint32_t nodeSpots[] = {0,       1,          2,         3, 4, 7, 12345, kNodes / 2, kNodes / 2 + 3,
+                                       7777777, kNodes - 4, kNodes - 1};
     for (const std::uint32_t n : nodeSpots) {
         Expect("node id", n, nodeIds[n], static_cast<std::int32_t>(NodeId(n)));
         for (std::uint32_t axis = 0; axis < kDimension; ++axis)
@@ -273,7 +275,8 @@ void CompareHdf5(RomObject* mesh, RomObject* resumed, const std::string& meshPat
         kFileRounds,
         [&] {
             std::filesystem::remove(meshPath);
-            save = std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
+            save =
+                std::min(save, Time([&] { Must(RomPersistableSave(mesh, meshPath.c_str()), "RomPersistableSave"); }));
         },
         [&] {
             std::filesystem::remove(hdf5Path);
@@ -359,13 +362,15 @@ int main(int argc, char** argv) {
     const double store = Median(stored);
     const double calls = static_cast<double>(kBuildCalls);
     ReportTarget("build through the exports, median of 5", build, "non-inlined stores, median", store, "");
-    std::printf("  %llu exported calls: %.2f ns per call, reference %.2f ns per store call   target <= 15 ns per call\n",
-                static_cast<unsigned long long>(kBuildCalls), build * 1e9 / calls, store * 1e9 / calls);
+    std::printf(
+        "  %llu exported calls: %.2f ns per call, reference %.2f ns per store call   target <= 15 ns per call\n",
+        static_cast<unsigned long long>(kBuildCalls), build * 1e9 / calls, store * 1e9 / calls);
     const double init = Median(initialised);
     const double allocation = Median(allocated);
-    std::printf("  of which the create and initialise: %.4f s, reference allocation %.4f s (medians); the calls after "
-                "it: %.2f ns per call, reference %.2f ns\n",
-                init, allocation, (build - init) * 1e9 / (calls - 1), (store - allocation) * 1e9 / (calls - 1));
+    std::printf(
+        "  of which the create and initialise: %.4f s, reference allocation %.4f s (medians); the calls after "
+        "it: %.2f ns per call, reference %.2f ns\n",
+        init, allocation, (build - init) * 1e9 / (calls - 1), (store - allocation) * 1e9 / (calls - 1));
 
     // Save and resume, each in turns with its raw reference.
     const FileTimes saved = SaveBesideWrite(mesh, meshPath, rawPath, kFileRounds);

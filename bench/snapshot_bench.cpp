@@ -137,8 +137,7 @@ void ComponentData(RomObject* snapshot, RomObject* (&data)[kComponents]) {
 }
 
 void Expect(const std::string& what, std::uint64_t found, std::uint64_t expected) {
-    if (found != expected)
-        Fail(what + " is " + std::to_string(found) + ", expected " + std::to_string(expected));
+    if (found != expected) Fail(what + " is " + std::to_string(found) + ", expected " + std::to_string(expected));
 }
 
 // The resumed pairs: every id in ascending order, and the right values at spots.
@@ -148,8 +147,8 @@ void CheckResumed(RomObject* snapshot) {
     Expect("resumed snapshot filled flag", filled, 1);
     RomObject* data[kComponents] = {};
     ComponentData(snapshot, data);
-    const std::uint32_t spots[] = {0, 1, 2, 3, 7, 12345, 999999, kEntities / 2, kEntities / 2 + 1, 3141592,
-                                   kEntities - 2, kEntities - 1};
+    const std::uint32_t spots[] = {
+        0, 1, 2, 3, 7, 12345, 999999, kEntities / 2, kEntities / 2 + 1, 3141592, kEntities - 2, kEntities - 1};
     for (std::uint32_t c = 0; c < kComponents; ++c) {
         const std::string name = std::string("resumed ") + kComponentIds[c];
         std::uint32_t count = 0;
@@ -309,7 +308,8 @@ void RunBulkCase(const char* title, const Orders& orders, const char* fillTarget
                 Must(RomSnapshotComponentDataAddValues(data[c], orders.of[c], values[c].data(), kEntities),
                      "RomSnapshotComponentDataAddValues");
         });
-        const double saved = Time([&] { Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave"); });
+        const double saved =
+            Time([&] { Must(RomPersistableSave(snapshot, paths.snapshot.c_str()), "RomPersistableSave"); });
         both = std::min(both, Seconds(start));
         fill = std::min(fill, filled);
         save = std::min(save, saved);
@@ -346,10 +346,11 @@ void RunBulkCase(const char* title, const Orders& orders, const char* fillTarget
             kRounds,
             [&] {
                 RomObject* resumed = nullptr;
-                resume = std::min(resume, Time([&] {
-                                      Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
-                                      Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
-                                  }));
+                resume =
+                    std::min(resume, Time([&] {
+                                 Must(RomFactoryCreateSnapshot(&resumed), "RomFactoryCreateSnapshot");
+                                 Must(RomPersistableResume(resumed, paths.snapshot.c_str()), "RomPersistableResume");
+                             }));
                 CheckResumed(resumed);
                 Must(RomFactoryRelease(resumed), "RomFactoryRelease");
             },
@@ -396,9 +397,8 @@ int main(int argc, char** argv) {
             Targets{"target <= 15 ns per call", "target <= 2x", "target <= 1.5x"}, paths);
     RunCase("ascending ids", Orders{{ascending.data(), ascending.data()}},
             Targets{"target <= 15 ns per call", "target <= 1.25x", "target <= 1.5x"}, paths);
-    RunCase("shuffled ids, a different order for each component (information)",
-            Orders{{shuffled.data(), other.data()}}, Targets{"(information)", "(information)", "(information)"},
-            paths);
+    RunCase("shuffled ids, a different order for each component (information)", Orders{{shuffled.data(), other.data()}},
+            Targets{"(information)", "(information)", "(information)"}, paths);
 
     RunBulkCase("whole arrays, shuffled ids, one order for both components", Orders{{shuffled.data(), shuffled.data()}},
                 "target <= 2.5x", "target <= 2.5x", paths);

@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
     const std::string library = dir + "/tervikrom-bench.bin";
     const std::string raw = dir + "/tervikrom-bench-raw.bin";
     constexpr std::uint32_t doubles = 16u << 20;  // 128 MiB
-    constexpr std::uint32_t values = 4u << 20;     // one call each
+    constexpr std::uint32_t values = 4u << 20;    // one call each
     std::vector<double> table(doubles, 1.25);
     std::vector<std::uint32_t> ids(values, 7u);
 

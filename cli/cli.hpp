@@ -186,7 +186,7 @@ struct SnapshotPair {
     std::string component, support;
     std::uint32_t assigned = 0, expected = 0;
     std::uint32_t entities = 0;  // the entity count of the support in the snapshot's configuration
-    Table<std::uint32_t> ids;  // the expected count of entries
+    Table<std::uint32_t> ids;    // the expected count of entries
     Table<double> values;
 };
 
@@ -339,11 +339,11 @@ struct ExportOptions {
     std::string mesh;
     std::vector<std::string> snapshots;
     std::string output;
-    bool indices = false;  // connectivity references are node indices
+    bool indices = false;                       // connectivity references are node indices
     std::map<std::string, Location> locations;  // --location SUPPORT=points|cells
-    std::string setup;  // --setup; when empty, the one set-up in the mesh's folder, if one
-    bool splitComponents = false;  // one array per component, as without a set-up
-    std::string cache, time;  // --cache CACHE [--time PARAMETER]: the snapshots of a cache
+    std::string setup;                          // --setup; when empty, the one set-up in the mesh's folder, if one
+    bool splitComponents = false;               // one array per component, as without a set-up
+    std::string cache, time;                    // --cache CACHE [--time PARAMETER]: the snapshots of a cache
 };
 int Export(const ExportOptions& options, std::ostream& out, std::ostream& err);
 
@@ -393,7 +393,8 @@ private:
 // ("" when they do): a node or face count past the table's end or not positive, or
 // entries left over.
 template <class Visit>
-std::string WalkSlices(const Table<std::int32_t>& table, const Table<std::int32_t>& ids, bool polyhedron, Visit&& visit) {
+std::string WalkSlices(const Table<std::int32_t>& table, const Table<std::int32_t>& ids, bool polyhedron,
+                       Visit&& visit) {
     using std::to_string;
     const std::string kind = polyhedron ? "polyhedron" : "polygon";
     const std::string end = " the " + kind + " connectivity table of " + to_string(table.count) + " entries";
@@ -403,21 +404,26 @@ std::string WalkSlices(const Table<std::int32_t>& table, const Table<std::int32_
         const std::uint64_t start = at;
         if (at >= table.count) return name() + " starts at entry " + to_string(at) + ", past the end of" + end;
         const std::int64_t parts = table[at++];
-        if (parts <= 0) return name() + " has " + to_string(parts) + (polyhedron ? " faces" : " nodes") + " (entry " + to_string(start) + ")";
+        if (parts <= 0)
+            return name() + " has " + to_string(parts) + (polyhedron ? " faces" : " nodes") + " (entry " +
+                   to_string(start) + ")";
         if (!polyhedron) {
             at += static_cast<std::uint64_t>(parts);
             if (at > table.count)
-                return name() + " announces " + to_string(parts) + " nodes at entry " + to_string(start) + ", past the end of" + end;
+                return name() + " announces " + to_string(parts) + " nodes at entry " + to_string(start) +
+                       ", past the end of" + end;
         }
         for (std::int64_t face = 0; polyhedron && face < parts; ++face) {
             if (at >= table.count)
-                return name() + " announces " + to_string(parts) + " faces at entry " + to_string(start) + ", and" + end +
-                       " ends after " + to_string(face) + " of them";
+                return name() + " announces " + to_string(parts) + " faces at entry " + to_string(start) + ", and" +
+                       end + " ends after " + to_string(face) + " of them";
             const std::int64_t nodes = table[at];
             if (nodes <= 0)
-                return name() + " face " + to_string(face) + " has " + to_string(nodes) + " nodes (entry " + to_string(at) + ")";
+                return name() + " face " + to_string(face) + " has " + to_string(nodes) + " nodes (entry " +
+                       to_string(at) + ")";
             if ((at += 1 + static_cast<std::uint64_t>(nodes)) > table.count)
-                return name() + " face " + to_string(face) + " announces " + to_string(nodes) + " nodes, past the end of" + end;
+                return name() + " face " + to_string(face) + " announces " + to_string(nodes) +
+                       " nodes, past the end of" + end;
         }
         visit(element, start, at - start);
     }

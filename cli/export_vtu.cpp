@@ -33,7 +33,7 @@ struct VtuWriter::Array {
     const void* data;  // null for values made while they are written
     std::uint64_t bytes;
     std::vector<std::string> componentNames = {};  // ComponentName0, ... when given
-    std::string unit = {};  // the UNITS_LABEL information key, when not empty
+    std::string unit = {};                         // the UNITS_LABEL information key, when not empty
     // Makes the doubles [first, first + count) of an array without data; count and first
     // are multiples of its components.
     std::function<void(std::uint64_t first, std::uint64_t count, double* out)> make = {};
@@ -67,11 +67,20 @@ std::string Escaped(const std::string& text) {
     std::string out;
     for (const char c : text) {
         switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            default: out += c;
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
         }
     }
     return out;
@@ -105,7 +114,10 @@ bool Holds(const std::vector<T>& values, const T& value) {
 }  // namespace
 
 VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector<Field> fields)
-    : mesh_(mesh), options_(options), fields_(std::move(fields)), references_({&mesh.nodeIds}, options.indices, "nodes") {
+    : mesh_(mesh),
+      options_(options),
+      fields_(std::move(fields)),
+      references_({&mesh.nodeIds}, options.indices, "nodes") {
     const std::uint32_t nodeCount = mesh.nodeIds.count;
     if (mesh.dimension != 3) {
         points_.assign(std::size_t{nodeCount} * 3, 0.0);
@@ -121,9 +133,9 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
         const ElementKind* kind = FindKind(mesh.types[e]);
         if (kind == nullptr || used + static_cast<std::uint64_t>(kind->nodes) > mesh.connectivity.count)
             throw MeshFailure("standard element " + std::to_string(e) + " has " +
-                          (kind == nullptr ? "the unknown type code " + std::to_string(mesh.types[e])
-                                           : "nodes past the end of the connectivity table") +
-                          "; tervikrom validate tells more");
+                              (kind == nullptr ? "the unknown type code " + std::to_string(mesh.types[e])
+                                               : "nodes past the end of the connectivity table") +
+                              "; tervikrom validate tells more");
         used += static_cast<std::uint64_t>(kind->nodes);
         standardSize_ += static_cast<std::uint64_t>(kind->vtkNodes);
         trimmed_ = trimmed_ || kind->vtkNodes != kind->nodes;
@@ -136,10 +148,12 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
     };
     std::vector<std::int32_t> user, userOffsets;
     const Table<std::int32_t>& polygons = mesh.polygonConnectivity;
-    failed(WalkSlices(polygons, mesh.polygonIds, false, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
-        for (std::uint64_t at = start + 1; at < start + length; ++at) user.push_back(Resolve(polygons[at], "polygon", element));
-        userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
-    }));
+    failed(WalkSlices(polygons, mesh.polygonIds, false,
+                      [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
+                          for (std::uint64_t at = start + 1; at < start + length; ++at)
+                              user.push_back(Resolve(polygons[at], "polygon", element));
+                          userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
+                      }));
     const Table<std::int32_t>& polyhedrons = mesh.polyhedronConnectivity;
     const std::uint32_t cellCount = mesh.CellCount();
     if (mesh.polyhedronIds.count != 0) {
@@ -147,22 +161,23 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
         faces_.reserve(polyhedrons.count);
     }
     std::uint32_t cell = mesh.elementIds.count + mesh.polygonIds.count;
-    failed(WalkSlices(polyhedrons, mesh.polyhedronIds, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
-        const std::size_t first = user.size();
-        faces_.push_back(polyhedrons[start]);
-        for (std::uint64_t at = start + 1; at < start + length;) {
-            const std::int32_t count = polyhedrons[at++];
-            faces_.push_back(count);
-            for (std::int32_t k = 0; k < count; ++k, ++at) {
-                const std::int32_t node = Resolve(polyhedrons[at], "polyhedron", element);
-                faces_.push_back(node);
-                if (std::find(user.begin() + static_cast<std::ptrdiff_t>(first), user.end(), node) == user.end())
-                    user.push_back(node);
+    failed(WalkSlices(
+        polyhedrons, mesh.polyhedronIds, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
+            const std::size_t first = user.size();
+            faces_.push_back(polyhedrons[start]);
+            for (std::uint64_t at = start + 1; at < start + length;) {
+                const std::int32_t count = polyhedrons[at++];
+                faces_.push_back(count);
+                for (std::int32_t k = 0; k < count; ++k, ++at) {
+                    const std::int32_t node = Resolve(polyhedrons[at], "polyhedron", element);
+                    faces_.push_back(node);
+                    if (std::find(user.begin() + static_cast<std::ptrdiff_t>(first), user.end(), node) == user.end())
+                        user.push_back(node);
+                }
             }
-        }
-        userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
-        faceOffsets_[cell++] = Narrow(faces_.size(), "face entries");
-    }));
+            userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
+            faceOffsets_[cell++] = Narrow(faces_.size(), "face entries");
+        }));
 
     connectivitySize_ = standardSize_ + user.size();
     Narrow(connectivitySize_, "connectivity entries");
@@ -171,7 +186,8 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
     types_.reset(new std::uint8_t[cellCount]);
     std::copy(user.begin(), user.end(), connectivity_.get() + standardSize_);
     std::copy(userOffsets.begin(), userOffsets.end(), offsets_.get() + mesh.elementIds.count);
-    std::fill(types_.get() + mesh.elementIds.count, types_.get() + mesh.elementIds.count + mesh.polygonIds.count, kVtkPolygon);
+    std::fill(types_.get() + mesh.elementIds.count, types_.get() + mesh.elementIds.count + mesh.polygonIds.count,
+              kVtkPolygon);
     std::fill(types_.get() + mesh.elementIds.count + mesh.polygonIds.count, types_.get() + cellCount, kVtkPolyhedron);
 
     if (mesh.polygonIds.count + mesh.polyhedronIds.count != 0) {
@@ -185,9 +201,9 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
 std::int32_t VtuWriter::Resolve(std::int32_t reference, const char* element, std::uint64_t index) const {
     const std::int64_t node = references_.Find(reference);
     if (node < 0)
-        throw MeshFailure(std::string(element) + " " + std::to_string(index) + " names node " + std::to_string(reference) +
-                      ", which the mesh does not hold" +
-                      (options_.indices ? "" : " (give --indices if references are node indices)"));
+        throw MeshFailure(std::string(element) + " " + std::to_string(index) + " names node " +
+                          std::to_string(reference) + ", which the mesh does not hold" +
+                          (options_.indices ? "" : " (give --indices if references are node indices)"));
     return static_cast<std::int32_t>(node);
 }
 
@@ -214,7 +230,8 @@ void VtuWriter::ResolveStandardElements() {
         const ElementKind& kind = kElementKinds[mesh_.types[e]];
         if (!resolved)
             for (std::int32_t k = 0; k < kind.vtkNodes; ++k)
-                out[written + static_cast<std::uint64_t>(k)] = Resolve(table[used + static_cast<std::uint64_t>(k)], "standard element", e);
+                out[written + static_cast<std::uint64_t>(k)] =
+                    Resolve(table[used + static_cast<std::uint64_t>(k)], "standard element", e);
         used += static_cast<std::uint64_t>(kind.nodes);
         written += static_cast<std::uint64_t>(kind.vtkNodes);
         offsets_[e] = static_cast<std::int32_t>(written);
@@ -229,8 +246,10 @@ const EntityIndex& VtuWriter::Nodes() const {
 }
 
 const EntityIndex& VtuWriter::Cells() const {
-    if (!cells_) cells_.emplace(std::vector<const Table<std::int32_t>*>{&mesh_.elementIds, &mesh_.polygonIds, &mesh_.polyhedronIds},
-                                false, "elements");
+    if (!cells_)
+        cells_.emplace(
+            std::vector<const Table<std::int32_t>*>{&mesh_.elementIds, &mesh_.polygonIds, &mesh_.polyhedronIds}, false,
+            "elements");
     return *cells_;
 }
 
@@ -250,7 +269,8 @@ std::vector<VtuWriter::Group> VtuWriter::Groups(const Snapshot& snapshot) const 
     for (const auto& pair : snapshot.pairs) {
         if (located.count(pair.support) != 0) continue;
         const MeshSupport* support = mesh_.FindSupport(pair.support);
-        if (support == nullptr) throw Failure("the mesh has no support " + pair.support + " for the values of " + pair.component);
+        if (support == nullptr)
+            throw Failure("the mesh has no support " + pair.support + " for the values of " + pair.component);
         located.emplace(pair.support, Locate(*support));
         supports.push_back(pair.support);
     }
@@ -270,11 +290,12 @@ std::vector<VtuWriter::Group> VtuWriter::Groups(const Snapshot& snapshot) const 
     for (const std::string& support : supports) {
         for (const Field& field : options_.splitComponents ? std::vector<Field>{} : fields_) {
             if (!holds(field, support)) continue;
-            const bool shared = std::any_of(field.supports.begin(), field.supports.end(), [&](const std::string& other) {
-                return other != support && holds(field, other) && located.at(other) == located.at(support);
-            });
-            Group& group = groups.emplace_back(Group{shared ? field.solverId + "@" + support : field.solverId, field.unit,
-                                                     support, {}, {}});
+            const bool shared =
+                std::any_of(field.supports.begin(), field.supports.end(), [&](const std::string& other) {
+                    return other != support && holds(field, other) && located.at(other) == located.at(support);
+                });
+            Group& group = groups.emplace_back(
+                Group{shared ? field.solverId + "@" + support : field.solverId, field.unit, support, {}, {}});
             for (const std::string& component : field.components) {
                 group.columns.push_back(find(component, support));
                 grouped.insert(group.columns.back());
@@ -293,7 +314,7 @@ std::vector<VtuWriter::Group> VtuWriter::Groups(const Snapshot& snapshot) const 
 }
 
 std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot,
-                                                         std::vector<std::vector<double>>& storage) const {
+                                                        std::vector<std::vector<double>>& storage) const {
     std::vector<Array> arrays;
     const std::vector<Group> groups = Groups(snapshot);
     storage.reserve(groups.size());
@@ -308,16 +329,24 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
             return pair == nullptr || (pair->assigned == pair->expected && index.InOrder(pair->ids));
         };
         if (width == 1 && inOrder(first)) {  // the values as they are
-            arrays.push_back({section, group.name, "Float64", 1, first->values.data, std::uint64_t{first->assigned} * 8,
-                              {}, group.unit});
+            arrays.push_back({section,
+                              group.name,
+                              "Float64",
+                              1,
+                              first->values.data,
+                              std::uint64_t{first->assigned} * 8,
+                              {},
+                              group.unit});
             continue;
         }
         if (std::all_of(group.columns.begin(), group.columns.end(), inOrder)) {  // interleaved as they are written
             std::vector<const double*> columns;
-            for (const SnapshotPair* pair : group.columns) columns.push_back(pair == nullptr ? nullptr : pair->values.data);
+            for (const SnapshotPair* pair : group.columns)
+                columns.push_back(pair == nullptr ? nullptr : pair->values.data);
             const auto make = [columns, width](std::uint64_t begin, std::uint64_t count, double* out) {
                 const std::uint64_t entity = begin / width, entities = count / width;
-                const bool whole = std::none_of(columns.begin(), columns.end(), [](const double* c) { return c == nullptr; });
+                const bool whole =
+                    std::none_of(columns.begin(), columns.end(), [](const double* c) { return c == nullptr; });
                 if (whole && width == 3) {  // vectors: one pass, the output written in order
                     const double *x = columns[0] + entity, *y = columns[1] + entity, *z = columns[2] + entity;
                     for (std::uint64_t i = 0; i < entities; ++i) {
@@ -331,13 +360,15 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
                     const double* in = columns[column] == nullptr ? nullptr : columns[column] + entity;
                     double* to = out + column;
                     if (in == nullptr)
-                        for (std::uint64_t i = 0; i < entities; ++i) to[i * width] = std::numeric_limits<double>::quiet_NaN();
+                        for (std::uint64_t i = 0; i < entities; ++i)
+                            to[i * width] = std::numeric_limits<double>::quiet_NaN();
                     else
                         for (std::uint64_t i = 0; i < entities; ++i) to[i * width] = in[i];
                 }
             };
             arrays.push_back({section, group.name, "Float64", static_cast<int>(width), nullptr,
-                              static_cast<std::uint64_t>(index.Size()) * width * 8, group.componentNames, group.unit, make});
+                              static_cast<std::uint64_t>(index.Size()) * width * 8, group.componentNames, group.unit,
+                              make});
             continue;
         }
         std::vector<double>& values = storage.emplace_back(static_cast<std::size_t>(index.Size()) * width,
@@ -359,10 +390,11 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
                                   std::to_string(pair->ids[i]) + " names no " + (points ? "node" : "element") +
                                   " of the mesh (" +
                                   (options_.locations.count(pair->support) != 0
-                                       ? "--location " + pair->support + "=" + where + " puts the support's values on the " + where
+                                       ? "--location " + pair->support + "=" + where +
+                                             " puts the support's values on the " + where
                                        : "the support's entity type " + std::to_string(support.entityType) +
-                                             " puts its values on the " + where + "; --location " + pair->support + "=" +
-                                             other + " puts them on the " + other) +
+                                             " puts its values on the " + where + "; --location " + pair->support +
+                                             "=" + other + " puts them on the " + other) +
                                   ")");
                 }
                 out[static_cast<std::size_t>(at) * width] = pair->values[i];
@@ -379,7 +411,8 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     std::vector<Array> arrays;
     const std::uint64_t nodeCount = mesh_.nodeIds.count;
     arrays.push_back({Array::PointData, "NodeId", "Int32", 1, mesh_.nodeIds.data, nodeCount * 4});
-    arrays.push_back({Array::CellData, "ElementId", "Int32", 1, cellIds_.empty() ? mesh_.elementIds.data : cellIds_.data(),
+    arrays.push_back({Array::CellData, "ElementId", "Int32", 1,
+                      cellIds_.empty() ? mesh_.elementIds.data : cellIds_.data(),
                       std::uint64_t{mesh_.CellCount()} * 4});
     if (snapshot != nullptr)
         for (Array& array : SnapshotArrays(*snapshot, storage)) arrays.push_back(std::move(array));
@@ -393,7 +426,8 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
         arrays.push_back({Array::Cells, "faces", "Int32", 1, faces_.data(), Bytes(faces_)});
         arrays.push_back({Array::Cells, "faceoffsets", "Int32", 1, faceOffsets_.data(), Bytes(faceOffsets_)});
     }
-    std::stable_sort(arrays.begin(), arrays.end(), [](const Array& a, const Array& b) { return a.section < b.section; });
+    std::stable_sort(arrays.begin(), arrays.end(),
+                     [](const Array& a, const Array& b) { return a.section < b.section; });
 
     std::ostringstream xml;
     xml << "<?xml version=\"1.0\"?>\n"
@@ -427,11 +461,11 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
             } else {
                 xml << ">\n";
                 if (gap != 0)
-                    xml << "          <DataArray type=\"UInt8\" Name=\"padding\" format=\"appended\" offset=\"" << offset
-                        << "\"/>\n";
+                    xml << "          <DataArray type=\"UInt8\" Name=\"padding\" format=\"appended\" offset=\""
+                        << offset << "\"/>\n";
                 if (!array.unit.empty())
-                    xml << "          <InformationKey name=\"UNITS_LABEL\" location=\"vtkDataArray\">" << Escaped(array.unit)
-                        << "</InformationKey>\n";
+                    xml << "          <InformationKey name=\"UNITS_LABEL\" location=\"vtkDataArray\">"
+                        << Escaped(array.unit) << "</InformationKey>\n";
                 xml << "        </DataArray>\n";
             }
             offset += gap + sizeof(std::uint64_t) + array.bytes;
@@ -489,8 +523,9 @@ std::string FolderOf(const std::string& path) {
 
 std::string WithoutExtension(const std::string& path, const char* extension) {
     const std::size_t size = std::strlen(extension);
-    return path.size() > size && path.compare(path.size() - size, size, extension) == 0 ? path.substr(0, path.size() - size)
-                                                                                       : path;
+    return path.size() > size && path.compare(path.size() - size, size, extension) == 0
+               ? path.substr(0, path.size() - size)
+               : path;
 }
 
 // OUT without its ".vtu" or ".pvd" ending. Another extension of letters and digits
@@ -507,7 +542,8 @@ std::string OutputBase(const std::string& output) {
     if (!extension.empty() && std::isalpha(static_cast<unsigned char>(extension[0])) &&
         std::all_of(extension.begin(), extension.end(), [](unsigned char c) { return std::isalnum(c); }))
         throw UsageFailure("-o " + output + ": the export writes VTK XML unstructured grids (.vtu, and a .pvd for " +
-                           "several snapshots), not ." + extension + " files; give -o " + base + " or -o " + base + ".vtu");
+                           "several snapshots), not ." + extension + " files; give -o " + base + " or -o " + base +
+                           ".vtu");
     return output;
 }
 
@@ -520,7 +556,8 @@ void CheckOutputFolder(const std::string& base) {
         reason = std::strerror(errno);
     else if (!S_ISDIR(status.st_mode))
         reason = "not a folder";
-    if (reason != nullptr) throw OutputFailure("-o " + base + ": cannot write into the folder " + folder + ": " + reason);
+    if (reason != nullptr)
+        throw OutputFailure("-o " + base + ": cannot write into the folder " + folder + ": " + reason);
 }
 
 // A snapshot of the series: its file, the name and the time step the collection gives it.
@@ -542,7 +579,8 @@ std::vector<Step> Steps(const ExportOptions& options, std::string& current) {
     std::vector<Step> steps;
     const auto stem = [](const std::string& path) { return WithoutExtension(BaseName(path), ".romsnp"); };
     if (options.cache.empty()) {
-        if (!options.time.empty()) throw UsageFailure("--time " + options.time + " orders the snapshots of a cache: give --cache");
+        if (!options.time.empty())
+            throw UsageFailure("--time " + options.time + " orders the snapshots of a cache: give --cache");
         for (std::size_t i = 0; i < options.snapshots.size(); ++i)
             steps.push_back({options.snapshots[i], stem(options.snapshots[i]), std::to_string(i)});
         return steps;
@@ -557,13 +595,14 @@ std::vector<Step> Steps(const ExportOptions& options, std::string& current) {
         double time = static_cast<double>(i);
         if (!options.time.empty()) {
             const auto& input = entries[i].input;
-            const auto found = std::find_if(input.begin(), input.end(), [&](const Parameter& p) { return p.name == options.time; });
+            const auto found =
+                std::find_if(input.begin(), input.end(), [&](const Parameter& p) { return p.name == options.time; });
             if (found == input.end()) {
                 std::string names;
                 for (const Parameter& parameter : input) names += (names.empty() ? "" : ", ") + parameter.name;
-                throw Failure("--time " + options.time + ": entry " + std::to_string(i) + " (" + entries[i].snapshotFile +
-                              ") has no input parameter " + options.time + "; its input parameters: " +
-                              (names.empty() ? "none" : names));
+                throw Failure("--time " + options.time + ": entry " + std::to_string(i) + " (" +
+                              entries[i].snapshotFile + ") has no input parameter " + options.time +
+                              "; its input parameters: " + (names.empty() ? "none" : names));
             }
             time = found->value;
         }
@@ -647,7 +686,8 @@ int Export(const ExportOptions& options, std::ostream& out, std::ostream& err) {
         for (const auto& location : options.locations)
             if (mesh.FindSupport(location.first) == nullptr) {
                 std::string names;
-                for (const MeshSupport& support : mesh.supports) names += (names.empty() ? "" : ", ") + support.solverId;
+                for (const MeshSupport& support : mesh.supports)
+                    names += (names.empty() ? "" : ", ") + support.solverId;
                 throw UsageFailure(options.mesh + ": --location names the support " + location.first +
                                    ", which the mesh does not have; its supports: " + (names.empty() ? "none" : names));
             }
@@ -664,15 +704,16 @@ int Export(const ExportOptions& options, std::ostream& out, std::ostream& err) {
             return 0;
         }
         std::ostringstream collection;
-        collection << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"0.1\" byte_order=\"LittleEndian\">\n"
-                   << "  <Collection>\n";
+        collection
+            << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"0.1\" byte_order=\"LittleEndian\">\n"
+            << "  <Collection>\n";
         for (std::size_t i = 0; i < steps.size(); ++i) {
             const Snapshot snapshot = LoadSnapshot(current = steps[i].path);
             const std::string path = base + "_" + std::to_string(i) + ".vtu";
             const std::uint64_t bytes = writer.Write(&snapshot, path);
             out << path << ": " << steps[i].path << ", " << bytes << " bytes\n";
-            collection << "    <DataSet timestep=\"" << steps[i].time << "\" part=\"0\" file=\"" << Escaped(BaseName(path))
-                       << "\" name=\"" << Escaped(steps[i].name) << "\"/>\n";
+            collection << "    <DataSet timestep=\"" << steps[i].time << "\" part=\"0\" file=\""
+                       << Escaped(BaseName(path)) << "\" name=\"" << Escaped(steps[i].name) << "\"/>\n";
         }
         collection << "  </Collection>\n</VTKFile>\n";
         OutputFile pvd(base + ".pvd");

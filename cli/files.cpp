@@ -46,7 +46,8 @@ constexpr KindEntry kKinds[] = {
      RomFactoryCreateSnapshotCfg},
     {FileKind::Mesh, "mesh", RomGetMeshFileExtension, nullptr, RomFactoryCreateMeshData},
     {FileKind::Snapshot, "snapshot", RomGetSnapshotFileExtension, nullptr, RomFactoryCreateSnapshot},
-    {FileKind::Cache, "snapshotCache", RomGetSnapshotCacheFileExtension, "snapshotCache", RomFactoryCreateSnapshotCache},
+    {FileKind::Cache, "snapshotCache", RomGetSnapshotCacheFileExtension, "snapshotCache",
+     RomFactoryCreateSnapshotCache},
     {FileKind::Project, "project", RomGetProjectFileExtension, nullptr, RomFactoryCreateProject},
 };
 
@@ -62,7 +63,6 @@ std::string Extension(const std::string& path) {
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
     return path.substr(dot + 1);
 }
-
 
 bool IsDocument(const std::string& path) {
     const std::string extension = Extension(path);
@@ -87,12 +87,14 @@ public:
         descriptor_ = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
         if (descriptor_ < 0) throw Failure(std::string("cannot open the file: ") + std::strerror(errno));
         struct stat status {};
-        if (::fstat(descriptor_, &status) != 0) throw Failure(std::string("cannot read the file: ") + std::strerror(errno));
+        if (::fstat(descriptor_, &status) != 0)
+            throw Failure(std::string("cannot read the file: ") + std::strerror(errno));
         if (!S_ISREG(status.st_mode)) throw Failure(std::string("not a regular file: it is ") + Nature(status.st_mode));
         size_ = static_cast<std::uint64_t>(status.st_size);
         if (size_ > limit)
-            throw Failure("the file holds " + std::to_string(size_) + " bytes; a JSON document of the library is read " +
-                          "up to " + std::to_string(limit) + " bytes");
+            throw Failure("the file holds " + std::to_string(size_) +
+                          " bytes; a JSON document of the library is read " + "up to " + std::to_string(limit) +
+                          " bytes");
     }
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -104,7 +106,8 @@ public:
         std::string bytes(static_cast<std::size_t>(offset < size_ ? std::min(count, size_ - offset) : 0), '\0');
         std::size_t done = 0;
         while (done < bytes.size()) {
-            const ssize_t got = ::pread(descriptor_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+            const ssize_t got =
+                ::pread(descriptor_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) throw Failure(std::string("cannot read the file: ") + std::strerror(errno));
             if (got == 0) break;
@@ -218,7 +221,8 @@ std::vector<RomObject*> Members(RomObject* container) {
     std::uint32_t count = 0;
     Check(RomContainerGetCount(container, &count), "RomContainerGetCount");
     std::vector<RomObject*> members(count);
-    for (std::uint32_t i = 0; i < count; ++i) Check(RomContainerGetObject(container, i, &members[i]), "RomContainerGetObject");
+    for (std::uint32_t i = 0; i < count; ++i)
+        Check(RomContainerGetObject(container, i, &members[i]), "RomContainerGetObject");
     return members;
 }
 
@@ -235,7 +239,8 @@ Document ReadDocument(const std::string& path, bool strict) {
     const std::string text = InputFile(path, kDocumentLimit).Read(0, kDocumentLimit);
     std::string errors;
     if (!ParseJson(text, false, document.root, errors) || !document.root.isObject())
-        throw Failure("not a JSON document" + (errors.empty() ? std::string(": its root is not an object") : ": " + errors));
+        throw Failure("not a JSON document" +
+                      (errors.empty() ? std::string(": its root is not an object") : ": " + errors));
     Json::Value strictly;
     if (strict && !ParseJson(text, true, strictly, errors)) document.suspect = errors;
     return document;
@@ -294,8 +299,9 @@ FileKind DetectKind(const std::string& path, Handle& resumed) {
             return entry.kind;
         }
     std::string known;
-    for (const char* (*name)() : {RomGetConfigurationFileExtension, RomGetMeshFileExtension, RomGetSnapshotFileExtension,
-                                  RomGetSnapshotCacheFileExtension, RomGetProjectFileExtension})
+    for (const char* (*name)() :
+         {RomGetConfigurationFileExtension, RomGetMeshFileExtension, RomGetSnapshotFileExtension,
+          RomGetSnapshotCacheFileExtension, RomGetProjectFileExtension})
         known += std::string(known.empty() ? "" : ", ") + "." + name();
     throw Failure((extension.empty() ? std::string("no file extension") : "unknown file kind \"." + extension + "\"") +
                   "; known: " + known);
@@ -394,15 +400,15 @@ Mesh LoadMesh(const std::string& path) {
             Copy<std::int32_t> copyIds, copyConnectivity;
             Table<std::int32_t>*idTable, *connectivityTable;
             const char *idName, *connectivityName;
-        } kinds[] = {{RomUserElementDataCfgTryGetPolygonDataCfg, RomPolygonDataCfgGetCount,
-                      RomPolygonDataCfgGetConnectivityTableSize, RomUserElementDataGetPolygonData, RomPolygonDataGetIds,
-                      RomPolygonDataGetConnectivityTable, RomPolygonDataCopyIds, RomPolygonDataCopyConnectivityTable,
-                      &mesh.polygonIds, &mesh.polygonConnectivity, "polygon id", "polygon connectivity"},
-                     {RomUserElementDataCfgTryGetPolyhedronDataCfg, RomPolyhedronDataCfgGetCount,
-                      RomPolyhedronDataCfgGetConnectivityTableSize, RomUserElementDataGetPolyhedronData,
-                      RomPolyhedronDataGetIds, RomPolyhedronDataGetConnectivityTable, RomPolyhedronDataCopyIds,
-                      RomPolyhedronDataCopyConnectivityTable, &mesh.polyhedronIds, &mesh.polyhedronConnectivity,
-                      "polyhedron id", "polyhedron connectivity"}};
+        } kinds[] = {
+            {RomUserElementDataCfgTryGetPolygonDataCfg, RomPolygonDataCfgGetCount,
+             RomPolygonDataCfgGetConnectivityTableSize, RomUserElementDataGetPolygonData, RomPolygonDataGetIds,
+             RomPolygonDataGetConnectivityTable, RomPolygonDataCopyIds, RomPolygonDataCopyConnectivityTable,
+             &mesh.polygonIds, &mesh.polygonConnectivity, "polygon id", "polygon connectivity"},
+            {RomUserElementDataCfgTryGetPolyhedronDataCfg, RomPolyhedronDataCfgGetCount,
+             RomPolyhedronDataCfgGetConnectivityTableSize, RomUserElementDataGetPolyhedronData, RomPolyhedronDataGetIds,
+             RomPolyhedronDataGetConnectivityTable, RomPolyhedronDataCopyIds, RomPolyhedronDataCopyConnectivityTable,
+             &mesh.polyhedronIds, &mesh.polyhedronConnectivity, "polyhedron id", "polyhedron connectivity"}};
         for (const auto& kind : kinds) {
             if (!kind.tryGetCfg(userCfg, &partCfg)) continue;
             Check(kind.count(partCfg, &count), "count");
@@ -464,7 +470,8 @@ std::vector<CacheEntry> LoadCache(const std::string& path) {
         Check(RomFactoryCreateUserPoint(&query), "RomFactoryCreateUserPoint");
         const Handle owned(query);
         for (const Json::Value& parameter : stored["input"])
-            Check(RomPointSetValue(query, parameter["id"].asCString(), parameter["value"].asDouble()), "RomPointSetValue");
+            Check(RomPointSetValue(query, parameter["id"].asCString(), parameter["value"].asDouble()),
+                  "RomPointSetValue");
         RomObject* found = nullptr;
         Check(RomSnapshotCachePull(cache.get(), query, &found), "RomSnapshotCachePull");
         if (found == nullptr) throw Failure("the cache does not find its own entry");
@@ -472,9 +479,9 @@ std::vector<CacheEntry> LoadCache(const std::string& path) {
         const char* file = nullptr;
         Check(RomSnasphotCacheEntryGetSnapshotFile(found, &file), "RomSnasphotCacheEntryGetSnapshotFile");
         entry.snapshotFile = file;
-        const std::tuple<const char*, RomExceptionHandle (*)(RomObject*, RomObject**), std::vector<Parameter>*> points[] = {
-            {"input", RomSnapshotCacheEntryGetInputPoint, &entry.input},
-            {"output", RomSnapshotCacheEntryGetOutputPoint, &entry.output}};
+        const std::tuple<const char*, RomExceptionHandle (*)(RomObject*, RomObject**), std::vector<Parameter>*>
+            points[] = {{"input", RomSnapshotCacheEntryGetInputPoint, &entry.input},
+                        {"output", RomSnapshotCacheEntryGetOutputPoint, &entry.output}};
         for (const auto& [key, get, parameters] : points) {
             RomObject* point = nullptr;
             Check(get(found, &point), key);
@@ -511,8 +518,10 @@ Snapshot LoadSnapshot(const std::string& path) {
             RomObject* values = nullptr;
             Check(RomSnapshotGetComponentData(data, pair.component.c_str(), pair.support.c_str(), &values),
                   "RomSnapshotGetComponentData");
-            Check(RomSnapshotComponentDataGetAssignedEntityValueCount(values, &pair.assigned), "GetAssignedEntityValueCount");
-            Check(RomSnapshotComponentDataGetExpectedEntityValueCount(values, &pair.expected), "GetExpectedEntityValueCount");
+            Check(RomSnapshotComponentDataGetAssignedEntityValueCount(values, &pair.assigned),
+                  "GetAssignedEntityValueCount");
+            Check(RomSnapshotComponentDataGetExpectedEntityValueCount(values, &pair.expected),
+                  "GetExpectedEntityValueCount");
             Check(RomSupportCfgGetEntityCount(support, &pair.entities), "RomSupportCfgGetEntityCount");
             if (pair.assigned > pair.expected)
                 throw Failure("the values of " + pair.component + " on " + pair.support + " count " +
@@ -524,8 +533,9 @@ Snapshot LoadSnapshot(const std::string& path) {
             // The arrays hold the expected count when its last entry can be read.
             std::uint32_t id = 0;
             double value = 0;
-            if (pair.expected != 0 && (ids == nullptr || array == nullptr ||
-                                       !Released(RomSnapshotComponentDataGetValue(values, pair.expected - 1, &id, &value)).empty()))
+            if (pair.expected != 0 &&
+                (ids == nullptr || array == nullptr ||
+                 !Released(RomSnapshotComponentDataGetValue(values, pair.expected - 1, &id, &value)).empty()))
                 throw Failure("the tables of " + pair.component + " on " + pair.support + " do not hold the " +
                               std::to_string(pair.expected) + " values they expect");
             pair.ids = Table<std::uint32_t>{ids, pair.expected};

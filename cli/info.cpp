@@ -47,12 +47,14 @@ Json::Value DescribeMeshDataCfg(RomObject* cfg) {
     out["unit"] = Text(RomMeshDataCfgGetUnit, cfg);
     Check(RomMeshDataCfgGetElementDataCfg(cfg, &elements), "RomMeshDataCfgGetElementDataCfg");
     if (RomElementDataCfgTryGetStdElementDataCfg(elements, &part))
-        out["standardElements"] = Sizes(part, RomStdElementDataCfgGetCount, RomStdElementDataCfgGetConnectivityTableSize);
+        out["standardElements"] =
+            Sizes(part, RomStdElementDataCfgGetCount, RomStdElementDataCfgGetConnectivityTableSize);
     if (RomElementDataCfgTryGetUserElementDataCfg(elements, &user)) {
         if (RomUserElementDataCfgTryGetPolygonDataCfg(user, &part))
             out["polygons"] = Sizes(part, RomPolygonDataCfgGetCount, RomPolygonDataCfgGetConnectivityTableSize);
         if (RomUserElementDataCfgTryGetPolyhedronDataCfg(user, &part))
-            out["polyhedrons"] = Sizes(part, RomPolyhedronDataCfgGetCount, RomPolyhedronDataCfgGetConnectivityTableSize);
+            out["polyhedrons"] =
+                Sizes(part, RomPolyhedronDataCfgGetCount, RomPolyhedronDataCfgGetConnectivityTableSize);
     }
     Check(RomMeshDataCfgGetRegionCfgs(cfg, &regions), "RomMeshDataCfgGetRegionCfgs");
     Json::Value& regionList = out["regions"] = Json::Value(Json::arrayValue);
@@ -84,12 +86,15 @@ Json::Value DescribeMesh(const std::string& path, bool tables) {
         std::vector<std::uint32_t> counts(kElementKindCount);
         std::map<std::int32_t, std::uint32_t> unknown;
         for (std::uint32_t i = 0; i < mesh.types.count; ++i) {
-            if (FindKind(mesh.types[i]) != nullptr) ++counts[static_cast<std::size_t>(mesh.types[i])];
-            else ++unknown[mesh.types[i]];
+            if (FindKind(mesh.types[i]) != nullptr)
+                ++counts[static_cast<std::size_t>(mesh.types[i])];
+            else
+                ++unknown[mesh.types[i]];
         }
         Json::Value& kinds = out["standardElements"]["kinds"] = Json::Value(Json::objectValue);
         for (std::int32_t code = 0; code < kElementKindCount; ++code)
-            if (counts[static_cast<std::size_t>(code)] != 0) kinds[kElementKinds[code].name] = counts[static_cast<std::size_t>(code)];
+            if (counts[static_cast<std::size_t>(code)] != 0)
+                kinds[kElementKinds[code].name] = counts[static_cast<std::size_t>(code)];
         for (const auto& [code, count] : unknown) kinds["unknown code " + std::to_string(code)] = count;
     }
     if (tables) {

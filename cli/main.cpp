@@ -49,8 +49,9 @@ int main(int argc, char** argv) {
     app.require_subcommand(1, 1);
 
     InfoOptions info;
-    CLI::App* infoCommand = app.add_subcommand("info", "What each file holds: kind, versions, sizes, supports, fields, "
-                                                       "snapshot pairs, cache entries.");
+    CLI::App* infoCommand = app.add_subcommand("info",
+                                               "What each file holds: kind, versions, sizes, supports, fields, "
+                                               "snapshot pairs, cache entries.");
     infoCommand->add_option("files", info.files, "Files of any kind (.romcfg, .rommsh, .romsnp, .romcch, .rompjt)")
         ->required();
     infoCommand->add_flag("--json", info.json, "Print one JSON document for the whole run");
@@ -60,19 +61,23 @@ int main(int argc, char** argv) {
     CLI::App* validateCommand =
         app.add_subcommand("validate", "Reads each file in full and checks what its format implies.");
     validateCommand->add_option("files", validate.files, "Files of any kind")->required();
-    validateCommand->add_option("--mesh", validate.mesh, "Check that the ids of each snapshot are entities of the "
-                                                         "support of the same solver id in this mesh")
+    validateCommand
+        ->add_option("--mesh", validate.mesh,
+                     "Check that the ids of each snapshot are entities of the "
+                     "support of the same solver id in this mesh")
         ->check(CLI::ExistingFile);
     validateCommand->add_flag("--indices", validate.indices, "Connectivity references are node indices, not ids");
 
     ExportOptions exported;
     std::vector<std::string> locations;
     CLI::App* exportCommand = app.add_subcommand(
-        "export", "Writes a mesh and its snapshots as VTK unstructured grids for ParaView: OUT.vtu for at most one "
-                  "snapshot, OUT_<i>.vtu and the collection OUT.pvd for several.");
+        "export",
+        "Writes a mesh and its snapshots as VTK unstructured grids for ParaView: OUT.vtu for at most one "
+        "snapshot, OUT_<i>.vtu and the collection OUT.pvd for several.");
     exportCommand->add_option("mesh", exported.mesh, "The mesh file (.rommsh)")->required();
     exportCommand->add_option("snapshots", exported.snapshots, "Snapshot files (.romsnp), in time order");
-    exportCommand->add_option("-o,--output", exported.output, "The output file (.vtu or .pvd; the extension is optional)")
+    exportCommand
+        ->add_option("-o,--output", exported.output, "The output file (.vtu or .pvd; the extension is optional)")
         ->required();
     exportCommand->add_option("--setup", exported.setup,
                               "The set-up (.romcfg) whose fields group components into arrays, with their units; "
@@ -86,13 +91,15 @@ int main(int argc, char** argv) {
                               "time steps (default: the cache's order, 0, 1, 2, ...)");
     exportCommand->add_flag("--indices", exported.indices,
                             "Connectivity references are node indices (from 0), not node ids");
-    exportCommand->add_option("--location", locations,
-                              "SUPPORT=points or SUPPORT=cells: where the values of a support go, whatever the entity "
-                              "type its configuration gives (1: nodes, on the points; others: on the cells)")
+    exportCommand
+        ->add_option("--location", locations,
+                     "SUPPORT=points or SUPPORT=cells: where the values of a support go, whatever the entity "
+                     "type its configuration gives (1: nodes, on the points; others: on the cells)")
         ->allow_extra_args(false);
 
     std::vector<std::pair<const PythonCommand*, CLI::App*>> python;
-    for (const PythonCommand& command : kPythonCommands) python.emplace_back(&command, AddPythonSubcommand(app, command));
+    for (const PythonCommand& command : kPythonCommands)
+        python.emplace_back(&command, AddPythonSubcommand(app, command));
 
     if (!KnownSubcommand(app, argc, argv)) return kUsage;
     try {

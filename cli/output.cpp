@@ -72,7 +72,9 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
     // O_EXCL: a name that exists, a symbolic link included, is never opened.
     const int descriptor = ::mkostemp(temporary_.data(), O_CLOEXEC);
     if (descriptor < 0) {
-        const std::string folder = Folder(path_).empty() ? "." : Folder(path_).size() == 1 ? "/" : Folder(path_).substr(0, Folder(path_).size() - 1);
+        const std::string folder = Folder(path_).empty()       ? "."
+                                   : Folder(path_).size() == 1 ? "/"
+                                                               : Folder(path_).substr(0, Folder(path_).size() - 1);
         throw OutputFailure("cannot write " + path_ + ": cannot create a file in the folder " + folder + ": " +
                             std::strerror(errno));
     }
@@ -130,7 +132,8 @@ std::uint64_t OutputFile::Commit() {
 
 void RemoveOutputsOnSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) {
-        struct sigaction action {}, previous {};
+        struct sigaction action {
+        }, previous{};
         if (::sigaction(signal, nullptr, &previous) != 0 || previous.sa_handler == SIG_IGN) continue;
         action.sa_handler = RemoveAndRaise;
         sigemptyset(&action.sa_mask);

@@ -29,8 +29,8 @@ fs::path PackageFolder() {
     if (error) throw Failure("cannot find the command's own file: " + error.message());
     const fs::path folder = command.parent_path();
     const fs::path built = fs::weakly_canonical(TERVIKROM_ROM_BUILD_DIR, error);
-    const fs::path package = !error && folder == built ? fs::path(TERVIKROM_ROM_SOURCE_PACKAGE)
-                                                       : folder / TERVIKROM_ROM_INSTALLED_PACKAGE;
+    const fs::path package =
+        !error && folder == built ? fs::path(TERVIKROM_ROM_SOURCE_PACKAGE) : folder / TERVIKROM_ROM_INSTALLED_PACKAGE;
     if (!fs::is_regular_file(package / "tervikrom" / "__init__.py", error))
         throw Failure("the Python package tervikrom is not in " + package.lexically_normal().string() +
                       ": the subcommand runs one of its modules");

@@ -13,7 +13,7 @@ namespace tervik::cli {
 // A subcommand of a Python module: everything after it, --help included, is left for Python.
 struct PythonCommand {
     const char* name;
-    const char* module;  // run as `PYTHON -m module [leading] ARGUMENTS...`
+    const char* module;   // run as `PYTHON -m module [leading] ARGUMENTS...`
     const char* leading;  // an argument put first, or null
     const char* description;
 };

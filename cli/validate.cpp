@@ -50,8 +50,10 @@ public:
         if (count_ == 0) return;
         std::string text = std::to_string(count_) + " " + what + "; first: ";
         for (std::size_t i = 0; i < shown_.size(); ++i) text += (i == 0 ? "" : "; ") + shown_[i];
-        if (warning) findings.Warn(object, text);
-        else findings.Add(object, text);
+        if (warning)
+            findings.Warn(object, text);
+        else
+            findings.Add(object, text);
     }
 
 private:
@@ -131,8 +133,9 @@ void CheckMesh(const Mesh& mesh, bool indices, Findings& findings) {
     std::optional<EntityIndex> nodeIds, cellIds;
     try {
         nodeIds.emplace(std::vector<const Table<std::int32_t>*>{&mesh.nodeIds}, false, "nodes");
-        cellIds.emplace(std::vector<const Table<std::int32_t>*>{&mesh.elementIds, &mesh.polygonIds, &mesh.polyhedronIds},
-                        false, "elements");
+        cellIds.emplace(
+            std::vector<const Table<std::int32_t>*>{&mesh.elementIds, &mesh.polygonIds, &mesh.polyhedronIds}, false,
+            "elements");
     } catch (const Failure& duplicate) {
         if (nodeIds) findings.Warn("element ids", duplicate.what());
     }
@@ -153,15 +156,17 @@ void CheckSnapshot(const Snapshot& snapshot, const Mesh* mesh, const std::string
     for (const auto& pair : snapshot.pairs) {
         const std::string object = "component " + pair.component + " on support " + pair.support;
         if (pair.expected != pair.entities)
-            findings.Add(object, "the file holds " + std::to_string(pair.expected) + " values, the configuration's support " +
-                                     "has " + std::to_string(pair.entities) + " entities");
+            findings.Add(object, "the file holds " + std::to_string(pair.expected) +
+                                     " values, the configuration's support " + "has " + std::to_string(pair.entities) +
+                                     " entities");
         if (pair.assigned != pair.expected)
             findings.Add(object, std::to_string(pair.assigned) + " of " + std::to_string(pair.expected) + " values");
         std::vector<std::uint32_t> sorted(pair.ids.data, pair.ids.data + pair.assigned);
         std::sort(sorted.begin(), sorted.end());
         Offenders repeated;
         for (std::size_t i = 1; i < sorted.size(); ++i)
-            if (sorted[i] == sorted[i - 1] && (i == 1 || sorted[i - 2] != sorted[i])) repeated.Add("id " + std::to_string(sorted[i]));
+            if (sorted[i] == sorted[i - 1] && (i == 1 || sorted[i - 2] != sorted[i]))
+                repeated.Add("id " + std::to_string(sorted[i]));
         repeated.Report(findings, object, "ids given more than once");
         if (mesh == nullptr) continue;
         const MeshSupport* support = mesh->FindSupport(pair.support);
@@ -187,7 +192,8 @@ public:
     ScratchFolder() {
         const char* tmp = std::getenv("TMPDIR");
         std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/tervikrom-validate.XXXXXX";
-        if (::mkdtemp(pattern.data()) == nullptr) throw Failure("cannot make a folder under " + pattern.substr(0, pattern.rfind('/')));
+        if (::mkdtemp(pattern.data()) == nullptr)
+            throw Failure("cannot make a folder under " + pattern.substr(0, pattern.rfind('/')));
         path_ = pattern;
     }
     ScratchFolder(const ScratchFolder&) = delete;
@@ -196,7 +202,9 @@ public:
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
-    std::string File(const std::string& name, FileKind kind) const { return path_ + "/" + name + "." + ExtensionOf(kind); }
+    std::string File(const std::string& name, FileKind kind) const {
+        return path_ + "/" + name + "." + ExtensionOf(kind);
+    }
 
 private:
     std::string path_;
@@ -215,15 +223,17 @@ std::string Resumes(FileKind kind, const std::string& path) {
 std::string FirstDifference(const Json::Value& file, const Json::Value& saved, const std::string& where) {
     if (file.isNumeric() && saved.isNumeric()) {
         const bool same = file.isIntegral() && saved.isIntegral()
-                              ? (file.isInt64() && saved.isInt64() ? file.asInt64() == saved.asInt64()
-                                                                   : file.isUInt64() && saved.isUInt64() && file.asUInt64() == saved.asUInt64())
+                              ? (file.isInt64() && saved.isInt64()
+                                     ? file.asInt64() == saved.asInt64()
+                                     : file.isUInt64() && saved.isUInt64() && file.asUInt64() == saved.asUInt64())
                               : file.asDouble() == saved.asDouble();
         return same ? "" : where;
     }
     if (file.type() != saved.type()) return where;
     if (file.isArray()) {
         if (file.size() != saved.size())
-            return where + " (" + std::to_string(file.size()) + " entries, written back as " + std::to_string(saved.size()) + ")";
+            return where + " (" + std::to_string(file.size()) + " entries, written back as " +
+                   std::to_string(saved.size()) + ")";
         for (Json::ArrayIndex i = 0; i < file.size(); ++i) {
             std::string found = FirstDifference(file[i], saved[i], where + "/" + std::to_string(i));
             if (!found.empty()) return found;
@@ -268,7 +278,8 @@ void CompareSizes(const std::string& path, const std::string& saved, FileKind ki
         const std::string start = folder.File("start", kind);
         CopyStart(path, written, start);
         if (Resumes(kind, start).empty()) {
-            findings.Warn("file", std::to_string(size - written) + " bytes after the object, which the library does not read");
+            findings.Warn("file",
+                          std::to_string(size - written) + " bytes after the object, which the library does not read");
             return;
         }
     }
@@ -289,9 +300,12 @@ void ReadBack(Handle object, FileKind kind, const std::string& path, Findings& f
         return;
     }
     const std::string unread = Resumes(kind, saved);
-    if (!unread.empty()) findings.Add("file", "the library reads it, saves it again and cannot read that back: " + unread);
-    if (DocumentKey(kind) != nullptr) CompareDocuments(path, saved, kind, findings);
-    else CompareSizes(path, saved, kind, folder, findings);
+    if (!unread.empty())
+        findings.Add("file", "the library reads it, saves it again and cannot read that back: " + unread);
+    if (DocumentKey(kind) != nullptr)
+        CompareDocuments(path, saved, kind, findings);
+    else
+        CompareSizes(path, saved, kind, folder, findings);
 } catch (const Failure& failure) {
     findings.Warn("file", std::string("not read back: ") + failure.what());
 }

@@ -50,9 +50,8 @@ enum { NODES = 1, CELLS = 2, FACES = 3 };
 
 /* The mesh: a unit cube (nodes 0-7), the apex of a pyramid on its top face (8) and a
  * triangle beside it (9-11). Node i has the id 100 + i; connectivity names nodes by id. */
-static const double coordinates[12][3] = {
-    {0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1},   {1, 0, 1},
-    {1, 1, 1}, {0, 1, 1}, {0.5, 0.5, 2}, {2, 0, 0}, {3, 0, 0}, {2, 1, 0}};
+static const double coordinates[12][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0},     {0, 1, 0}, {0, 0, 1}, {1, 0, 1},
+                                          {1, 1, 1}, {0, 1, 1}, {0.5, 0.5, 2}, {2, 0, 0}, {3, 0, 0}, {2, 1, 0}};
 static const uint32_t hex[8] = {100, 101, 102, 103, 104, 105, 106, 107};
 static const uint32_t tet[4] = {104, 105, 106, 108};
 static const uint32_t tri[3] = {109, 110, 111};

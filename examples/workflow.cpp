@@ -64,7 +64,7 @@ enum : std::int32_t { kNodes = 1, kCells = 2, kFaces = 3 };
 
 // A unit cube (nodes 0-7), the apex of a pyramid on its top face (8), a triangle beside it (9-11).
 // Node i has the id 100 + i; connectivity names nodes by id.
-const double kCoordinates[12][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0},   {0, 1, 0}, {0, 0, 1}, {1, 0, 1},
+const double kCoordinates[12][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0},     {0, 1, 0}, {0, 0, 1}, {1, 0, 1},
                                     {1, 1, 1}, {0, 1, 1}, {0.5, 0.5, 2}, {2, 0, 0}, {3, 0, 0}, {2, 1, 0}};
 const std::uint32_t kHex[8] = {100, 101, 102, 103, 104, 105, 106, 107};
 const std::uint32_t kTet[4] = {104, 105, 106, 108};
@@ -198,8 +198,11 @@ Owned<Rom::Project::IProject> RecordRun(Rom::Api::IFactory& factory) {
         const char* component;
         const char* support;
         std::uint32_t count, first;
-    } pairs[] = {{"ux", "solid-nodes", 12, 100}, {"uy", "solid-nodes", 12, 100}, {"uz", "solid-nodes", 12, 100},
-                 {"p", "solid-cells", 3, 1},     {"p", "skin-faces", 2, 3}};
+    } pairs[] = {{"ux", "solid-nodes", 12, 100},
+                 {"uy", "solid-nodes", 12, 100},
+                 {"uz", "solid-nodes", 12, 100},
+                 {"p", "solid-cells", 3, 1},
+                 {"p", "skin-faces", 2, 3}};
     for (const auto& pair : pairs) {
         auto& data = snapshot->GetComponentData(pair.component, pair.support);
         for (std::uint32_t i = 0; i < pair.count; ++i)

@@ -50,9 +50,8 @@ struct FieldSpec {
     const char* support;
     const char* components[2];
 };
-constexpr FieldSpec kFields[] = {{"displacement", "nodes", {"ux", "uy"}},
-                                 {"stress", "cells", {"s", nullptr}},
-                                 {"heat", "corner", {"t", nullptr}}};
+constexpr FieldSpec kFields[] = {
+    {"displacement", "nodes", {"ux", "uy"}}, {"stress", "cells", {"s", nullptr}}, {"heat", "corner", {"t", nullptr}}};
 
 void WriteSetup(const std::string& folder) {
     RomObject *setup = nullptr, *mesh = nullptr, *part = nullptr, *elements = nullptr, *user = nullptr;
@@ -112,8 +111,8 @@ void WriteMesh(const std::string& folder) {
             Must(RomNodeSetCoordinate(item, axis, 0.25 * n + axis + (n * (axis + 3) % 7) / 8.0), "coordinate");
     }
     RomExceptionHandle (*const adds[kKinds])(RomObject*, RomObject**) = {
-        RomMeshAddPoint0, RomMeshAddLine2,  RomMeshAddLine3,  RomMeshAddBeam3,   RomMeshAddBeam4,  RomMeshAddTri3,
-        RomMeshAddTri6,   RomMeshAddQuad4,  RomMeshAddQuad8,  RomMeshAddTet4,    RomMeshAddTet10,  RomMeshAddHex8,
+        RomMeshAddPoint0, RomMeshAddLine2,  RomMeshAddLine3,   RomMeshAddBeam3,    RomMeshAddBeam4,    RomMeshAddTri3,
+        RomMeshAddTri6,   RomMeshAddQuad4,  RomMeshAddQuad8,   RomMeshAddTet4,     RomMeshAddTet10,    RomMeshAddHex8,
         RomMeshAddHex20,  RomMeshAddWedge6, RomMeshAddWedge15, RomMeshAddPyramid5, RomMeshAddPyramid13};
     for (std::uint32_t kind = 0; kind < kKinds; ++kind) {
         Must(adds[kind](mesh, &item), "element");
@@ -127,7 +126,8 @@ void WriteMesh(const std::string& folder) {
         Must(RomSupportEntitySetId(item, kKinds + 1 + (at == 0 ? 0 : 1)), "polygon id");
         Must(RomPolygonSetNodeCount(item, static_cast<std::uint32_t>(kPolygons[at])), "polygon count");
         for (std::int32_t k = 0; k < kPolygons[at]; ++k)
-            Must(RomPolygonSetConnectivity(item, static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(kPolygons[at + 1 + k])),
+            Must(RomPolygonSetConnectivity(item, static_cast<std::uint32_t>(k),
+                                           static_cast<std::uint32_t>(kPolygons[at + 1 + k])),
                  "polygon node");
     }
     Must(RomMeshAddPolyhedron(mesh, &item), "polyhedron");
@@ -137,7 +137,8 @@ void WriteMesh(const std::string& folder) {
         const auto count = static_cast<std::uint32_t>(kPolyhedron[at++]);
         Must(RomPolyhedronSetNodeCount(item, face, count), "face node count");
         for (std::uint32_t k = 0; k < count; ++k)
-            Must(RomPolyhedronSetConnectivity(item, face, k, static_cast<std::uint32_t>(kPolyhedron[at++])), "face node");
+            Must(RomPolyhedronSetConnectivity(item, face, k, static_cast<std::uint32_t>(kPolyhedron[at++])),
+                 "face node");
     }
     for (const SupportSpec& spec : kSupports) {
         Must(RomMeshAddSupport(mesh, spec.support, &item), "support");
@@ -159,7 +160,8 @@ void WriteSnapshot(const std::string& folder, const char* name, double scale) {
             if (component == nullptr) continue;
             Must(RomSnapshotGetComponentData(snapshot, component, field.support, &data), "component data");
             for (std::uint32_t i = support->count; i-- > 0;)
-                Must(RomSnapshotComponentDataAddValue(data, support->first + i, scale * (support->first + i) + component[0]),
+                Must(RomSnapshotComponentDataAddValue(data, support->first + i,
+                                                      scale * (support->first + i) + component[0]),
                      "value");
         }
     }

@@ -84,7 +84,8 @@ void WriteMesh(const std::string& folder) {
     std::vector<double> coordinates;
     for (std::uint32_t n = 0; n < kNodes; ++n) {
         nodeIds[n] = static_cast<std::int32_t>(n + 1);
-        for (std::uint32_t axis = 0, rest = n; axis < 3; ++axis, rest /= kPoints) coordinates.push_back(0.05 * (rest % kPoints));
+        for (std::uint32_t axis = 0, rest = n; axis < 3; ++axis, rest /= kPoints)
+            coordinates.push_back(0.05 * (rest % kPoints));
     }
     for (std::uint32_t k = 0, e = 0; k < kSide; ++k)
         for (std::uint32_t j = 0; j < kSide; ++j)
@@ -150,7 +151,8 @@ void WriteCache(const std::string& folder) {
         Must(RomPointSetValue(input, "load", 10.0 * run), "load");
         Must(RomPointSetValue(output, "peak", 1.0 + run), "peak");
         std::uint32_t added = 0;
-        Must(RomSnapshotCachePush(cache, input, output, ("run-" + std::to_string(run) + ".romsnp").c_str(), &added), "push");
+        Must(RomSnapshotCachePush(cache, input, output, ("run-" + std::to_string(run) + ".romsnp").c_str(), &added),
+             "push");
         Must(RomFactoryRelease(input), "release");
         Must(RomFactoryRelease(output), "release");
     }

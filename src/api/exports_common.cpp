@@ -15,6 +15,8 @@ using Api::Frame::RunString;
 using Api::Frame::Str;
 
 extern "C" {
+// One line an export, however long.
+// clang-format off
 
 RomExceptionHandle RomFactoryCreateAndInitMesh(RomObject** out, const char* configurationFile) { return Run(out, ROM_CALL(GetFactory().CreateAndInitMesh(Str(configurationFile)))); }
 RomExceptionHandle RomFactoryCreateMeshData(RomObject** out) { return Run(out, ROM_CALL(GetFactory().CreateMeshData())); }
@@ -48,4 +50,5 @@ RomExceptionHandle RomContainerIndexOf(RomObject* container, RomObject* object, 
 RomExceptionHandle RomPersistableResume(RomObject* object, const char* file) { return Run(ROM_CALL(As<Common::IPersistable>(object).Resume(Str(file)))); }
 RomExceptionHandle RomPersistableSave(RomObject* object, const char* file) { return Run(ROM_CALL(As<Common::IPersistable>(object).Save(Str(file)))); }
 
+// clang-format on
 }

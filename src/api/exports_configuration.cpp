@@ -11,6 +11,8 @@ using Tervik::Rom::Api::Frame::RunTryGet;
 using Tervik::Rom::Api::Frame::Str;
 
 extern "C" {
+// One line an export, however long.
+// clang-format off
 
 RomExceptionHandle RomConfigurationCheck(RomObject* configuration) { return Run(ROM_CALL(As<IConfiguration>(configuration).Check())); }
 
@@ -95,4 +97,5 @@ RomExceptionHandle RomSnapshotCfgGetComponentCfgs(RomObject* snapshot, RomObject
 RomExceptionHandle RomSnapshotCfgGetSupportCfgs(RomObject* snapshot, RomObject** supports) { return Run(supports, ROM_CALL(As<ISnapshotCfg>(snapshot).GetSupportCfgs())); }
 RomExceptionHandle RomSnapshotCfgGetComponentsOfSupport(RomObject* snapshot, RomObject* support, RomObject** components) { return Run(components, ROM_CALL(As<ISnapshotCfg>(snapshot).GetComponentsOfSupport(As<ISupportCfg>(support)))); }
 
+// clang-format on
 }

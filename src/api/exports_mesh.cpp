@@ -1,5 +1,5 @@
-// Exports of the mesh builder with its accessors, and of the mesh tables: node, standard element, polygon, polyhedron and support
-// data, element data and mesh data.
+// Exports of the mesh builder with its accessors, and of the mesh tables: node, standard
+// element, polygon, polyhedron and support data, element data and mesh data.
 #include <tervik/rom/mesh.hpp>
 
 #include "api/frame.hpp"
@@ -11,6 +11,8 @@ using Tervik::Rom::Api::Frame::Str;
 using Tervik::Rom::Configuration::IMeshDataCfg;
 
 extern "C" {
+// One line an export, however long.
+// clang-format off
 
 RomExceptionHandle RomNodeDataCopyCoordinateTable(RomObject* nodeData, const double* data, uint32_t offset, uint32_t count) { return Run(ROM_CALL(As<INodeData>(nodeData).CopyCoordinateTable(data, offset, count))); }
 RomExceptionHandle RomNodeDataCopyIds(RomObject* nodeData, const int32_t* data, uint32_t offset, uint32_t count) { return Run(ROM_CALL(As<INodeData>(nodeData).CopyIds(data, offset, count))); }
@@ -87,4 +89,5 @@ RomExceptionHandle RomMeshDataGetSupportDatas(RomObject* meshData, RomObject** s
 RomExceptionHandle RomMeshDataGetSupportData(RomObject* meshData, const char* solverId, RomObject** support) { return Run(support, ROM_CALL(As<IMeshData>(meshData).GetSupportData(Str(solverId)))); }
 RomExceptionHandle RomMeshDataGetMutableSupportData(RomObject* meshData, const char* solverId, RomObject** support) { return Run(support, ROM_CALL(As<IMeshData>(meshData).GetMutableSupportData(Str(solverId)))); }
 
+// clang-format on
 }

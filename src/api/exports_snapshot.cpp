@@ -12,6 +12,8 @@ using Tervik::Rom::Api::Frame::Str;
 using Tervik::Rom::Configuration::ISnapshotCfg;
 
 extern "C" {
+// One line an export, however long.
+// clang-format off
 
 RomExceptionHandle RomPointClear(RomObject* point) { return Run(ROM_CALL(As<IPoint>(point).Clear())); }
 RomExceptionHandle RomPointCopyTo(RomObject* point, RomObject* target) { return Run(ROM_CALL(As<IPoint>(point).CopyTo(As<IUserPoint>(target)))); }
@@ -44,4 +46,5 @@ RomExceptionHandle RomSnapshotCacheEntryGetInputPoint(RomObject* entry, RomObjec
 RomExceptionHandle RomSnapshotCacheEntryGetOutputPoint(RomObject* entry, RomObject** point) { return Run(point, ROM_CALL(As<ISnapshotCacheEntry>(entry).GetOutputPoint())); }
 RomExceptionHandle RomSnasphotCacheEntryGetSnapshotFile(RomObject* entry, const char** file) { return Run(file, ROM_CALL(As<ISnapshotCacheEntry>(entry).GetSnapshotFile())); }
 
+// clang-format on
 }

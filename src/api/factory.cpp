@@ -15,7 +15,6 @@
 
 namespace Tervik::Rom::Api {
 
-
 Configuration::IRomSetupCfg* CFactory::CreateSetupCfg() { return new Configuration::CRomSetupCfg(); }
 
 namespace {

@@ -17,8 +17,7 @@ public:
     Project::IProject* CreateProject() override;
     Snapshot::ISnapshot* CreateAndInitSnapshot(const std::string& configurationFile) override;
     Snapshot::ISnapshot* CreateSnapshot() override;
-    Snapshot::ISnapshot* CreateAndInitSnapshot(const std::string& configurationFile,
-                                               bool keepInsertionOrder) override;
+    Snapshot::ISnapshot* CreateAndInitSnapshot(const std::string& configurationFile, bool keepInsertionOrder) override;
     Configuration::ISnapshotCfg* CreateSnapshotCfg() override;
     Snapshot::ISnapshotCache* CreateSnapshotCache() override;
     Snapshot::IUserPoint* CreateUserPoint() override;

@@ -48,5 +48,4 @@ void RomReleaseException(RomExceptionHandle exception) {
     std::free(exception->text);
     delete exception;
 }
-
 }

@@ -41,7 +41,7 @@ RomExceptionHandle MakeException(const char* text) noexcept;
 template <class I>
 constexpr const char* kInterfaceName = nullptr;
 #define TERVIK_ROM_INTERFACE(Namespace, Interface) \
-    template <>                                    \
+    template <> \
     inline constexpr const char* kInterfaceName<Namespace::Interface> = #Interface
 TERVIK_ROM_INTERFACE(Common, IRomObject);
 TERVIK_ROM_INTERFACE(Common, IContainerBase);

@@ -86,33 +86,33 @@ const char* FindUnwritable(const Json::Value& value, std::string& text, std::vec
     const char* begin = nullptr;
     const char* end = nullptr;
     switch (value.type()) {
-    case Json::stringValue: {
-        value.getString(&begin, &end);
-        const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)));
-        if (fault != nullptr) text.assign(begin, end);
-        return fault;
-    }
-    case Json::arrayValue:
-    case Json::objectValue:
-        for (auto it = value.begin(); it != value.end(); ++it) {
-            if (value.type() == Json::objectValue) {
-                begin = it.memberName(&end);
-                if (const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)))) {
-                    text.assign(begin, end);
-                    path.emplace_back(" (a key)");
-                    path.push_back("." + EscapedText(text));
+        case Json::stringValue: {
+            value.getString(&begin, &end);
+            const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)));
+            if (fault != nullptr) text.assign(begin, end);
+            return fault;
+        }
+        case Json::arrayValue:
+        case Json::objectValue:
+            for (auto it = value.begin(); it != value.end(); ++it) {
+                if (value.type() == Json::objectValue) {
+                    begin = it.memberName(&end);
+                    if (const char* fault = TextFault(std::string_view(begin, static_cast<std::size_t>(end - begin)))) {
+                        text.assign(begin, end);
+                        path.emplace_back(" (a key)");
+                        path.push_back("." + EscapedText(text));
+                        return fault;
+                    }
+                }
+                if (const char* fault = FindUnwritable(*it, text, path)) {
+                    path.push_back(value.type() == Json::objectValue ? "." + std::string(begin, end)
+                                                                     : "[" + std::to_string(it.index()) + "]");
                     return fault;
                 }
             }
-            if (const char* fault = FindUnwritable(*it, text, path)) {
-                path.push_back(value.type() == Json::objectValue ? "." + std::string(begin, end)
-                                                                 : "[" + std::to_string(it.index()) + "]");
-                return fault;
-            }
-        }
-        return nullptr;
-    default:
-        return nullptr;
+            return nullptr;
+        default:
+            return nullptr;
     }
 }
 
@@ -184,33 +184,33 @@ std::size_t Combine(std::size_t seed, std::size_t h) {
 std::size_t HashJson(const Json::Value& value) {
     std::size_t h = static_cast<std::size_t>(value.type());
     switch (value.type()) {
-    case Json::nullValue:
-        return h;
-    case Json::intValue:
-        return Combine(h, std::hash<Json::Int64>()(value.asInt64()));
-    case Json::uintValue:
-        return Combine(h, std::hash<Json::UInt64>()(value.asUInt64()));
-    case Json::realValue: {
-        const double d = value.asDouble();
-        return Combine(h, std::hash<double>()(d == 0.0 ? 0.0 : d));  // 0.0 and -0.0 are equal
-    }
-    case Json::booleanValue:
-        return Combine(h, value.asBool() ? 1u : 2u);
-    case Json::stringValue: {
-        const char* begin = nullptr;
-        const char* end = nullptr;
-        value.getString(&begin, &end);
-        return Combine(h, std::hash<std::string_view>()(std::string_view(begin, end - begin)));
-    }
-    case Json::arrayValue:
-        for (const Json::Value& item : value) h = Combine(h, HashJson(item));
-        return h;
-    case Json::objectValue:
-        for (auto it = value.begin(); it != value.end(); ++it) {
-            h = Combine(h, std::hash<std::string>()(it.name()));
-            h = Combine(h, HashJson(*it));
+        case Json::nullValue:
+            return h;
+        case Json::intValue:
+            return Combine(h, std::hash<Json::Int64>()(value.asInt64()));
+        case Json::uintValue:
+            return Combine(h, std::hash<Json::UInt64>()(value.asUInt64()));
+        case Json::realValue: {
+            const double d = value.asDouble();
+            return Combine(h, std::hash<double>()(d == 0.0 ? 0.0 : d));  // 0.0 and -0.0 are equal
         }
-        return h;
+        case Json::booleanValue:
+            return Combine(h, value.asBool() ? 1u : 2u);
+        case Json::stringValue: {
+            const char* begin = nullptr;
+            const char* end = nullptr;
+            value.getString(&begin, &end);
+            return Combine(h, std::hash<std::string_view>()(std::string_view(begin, end - begin)));
+        }
+        case Json::arrayValue:
+            for (const Json::Value& item : value) h = Combine(h, HashJson(item));
+            return h;
+        case Json::objectValue:
+            for (auto it = value.begin(); it != value.end(); ++it) {
+                h = Combine(h, std::hash<std::string>()(it.name()));
+                h = Combine(h, HashJson(*it));
+            }
+            return h;
     }
     return h;
 }

@@ -106,7 +106,8 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
     // Text that does not parse holds no key.
     Json::Value root;
     std::string duplicateKey;
-    if (!ParseJson(text.data(), text.data() + text.size(), root, &duplicateKey) || !root.isObject()) root = Json::Value();
+    if (!ParseJson(text.data(), text.data() + text.size(), root, &duplicateKey) || !root.isObject())
+        root = Json::Value();
     if (root.isMember("version")) {
         const Json::Value& version = root["version"];
         version_ = version.isInt() ? static_cast<std::uint32_t>(version.asInt()) : version.asUInt();
@@ -120,7 +121,8 @@ void JsonSerializationFile::Read(const std::string& key, Json::Value& value) {
         throw RomException("JsonSerializationFile cannot find any key named " + key + "\nin the file\n" + fileName_);
     value.swap(root[key]);
     doubt_ = !duplicateKey.empty() ? "one of its objects has the key \"" + EscapedText(duplicateKey) + "\" twice."
-                                   : MayHoldUnwritableText(text) ? UnwritableText(value, key) : std::string();
+             : MayHoldUnwritableText(text) ? UnwritableText(value, key)
+                                           : std::string();
 }
 
 }  // namespace Tervik::Rom::Common

@@ -73,8 +73,8 @@ void CPersistableJson::Resume(const std::string& fileName) {
 
 void ISerializationFactory::RequireVersion(std::int32_t version, const char* head) const {
     if (version != GetVersion())
-        throw RomException(head + std::to_string(version) + ". (Current supported version: " +
-                           std::to_string(GetVersion()) + ")");
+        throw RomException(head + std::to_string(version) +
+                           ". (Current supported version: " + std::to_string(GetVersion()) + ")");
 }
 
 void RefuseResume(const std::string& fileName, const std::string& problem) {

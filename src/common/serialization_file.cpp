@@ -4,7 +4,6 @@
 #include <limits>
 #include <utility>
 
-
 #include <tervik/rom/common.hpp>
 
 #include "common/fault_injection.hpp"
@@ -38,7 +37,8 @@ CStreamAdapter::CStreamAdapter(std::FILE* file, std::uint64_t readable, std::str
     : file_(file), remaining_(readable), fileName_(std::move(fileName)) {}
 
 void CStreamAdapter::CheckStream() const {
-    if (std::ferror(file_) != 0 || std::feof(file_) != 0) throw RomException("File system exception when using a file.");
+    if (std::ferror(file_) != 0 || std::feof(file_) != 0)
+        throw RomException("File system exception when using a file.");
 }
 
 template <class T>
@@ -76,7 +76,8 @@ void CStreamAdapter::Read(Json::Value& value) {
     if (!doubt_.empty()) return;
     doubt_ = !duplicateKey.empty()
                  ? "one of the objects of its JSON text has the key \"" + EscapedText(duplicateKey) + "\" twice."
-                 : MayHoldUnwritableText(text) ? UnwritableText(value, "") : std::string();
+             : MayHoldUnwritableText(text) ? UnwritableText(value, "")
+                                           : std::string();
 }
 
 void CStreamAdapter::Read(std::string& text) {

@@ -70,9 +70,7 @@ void UnmapZeroed(void* block, std::size_t bytes) noexcept {
     if (bytes >= kHugePage) lastLargeFree.store(Now(CLOCK_MONOTONIC), std::memory_order_relaxed);
 }
 
-bool Populate(void* from, std::size_t bytes) noexcept {
-    return madvise(from, RoundUp(bytes, kPage), kPopulate) == 0;
-}
+bool Populate(void* from, std::size_t bytes) noexcept { return madvise(from, RoundUp(bytes, kPage), kPopulate) == 0; }
 
 bool FaultIn(void* block, std::size_t bytes) noexcept {
     auto* const at = static_cast<char*>(block);

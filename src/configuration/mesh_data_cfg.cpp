@@ -172,8 +172,7 @@ std::uint32_t CMeshDataCfg::FindSupport(const std::string& solverId) const {
 
 ISupportCfg& CMeshDataCfg::GetSupportCfg(const std::string& solverId) const {
     const char* const head = "Unable to find support configuration with solver id: ";
-    if (Supports().GetCount() == 0)
-        throw RomException(head + solverId + ". Support configuration list is empty.");
+    if (Supports().GetCount() == 0) throw RomException(head + solverId + ". Support configuration list is empty.");
     const std::uint32_t index = FindSupport(solverId);
     if (index == kNotFound) throw RomException(head + solverId + ". Unknown solver id.");
     return *supports_.Members()[index];
@@ -258,8 +257,6 @@ void CMeshDataCfg::CheckResumed(const std::string& fileName) const {
     Common::RefuseResume(fileName, CoordinateTableProblem(nodeData_));
 }
 
-void CMeshDataCfg::TakeResumed(Common::CPersistableJson& read) noexcept {
-    SwapWith(static_cast<CMeshDataCfg&>(read));
-}
+void CMeshDataCfg::TakeResumed(Common::CPersistableJson& read) noexcept { SwapWith(static_cast<CMeshDataCfg&>(read)); }
 
 }  // namespace Tervik::Rom::Configuration

@@ -131,7 +131,8 @@ class CMeshDataCfg;
 // caller may keep it across adds and resumes, so each read brings it up to date first.
 class CFlatSupportCfgs final : public CSupportCfgs {
 public:
-    explicit CFlatSupportCfgs(const CMeshDataCfg& owner) : CSupportCfgs(Common::Ownership::Referencing), owner_(owner) {}
+    explicit CFlatSupportCfgs(const CMeshDataCfg& owner)
+        : CSupportCfgs(Common::Ownership::Referencing), owner_(owner) {}
 
     Common::IRomObject* GetObject(std::uint32_t index) const override;
     std::uint32_t IndexOf(const Common::IRomObject* object) const override;

@@ -96,9 +96,8 @@ void CFieldCfg::AddSupport(const std::string& solverId) {
 bool CFieldCfg::Equals(const IRomObject& other) const {
     const auto* that = dynamic_cast<const IFieldCfg*>(&other);
     return that != nullptr && that->GetSolverId() == GetSolverId() && that->GetCaption() == caption_ &&
-           that->GetQuantity() == quantity_ && that->GetUnit() == unit_ &&
-           that->GetEntitiesType() == entitiesType_ && components_.Equals(that->GetComponentCfgs()) &&
-           supports_.Equals(that->GetSupportCfgIds());
+           that->GetQuantity() == quantity_ && that->GetUnit() == unit_ && that->GetEntitiesType() == entitiesType_ &&
+           components_.Equals(that->GetComponentCfgs()) && supports_.Equals(that->GetSupportCfgIds());
 }
 
 void CFieldCfg::ToJson(Json::Value& value) const {
@@ -113,7 +112,8 @@ void CFieldCfg::ToJson(Json::Value& value) const {
 }
 
 void CFieldCfg::FromJson(const Json::Value& value, std::uint32_t version) {
-    if (value.isMember("components")) ReadWithContext(components_, value["components"], version, ComponentContext::Field);
+    if (value.isMember("components"))
+        ReadWithContext(components_, value["components"], version, ComponentContext::Field);
     if (value.isMember("supports")) {
         supportIds_.clear();
         try {

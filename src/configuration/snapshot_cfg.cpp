@@ -88,7 +88,8 @@ void CSnapshotCfg::Check() const {
     for (const CComponentCfg* component : components_.Members()) component->Check();
     if (lists_.empty()) throw RomException("No component associated to a support !");
     for (const auto& entry : lists_)
-        if (entry.second->GetCount() == 0) throw RomException("Every snapshot support must have at least one component.");
+        if (entry.second->GetCount() == 0)
+            throw RomException("Every snapshot support must have at least one component.");
     RequireDistinctIds();
 }
 
@@ -105,12 +106,13 @@ std::string CSnapshotCfg::IdProblem() const {
             return "two supports of the snapshot configuration have the solver id " + support->GetSolverId() + ".";
     }
     std::unordered_map<std::string_view, const CComponentCfg*> componentById;
-    for (const CComponentCfg* component : components_.Members()) componentById.emplace(component->GetSolverId(), component);
+    for (const CComponentCfg* component : components_.Members())
+        componentById.emplace(component->GetSolverId(), component);
     for (const auto& entry : lists_)
         for (const CComponentCfg* component : entry.second->Members())
             if (componentById.at(component->GetSolverId()) != component)
-                return "two components of the snapshot configuration have the solver id " +
-                       component->GetSolverId() + ".";
+                return "two components of the snapshot configuration have the solver id " + component->GetSolverId() +
+                       ".";
     return std::string();
 }
 
@@ -125,9 +127,7 @@ std::unique_ptr<Common::CPersistableJson> CSnapshotCfg::CopyForResume() const {
     return copy;
 }
 
-void CSnapshotCfg::CheckResumed(const std::string& fileName) const {
-    Common::RefuseResume(fileName, IdProblem());
-}
+void CSnapshotCfg::CheckResumed(const std::string& fileName) const { Common::RefuseResume(fileName, IdProblem()); }
 
 void CSnapshotCfg::TakeResumed(Common::CPersistableJson& read) noexcept {
     auto& other = static_cast<CSnapshotCfg&>(read);

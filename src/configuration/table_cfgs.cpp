@@ -25,8 +25,7 @@ std::string Capitalized(std::string text) {
 
 // ---- Node data ------------------------------------------------------------------
 
-CNodeDataCfg::CNodeDataCfg(const INodeDataCfg& source)
-    : count_(source.GetCount()), dimension_(source.GetDimension()) {}
+CNodeDataCfg::CNodeDataCfg(const INodeDataCfg& source) : count_(source.GetCount()), dimension_(source.GetDimension()) {}
 
 void CNodeDataCfg::Check() const {
     if (count_ == 0) throw RomException("The number of nodes has not been defined in node data configuration.");
@@ -88,8 +87,7 @@ void CElementTableCfg<I, Texts>::Check() const {
 template <class I, const ElementTableTexts& Texts>
 bool CElementTableCfg<I, Texts>::Equals(const Common::IRomObject& other) const {
     const auto* that = dynamic_cast<const I*>(&other);
-    return that != nullptr && that->GetCount() == count_ &&
-           that->GetConnectivityTableSize() == connectivityTableSize_;
+    return that != nullptr && that->GetCount() == count_ && that->GetConnectivityTableSize() == connectivityTableSize_;
 }
 
 template <class I, const ElementTableTexts& Texts>

@@ -75,7 +75,8 @@ public:
 
     // The live storage; never allocates.
     T* Get() const {
-        if (table_ == nullptr) Throw("access", names_.accessed, std::string(" but ") + names_.absent + " is not available yet!");
+        if (table_ == nullptr)
+            Throw("access", names_.accessed, std::string(" but ") + names_.absent + " is not available yet!");
         return table_->data;
     }
 
@@ -117,10 +118,9 @@ private:
         try {
             return std::make_shared<DataTable<T>>(size, nullptr);
         } catch (const std::bad_alloc&) {
-            throw Common::RomException(std::string("In ") + names_.owner + ", the " + names_.table + " table of " +
-                                       std::to_string(size) + " values (" +
-                                       std::to_string(std::uint64_t{size} * sizeof(T)) +
-                                       " bytes) does not fit in memory.");
+            throw Common::RomException(
+                std::string("In ") + names_.owner + ", the " + names_.table + " table of " + std::to_string(size) +
+                " values (" + std::to_string(std::uint64_t{size} * sizeof(T)) + " bytes) does not fit in memory.");
         }
     }
 

@@ -97,8 +97,9 @@ void CPolyhedron::SetConnectivity(std::uint32_t faceIndex, std::int32_t nodeInde
     if (!faceNodeCountSet[faceIndex]) ThrowFaceWithoutCount(faceIndex);
     const auto count = static_cast<std::uint32_t>(slice.At(start));
     if (nodeIndex >= std::int64_t{count}) {
-        throw RomException("Node index " + std::to_string(nodeIndex) + " exceeds the number of nodes of the face with index " +
-                           std::to_string(faceIndex) + " of the polyhedron (" + std::to_string(count) + ") !");
+        throw RomException("Node index " + std::to_string(nodeIndex) +
+                           " exceeds the number of nodes of the face with index " + std::to_string(faceIndex) +
+                           " of the polyhedron (" + std::to_string(count) + ") !");
     }
     slice.At(start + 1 + nodeIndex) = static_cast<std::int32_t>(node);
 }
@@ -177,9 +178,8 @@ void CMesh::Initialize(const Configuration::IMeshDataCfg& configuration) {
         elementCount_ = standard.Ids().Record()->count;
         bound.insert(bound.end(), {standard.Connectivity().Hold(), standard.Ids().Hold(), standard.Types().Hold()});
     }
-    std::apply([&](auto&... element) {
-        ((element.id = nullptr, element.connectivity = Cursor<std::int32_t>()), ...);
-    }, elements_);
+    std::apply([&](auto&... element) { ((element.id = nullptr, element.connectivity = Cursor<std::int32_t>()), ...); },
+               elements_);
     support_.entities = nullptr;
     support_.entityCount = 0;
     support_.entityCountSet = false;

@@ -192,7 +192,7 @@ private:
 };
 
 [[noreturn]] void ThrowNumbered(const char* head, std::int64_t number, const char* middle, std::int64_t limit,
-                               const char* tail);
+                                const char* tail);
 
 template <int Type>
 void CStdElementOf<Type>::SetId(std::uint32_t value) {
@@ -223,7 +223,8 @@ CStdElementOf<Type>* CMesh::AddStd() {
     auto& element = std::get<Type>(elements_);
     types_[elementsAdded_] = CStdElementOf<Type>::GetType();
     element.id = elementIds_ + elementsAdded_;
-    element.connectivity = Cursor<std::int32_t>{connectivity_, connectivitySize_, static_cast<std::int64_t>(connectivityUsed_)};
+    element.connectivity =
+        Cursor<std::int32_t>{connectivity_, connectivitySize_, static_cast<std::int64_t>(connectivityUsed_)};
     ++elementsAdded_;
     connectivityUsed_ += nodeCount;
     return &element;

@@ -10,11 +10,13 @@ using Common::RomException;
 
 const TableNames CNodeData::kCoordinates{kNodeDataName, "coordinates", "coordinates table", "this table"};
 const TableNames CNodeData::kIds{kNodeDataName, "ids", "ids table", "this table"};
-const TableNames CStdElementData::kConnectivity{kStdElementDataName, "connectivity", "connectivity table", "this table"};
+const TableNames CStdElementData::kConnectivity{kStdElementDataName, "connectivity", "connectivity table",
+                                                "this table"};
 const TableNames CStdElementData::kIds{kStdElementDataName, "ids", "ids table", "this table"};
 const TableNames CStdElementData::kTypes{kStdElementDataName, "types", "types table", "this table"};
 template <>
-const TableNames CPolygonData::kConnectivity{kPolygonDataName, "connectivity", "connectivity table", "data for this table"};
+const TableNames CPolygonData::kConnectivity{kPolygonDataName, "connectivity", "connectivity table",
+                                             "data for this table"};
 template <>
 const TableNames CPolygonData::kIds{kPolygonDataName, "ids", "table of ids", "data for this table"};
 template <>
@@ -127,7 +129,8 @@ bool CTwoPartData<I, Parts>::Equals(const Common::IRomObject& other) const {
 }
 
 const TwoPartDataTexts UserElementDataParts::kTexts{
-    "CUserElementData is not initialized !", "In CUserElementData, there is no polyhedron data in the user element data.",
+    "CUserElementData is not initialized !",
+    "In CUserElementData, there is no polyhedron data in the user element data.",
     "In CUserElementData, there is no polygon data in the user element data."};
 
 const Configuration::IPolyhedronDataCfg* UserElementDataParts::FirstCfg(const Cfg& cfg) {
@@ -243,7 +246,8 @@ const INodeData& CMeshData::GetNodeData() const { return const_cast<CMeshData*>(
 
 const Common::IContainer<ISupportData>& CMeshData::GetSupportDatas() const {
     RequireInitialized();
-    if (!supportDatas_.IsInitialized()) throw RomException("In CMeshData, there is no support data in the mesh object.");
+    if (!supportDatas_.IsInitialized())
+        throw RomException("In CMeshData, there is no support data in the mesh object.");
     return supportDatas_;
 }
 

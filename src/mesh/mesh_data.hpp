@@ -137,7 +137,9 @@ public:
     std::int32_t* GetConnectivityTable() override { return (Cfg_(), connectivity_.Get()); }
     std::int32_t* GetIds() override { return (Cfg_(), ids_.Get()); }
     std::int32_t* GetTypes() override { return (Cfg_(), types_.Get()); }
-    void SetConnectivityTable(std::int32_t* data) override { connectivity_.Set(data, Cfg_().GetConnectivityTableSize()); }
+    void SetConnectivityTable(std::int32_t* data) override {
+        connectivity_.Set(data, Cfg_().GetConnectivityTableSize());
+    }
     void SetIds(std::int32_t* data) override { ids_.Set(data, Cfg_().GetCount()); }
     void SetTypes(std::int32_t* data) override { types_.Set(data, Cfg_().GetCount()); }
 

@@ -11,7 +11,10 @@
 
 namespace Tervik::Rom::Project {
 
-class CProject : public IProject, public Common::CIdentifiable, public Common::CPersistableBinary, public Common::JsonService {
+class CProject : public IProject,
+                 public Common::CIdentifiable,
+                 public Common::CPersistableBinary,
+                 public Common::JsonService {
 public:
     bool Compare(const Common::IRomObject* other) const override;
     const std::string& GetFileExtension() const override;

@@ -18,8 +18,8 @@ constexpr std::uint32_t kPlaceBatch = 1u << 16;
 constexpr std::uint32_t kStartPlacingBy = 1u << 18;
 }  // namespace
 
-CSnapshotComponentData::CSnapshotComponentData(std::string componentId, std::string supportId,
-                                               std::uint32_t expected, bool keepInsertionOrder)
+CSnapshotComponentData::CSnapshotComponentData(std::string componentId, std::string supportId, std::uint32_t expected,
+                                               bool keepInsertionOrder)
     : ids_(expected),
       room_(expected),
       expected_(expected),
@@ -147,8 +147,8 @@ void CSnapshotComponentData::AddValues(const std::uint32_t* ids, const double* v
 }
 
 RomException TooLarge(const std::string& componentId, const std::string& supportId, std::uint32_t count) {
-    return RomException("The snapshot component data of the component " + componentId + " on the support " +
-                        supportId + ": its " + std::to_string(count) + " values (" +
+    return RomException("The snapshot component data of the component " + componentId + " on the support " + supportId +
+                        ": its " + std::to_string(count) + " values (" +
                         std::to_string(std::uint64_t{count} * (sizeof(std::uint32_t) + sizeof(double))) +
                         " bytes) do not fit in memory.");
 }

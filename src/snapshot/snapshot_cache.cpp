@@ -29,7 +29,8 @@ void CSnapshotCacheEntry::ToJson(Json::Value& value) const {
 }
 
 void CSnapshotCacheEntry::FromJson(const Json::Value& value, std::uint32_t version) {
-    if (!value.isObject() || !value.isMember("input")) throw RomException("A snapshot cache entry misses its input value.");
+    if (!value.isObject() || !value.isMember("input"))
+        throw RomException("A snapshot cache entry misses its input value.");
     input_.FromJson(value["input"], version);
     if (!value.isMember("output")) throw RomException("A snapshot cache entry misses its output value.");
     output_.FromJson(value["output"], version);

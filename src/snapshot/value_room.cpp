@@ -139,8 +139,8 @@ bool CValueRoom::StartPlacing(const std::uint32_t* ids, const double* values, st
     return StartPlacing(ids, values, added, low, high);
 }
 
-bool CValueRoom::StartPlacing(const std::uint32_t* ids, const double* values, std::uint32_t added,
-                              std::uint32_t low, std::uint32_t high) {
+bool CValueRoom::StartPlacing(const std::uint32_t* ids, const double* values, std::uint32_t added, std::uint32_t low,
+                              std::uint32_t high) {
     if (!CanPlace() || added == 0 || high - low >= count_) return false;
     first_ = high >= count_ - 1 ? high - (count_ - 1) : 0;
     size_ = std::min<std::uint64_t>(std::uint64_t{low} + count_, std::uint64_t{1} << 32) - first_;
@@ -174,15 +174,15 @@ bool CValueRoom::PlaceBatch(const std::uint32_t* ids, const double* values, std:
     // Each thread marks a bitmap of its own, against those placed before; then the two are
     // held against each other and added to them.
     const std::uint64_t words = (size + 63) / 64;
-    const std::size_t bitWords = RoundUp((2 * std::size_t{count_} + 63) / 64 * sizeof(std::uint64_t), kHugePage) /
-                                 sizeof(std::uint64_t);
+    const std::size_t bitWords =
+        RoundUp((2 * std::size_t{count_} + 63) / 64 * sizeof(std::uint64_t), kHugePage) / sizeof(std::uint64_t);
     std::uint64_t* const mine[2] = {marks_, marks_ + bitWords};
     Populate(mine[0], words * sizeof(std::uint64_t));
     Populate(mine[1], words * sizeof(std::uint64_t));
     bool whole[2] = {true, true};
     ByBlocks(count, kBlock, [&](int part, std::uint32_t from, std::uint32_t to) {
-        whole[part] = whole[part] &&
-                      PlaceRange(ids, values, from, to, first, size, filled_, mine[part], slots_) == to - from;
+        whole[part] =
+            whole[part] && PlaceRange(ids, values, from, to, first, size, filled_, mine[part], slots_) == to - from;
     });
     bool distinct = whole[0] && whole[1];
     for (std::uint64_t w = 0; distinct && w < words; ++w) distinct = (mine[0][w] & mine[1][w]) == 0;

@@ -52,7 +52,8 @@ public:
     bool Settle() noexcept { return true; }
     // The values in the order added from now on: those of the first placed ids added (as
     // given, in that order), then rest more. The room places no more.
-    void ToAddedOrder(const std::uint32_t* ids, std::uint32_t placed, const double* rest, std::uint32_t restCount) noexcept;
+    void ToAddedOrder(const std::uint32_t* ids, std::uint32_t placed, const double* rest,
+                      std::uint32_t restCount) noexcept;
 
     // While placing:
     double ValueOf(std::uint32_t id) const { return values_[id - first_]; }

@@ -59,16 +59,20 @@ TEST_F(Factory, EveryOperationGivesTheKindItPromises) {
     using namespace Rom;
     const auto initialised = [](auto* object) { return object != nullptr && object->IsInitialized(); };
     EXPECT_TRUE(is(factory.CreateSetupCfg(), [](auto* o) { return dynamic_cast<Configuration::IRomSetupCfg*>(o); }));
-    EXPECT_TRUE(is(factory.CreateAndInitMesh(meshCfg), [&](auto* o) { return initialised(dynamic_cast<Mesh::IMesh*>(o)); }));
+    EXPECT_TRUE(
+        is(factory.CreateAndInitMesh(meshCfg), [&](auto* o) { return initialised(dynamic_cast<Mesh::IMesh*>(o)); }));
     EXPECT_TRUE(is(factory.CreateAndInitMeshData(meshCfg),
                    [&](auto* o) { return initialised(dynamic_cast<Mesh::IMeshData*>(o)); }));
-    EXPECT_TRUE(is(factory.CreateMeshData(), [](auto* o) { return !dynamic_cast<Mesh::IMeshData&>(*o).IsInitialized(); }));
+    EXPECT_TRUE(
+        is(factory.CreateMeshData(), [](auto* o) { return !dynamic_cast<Mesh::IMeshData&>(*o).IsInitialized(); }));
     EXPECT_TRUE(is(factory.CreateMeshDataCfg(), [](auto* o) { return dynamic_cast<Configuration::IMeshDataCfg*>(o); }));
-    EXPECT_TRUE(is(factory.CreateAndResumeProject(projectFile), [](auto* o) { return dynamic_cast<Project::IProject*>(o); }));
+    EXPECT_TRUE(
+        is(factory.CreateAndResumeProject(projectFile), [](auto* o) { return dynamic_cast<Project::IProject*>(o); }));
     EXPECT_TRUE(is(factory.CreateProject(), [](auto* o) { return dynamic_cast<Project::IProject*>(o); }));
     EXPECT_TRUE(is(factory.CreateAndInitSnapshot(snapshotCfg),
                    [&](auto* o) { return initialised(dynamic_cast<Snapshot::ISnapshot*>(o)); }));
-    EXPECT_TRUE(is(factory.CreateSnapshot(), [](auto* o) { return !dynamic_cast<Snapshot::ISnapshot&>(*o).IsInitialized(); }));
+    EXPECT_TRUE(
+        is(factory.CreateSnapshot(), [](auto* o) { return !dynamic_cast<Snapshot::ISnapshot&>(*o).IsInitialized(); }));
     EXPECT_TRUE(is(factory.CreateAndInitSnapshot(snapshotCfg, true),
                    [&](auto* o) { return initialised(dynamic_cast<Snapshot::ISnapshot*>(o)); }));
     EXPECT_TRUE(is(factory.CreateSnapshotCfg(), [](auto* o) { return dynamic_cast<Configuration::ISnapshotCfg*>(o); }));

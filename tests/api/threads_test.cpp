@@ -27,7 +27,8 @@ TEST(Threads, EightThreadsWithTheirOwnObjects) {
                 double value = -1;
                 if (RomPointEquals(b, a, &equal) != nullptr || equal != 1) ++failures;
                 if (RomPointTryGetValue(b, name.c_str(), &value) != 1 || value != i) ++failures;
-                if (TextOf(RomPointGetValue(a, "absent", &value)) != "The point does not contains the parameter absent.")
+                if (TextOf(RomPointGetValue(a, "absent", &value)) !=
+                    "The point does not contains the parameter absent.")
                     ++failures;
 
                 RomObject* cache = nullptr;

@@ -41,7 +41,8 @@ TEST_F(JsonFileTest, ReadErrorsNameTheKeyAndTheFile) {
     EXPECT_EQ(MessageOf([&] { file.Write("k", value); }),
               "JsonSerializationFile cannot be open for writing since no fileName has been setup !");
     EXPECT_EQ(MessageOf([&] { file.Read("", value); }), "Provided key is empty! JsonSerializationFile cannot read...");
-    EXPECT_EQ(MessageOf([&] { file.Write("", value); }), "Provided key is empty! JsonSerializationFile cannot write...");
+    EXPECT_EQ(MessageOf([&] { file.Write("", value); }),
+              "Provided key is empty! JsonSerializationFile cannot write...");
 
     const std::string missing = Path("missing.romcfg");
     file.SetFileName(missing);
@@ -60,8 +61,8 @@ TEST_F(JsonFileTest, ReadErrorsNameTheKeyAndTheFile) {
 
     // Broken, foreign and too deeply nested texts hold no key either.
     const std::string deep = "{\"setup\": " + std::string(100000, '[') + std::string(100000, ']') + "}";
-    for (const std::string& text : {std::string("{\"setup\": {"), std::string("not json"), std::string("[1, 2]"),
-                                    std::string(), deep}) {
+    for (const std::string& text :
+         {std::string("{\"setup\": {"), std::string("not json"), std::string("[1, 2]"), std::string(), deep}) {
         WriteBytes(other, text);
         EXPECT_EQ(MessageOf([&] { file.Read("setup", value); }),
                   "JsonSerializationFile cannot find any key named setup\nin the file\n" + other)

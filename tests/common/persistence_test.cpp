@@ -110,7 +110,9 @@ const std::vector<Kind>& Kinds() {
          },
          false},
         {"snapshot.romcfg", RomFactoryCreateSnapshotCfg,
-         [](int v) { return SnapshotConfiguration({{"s1", 1}, {v == 0 ? "s2" : "s3", 1}}, {"c"}, {{"s1", "c"}}); },
+         [](int v) {
+             return SnapshotConfiguration({{"s1", 1}, {v == 0 ? "s2" : "s3", 1}}, {"c"}, {{"s1", "c"}});
+         },
          [](PersistenceTest&) {
              return Document("snapshot", R"({"supports": [{"solverId": "S9", "size": 1}],
                  "components": [{"solverId": "C9"}], "componentSupports": {"S9": ["CX"]}})");
@@ -303,13 +305,15 @@ TEST_F(PersistenceTest, JsonFileOfAFutureVersionIsRefused) {
     Snapshot::CSnapshotCache cache;
     WriteBytes(path, R"({"version": 2, "loomsteadVersion": [19, 1], "snapshotCache": {"entries": []}})");
     EXPECT_EQ(MessageOf([&] { cache.Resume(path); }),
-              "The file " + path + " has a future version number (2) and cannot be resumed.\n"
-              "It was saved with the ROM API shipped in Loomstead 19.1.\n"
-              "The latest supported file version of your installation is 1.");
+              "The file " + path +
+                  " has a future version number (2) and cannot be resumed.\n"
+                  "It was saved with the ROM API shipped in Loomstead 19.1.\n"
+                  "The latest supported file version of your installation is 1.");
     WriteBytes(path, R"({"version": 2, "snapshotCache": {"entries": []}})");
     EXPECT_EQ(MessageOf([&] { cache.Resume(path); }),
-              "The file " + path + " has a future version number (2) and cannot be resumed.\n"
-              "The latest supported file version of your installation is 1.");
+              "The file " + path +
+                  " has a future version number (2) and cannot be resumed.\n"
+                  "The latest supported file version of your installation is 1.");
 }
 
 TEST_F(PersistenceTest, ProjectFileIsTheFrameThenTheId) {
@@ -336,9 +340,10 @@ TEST_F(PersistenceTest, FrameHeaderErrors) {
     }
     // A file of another type.
     WriteBytes(path, Saved(FilledSnapshot(1).get(), "one.romsnp"));
-    EXPECT_EQ(MessageOf([&] { project_.Resume(path); }),
-              "The file " + path + " holds an object of type " + kSnapshotUuid + " where an object of type "
-              "FB0C4231-34CF-4942-8D1A-1D93C99E02D7 is expected.");
+    EXPECT_EQ(MessageOf([&] { project_.Resume(path); }), "The file " + path + " holds an object of type " +
+                                                             kSnapshotUuid +
+                                                             " where an object of type "
+                                                             "FB0C4231-34CF-4942-8D1A-1D93C99E02D7 is expected.");
 }
 
 TEST_F(PersistenceTest, AFailedSaveLeavesTheOldFileByteForByte) {
@@ -360,7 +365,8 @@ TEST_F(PersistenceTest, AFailedSaveLeavesTheOldFileByteForByte) {
     const std::string cacheFile = ReadBytes(Path("c.romcch"));
     point.SetValue("x", 1);
     cache.Push(point, point, "");
-    EXPECT_EQ(MessageOf([&] { cache.Save(Path("c.romcch")); }), "A snapshot cache entry misses its snapshot file name.");
+    EXPECT_EQ(MessageOf([&] { cache.Save(Path("c.romcch")); }),
+              "A snapshot cache entry misses its snapshot file name.");
     EXPECT_EQ(ReadBytes(Path("c.romcch")), cacheFile);
 }
 

@@ -93,7 +93,8 @@ TEST_F(SerializationFileTest, NullBuffersAreRefusedUnlessEmpty) {
     file.OpenForSerializing(Path("x.bin"));
     IStreamAdapter& s = *file.GetStreamAdapter();
     s.Write(static_cast<const std::int32_t*>(nullptr), 0);
-    EXPECT_EQ(MessageOf([&] { s.Write(static_cast<const double*>(nullptr), 1); }), "Tried to write to an uninitialized file.");
+    EXPECT_EQ(MessageOf([&] { s.Write(static_cast<const double*>(nullptr), 1); }),
+              "Tried to write to an uninitialized file.");
     file.Close();
     EXPECT_EQ(ReadBytes(Path("x.bin")), "");
 
@@ -136,7 +137,8 @@ TEST_F(SerializationFileTest, OpeningErrors) {
               "CSerializationFile cannot be open for serializing since provided fileName is empty !");
     const std::string missing = Path("missing.bin");
     EXPECT_EQ(MessageOf([&] { file.OpenForDeserializing(missing); }), "Could not open the file " + missing + ".");
-    EXPECT_EQ(MessageOf([&] { file.OpenForDeserializing(dir_.string()); }), "Could not open the file " + dir_.string() + ".");
+    EXPECT_EQ(MessageOf([&] { file.OpenForDeserializing(dir_.string()); }),
+              "Could not open the file " + dir_.string() + ".");
     const std::string nowhere = Path("no/such/folder/x.bin");
     EXPECT_EQ(MessageOf([&] { file.OpenForSerializing(nowhere); }), "Could not open the file " + nowhere + ".");
     EXPECT_TRUE(Files().empty());

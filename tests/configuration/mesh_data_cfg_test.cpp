@@ -20,10 +20,16 @@ using MeshDataCfgFiles = TempDirTest;
 
 TEST(MeshDataCfg, Supports) {
     // A region's support needs an entity type; a snapshot's does not.
-    struct SupportCase { bool inRegion; const char* id; std::uint32_t size; std::int32_t type; std::string message; };
+    struct SupportCase {
+        bool inRegion;
+        const char* id;
+        std::uint32_t size;
+        std::int32_t type;
+        std::string message;
+    };
     const SupportCase supports[] = {
-        {true, "", 4, 1, kSupportId},  {true, "S", 0, 1, kSupportSize},  {true, "S", 4, 0, kSupportType},
-        {true, "S", 4, -3, kOk},       {false, "", 4, 0, kSupportId},    {false, "S", 0, 7, kSupportSize},
+        {true, "", 4, 1, kSupportId}, {true, "S", 0, 1, kSupportSize}, {true, "S", 4, 0, kSupportType},
+        {true, "S", 4, -3, kOk},      {false, "", 4, 0, kSupportId},   {false, "S", 0, 7, kSupportSize},
         {false, "S", 4, 0, kOk},
     };
     for (const SupportCase& c : supports) {
@@ -45,7 +51,12 @@ TEST(MeshDataCfg, RegionsAndMeshDataOrder) {
         " solverId of support is :D";
     const std::string noRegionId = "No solver id has been set to the region configuration !";
     // region: what the first region's own check says, where the case looks at it.
-    struct Case { const char* name; bool tables; std::vector<RegionPlan> regions; std::string message, region; };
+    struct Case {
+        const char* name;
+        bool tables;
+        std::vector<RegionPlan> regions;
+        std::string message, region;
+    };
     const Case cases[] = {
         {"empty", false, {}, kNoNodes, ""},
         {"nodes before regions", false, {{"", {}}}, kNoNodes, ""},
@@ -53,7 +64,10 @@ TEST(MeshDataCfg, RegionsAndMeshDataOrder) {
         {"region without id", true, {{"", {{"S", 4, 1}}}}, noRegionId, noRegionId},
         {"region without support", true, {{"R", {}}}, kNoSupport, kNoSupport},
         {"supports of a region checked", true, {{"R", {{"A", 4, 1}, {"B", 4, 0}}}}, kSupportType, kSupportType},
-        {"regions before duplicates", true, {{"R1", {{"D", 4, 1}}}, {"R2", {{"D", 4, 1}}}, {"R3", {}}}, kNoSupport,
+        {"regions before duplicates",
+         true,
+         {{"R1", {{"D", 4, 1}}}, {"R2", {{"D", 4, 1}}}, {"R3", {}}},
+         kNoSupport,
          kOk},
         {"same id in two regions", true, {{"R1", {{"D", 4, 1}, {"A", 4, 1}}}, {"R2", {{"D", 2, 2}}}}, duplicate, ""},
         {"same id within a region", true, {{"R1", {{"D", 4, 1}, {"D", 5, 2}}}}, duplicate, ""},
@@ -141,8 +155,9 @@ TEST_F(MeshDataCfgFiles, DocumentsRefused) {
     const std::string path = Path("bad.romcfg"), refused = "The file " + path + " cannot be resumed: ";
     EXPECT_NE(Resumed(mesh.get(), path, "meshData", R"({"nodeData": {"count": "abc", "dim": 3}})"), kOk);
     EXPECT_EQ(Resumed(mesh.get(), path, "meshData", R"({"nodeData": {"count": 65536, "dim": 65537}})"),
-              refused + "the node data configuration announces 65536 nodes of dimension 65537, 4295032832 "
-              "coordinates, where a table holds at most 4294967295 values.");
+              refused +
+                  "the node data configuration announces 65536 nodes of dimension 65537, 4295032832 "
+                  "coordinates, where a table holds at most 4294967295 values.");
     EXPECT_EQ(Resumed(mesh.get(), path, "meshData", R"({"unit": "m", "unit": "mm"})"),
               refused + "one of its objects has the key \"unit\" twice.");
 }

@@ -20,37 +20,52 @@ using SetupCfgFiles = TempDirTest;
 
 TEST(SetupCfg, SetupOrder) {
     const std::string unknown = "The support X is not part of the mesh but it has been added to the field F.";
-    ExpectChecks(NewSetup, Itself, {
-        {"empty", [](RomObject*) {}, kNoNodes},
-        {"mesh before fields", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1"}); }, kNoNodes},
-        {"consistent", BuildSetup, kOk},
-    });
+    ExpectChecks(NewSetup, Itself,
+                 {
+                     {"empty", [](RomObject*) {}, kNoNodes},
+                     {"mesh before fields", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1"}); }, kNoNodes},
+                     {"consistent", BuildSetup, kOk},
+                 });
     const auto withMesh = [] {
         Owned setup = NewSetup();
         BuildMesh(MeshOf(setup.get()));
         return setup;
     };
-    ExpectChecks(withMesh, Itself, {
-        {"no field", [](RomObject*) {}, "The ROM setup needs at least one field."},
-        {"field without id", [](RomObject* s) { Child(RomSetupCfgAddField, s); },
-         "No ID has been assigned to a field."},
-        {"field without caption", [](RomObject* s) { ROM_OK(RomSetSolverId(Child(RomSetupCfgAddField, s), "F")); },
-         "No caption has been set to the field configuration F."},
-        {"no component", [](RomObject* s) { AddField(s, "F", {}, {"S1"}); },
-         "At least one component has to be added to the field !"},
-        {"component checked",
-         [](RomObject* s) { ROM_OK(RomSetSolverId(Child(RomFieldCfgAddComponent, AddField(s, "F", {}, {})), "C")); },
-         kComponentCaption},
-        {"no support", [](RomObject* s) { AddField(s, "F", {"C"}, {}); },
-         "At least one support has to be added to the field !"},
-        {"two supports of one region", [](RomObject* s) { AddField(s, "F", {"C"}, {"S3", "S2", "S1"}); },
-         kTwoSupports + "S2 and S1."},
-        {"two supports before unknown ones", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1", "X", "S2"}); },
-         kTwoSupports + "S1 and S2."},
-        {"unknown support", [](RomObject* s) { AddField(s, "F", {"C"}, {"S1", "X"}); }, unknown},
-        {"a field is finished before the next",
-         [](RomObject* s) { AddField(s, "F", {"C"}, {"X"}), Child(RomSetupCfgAddField, s); }, unknown},
-    });
+    ExpectChecks(
+        withMesh, Itself,
+        {
+            {"no field", [](RomObject*) {}, "The ROM setup needs at least one field."},
+            {"field without id", [](RomObject* s) { Child(RomSetupCfgAddField, s); },
+             "No ID has been assigned to a field."},
+            {"field without caption", [](RomObject* s) { ROM_OK(RomSetSolverId(Child(RomSetupCfgAddField, s), "F")); },
+             "No caption has been set to the field configuration F."},
+            {"no component", [](RomObject* s) { AddField(s, "F", {}, {"S1"}); },
+             "At least one component has to be added to the field !"},
+            {"component checked",
+             [](RomObject* s) {
+                 ROM_OK(RomSetSolverId(Child(RomFieldCfgAddComponent, AddField(s, "F", {}, {})), "C"));
+             },
+             kComponentCaption},
+            {"no support", [](RomObject* s) { AddField(s, "F", {"C"}, {}); },
+             "At least one support has to be added to the field !"},
+            {"two supports of one region",
+             [](RomObject* s) {
+                 AddField(s, "F", {"C"}, {"S3", "S2", "S1"});
+             },
+             kTwoSupports + "S2 and S1."},
+            {"two supports before unknown ones",
+             [](RomObject* s) {
+                 AddField(s, "F", {"C"}, {"S1", "X", "S2"});
+             },
+             kTwoSupports + "S1 and S2."},
+            {"unknown support",
+             [](RomObject* s) {
+                 AddField(s, "F", {"C"}, {"S1", "X"});
+             },
+             unknown},
+            {"a field is finished before the next",
+             [](RomObject* s) { AddField(s, "F", {"C"}, {"X"}), Child(RomSetupCfgAddField, s); }, unknown},
+        });
 }
 
 TEST(SetupCfg, FieldSupportIdsAndComponents) {
@@ -63,10 +78,16 @@ TEST(SetupCfg, FieldSupportIdsAndComponents) {
     EXPECT_EQ(ids, (std::vector<std::string>{"S1", "S2"}));
 
     // A field's component needs a caption; a snapshot's does not.
-    struct Case { bool inField; const char* caption; const char* id; std::string message; };
+    struct Case {
+        bool inField;
+        const char* caption;
+        const char* id;
+        std::string message;
+    };
     const Case cases[] = {
-        {true, "", "", kComponentCaption}, {true, "", "C", kComponentCaption}, {true, "c", "", kComponentId},
-        {true, "c", "C", kOk},             {false, "", "", kComponentId},      {false, "", "C", kOk},
+        {true, "", "", kComponentCaption}, {true, "", "C", kComponentCaption},
+        {true, "c", "", kComponentId},     {true, "c", "C", kOk},
+        {false, "", "", kComponentId},     {false, "", "C", kOk},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.inField ? "field '" : "snapshot '") + c.caption + "' '" + c.id + "'");
@@ -225,6 +246,7 @@ TEST_F(SetupCfgFiles, DocumentsRefused) {
     const std::string path = Path("bad.romcfg");
     EXPECT_NE(Resumed(setup.get(), path, "setup", R"({"fields": [{"solverId": "F", "entityType": "x"}]})"), kOk);
     EXPECT_EQ(Resumed(setup.get(), path, "setup", R"({"meshData": {"nodeData": {"count": 3, "dim": -2}}})"),
-              "The file " + path + " cannot be resumed: the node data configuration announces 3 nodes of dimension -2: "
-              "a dimension cannot be negative.");
+              "The file " + path +
+                  " cannot be resumed: the node data configuration announces 3 nodes of dimension -2: "
+                  "a dimension cannot be negative.");
 }

@@ -23,35 +23,41 @@ using SnapshotCfgFiles = TempDirTest;
 
 TEST(SnapshotCfg, SnapshotOrder) {
     const std::string noSupport = "A snapshot must have at least one support.";
-    ExpectChecks(NewSnapshot, Itself, {
-        {"empty", [](RomObject*) {}, noSupport},
-        {"component only", [](RomObject* s) { SnapshotComponent(s, "C"); }, noSupport},
-        {"support only", [](RomObject* s) { SnapshotSupport(s, "S", 4); },
-         "A snapshot must have at least one component."},
-        {"supports before components", [](RomObject* s) { SnapshotSupport(s, "S", 0), SnapshotComponent(s, ""); },
-         kSupportSize},
-        {"components checked", [](RomObject* s) { SnapshotSupport(s, "S", 4), SnapshotComponent(s, ""); },
-         kComponentId},
-        {"no association", [](RomObject* s) { SnapshotSupport(s, "S", 4), SnapshotComponent(s, "C"); },
-         "No component associated to a support !"},
-        {"a support without list is tolerated",
-         [](RomObject* s) {
-             SnapshotSupport(s, "Lonely", 2);
-             ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-         },
-         kOk},
-        {"consistent", BuildSnapshot, kOk},
-        // A file names supports and components by solver id: ones it could not tell apart.
-        {"unlisted supports may share an id", [](RomObject* s) {
-             SnapshotSupport(s, "Lonely", 2), SnapshotSupport(s, "Lonely", 3);
-             ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-         }, kOk},
-        {"a listed support's id twice", DuplicateSupport, kSameSupportId},
-        {"a listed component's id twice", [](RomObject* s) {
-             SnapshotComponent(s, "C");
-             ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-         }, "Two components of the snapshot configuration have the solver id C."},
-    });
+    ExpectChecks(
+        NewSnapshot, Itself,
+        {
+            {"empty", [](RomObject*) {}, noSupport},
+            {"component only", [](RomObject* s) { SnapshotComponent(s, "C"); }, noSupport},
+            {"support only", [](RomObject* s) { SnapshotSupport(s, "S", 4); },
+             "A snapshot must have at least one component."},
+            {"supports before components", [](RomObject* s) { SnapshotSupport(s, "S", 0), SnapshotComponent(s, ""); },
+             kSupportSize},
+            {"components checked", [](RomObject* s) { SnapshotSupport(s, "S", 4), SnapshotComponent(s, ""); },
+             kComponentId},
+            {"no association", [](RomObject* s) { SnapshotSupport(s, "S", 4), SnapshotComponent(s, "C"); },
+             "No component associated to a support !"},
+            {"a support without list is tolerated",
+             [](RomObject* s) {
+                 SnapshotSupport(s, "Lonely", 2);
+                 ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
+             },
+             kOk},
+            {"consistent", BuildSnapshot, kOk},
+            // A file names supports and components by solver id: ones it could not tell apart.
+            {"unlisted supports may share an id",
+             [](RomObject* s) {
+                 SnapshotSupport(s, "Lonely", 2), SnapshotSupport(s, "Lonely", 3);
+                 ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
+             },
+             kOk},
+            {"a listed support's id twice", DuplicateSupport, kSameSupportId},
+            {"a listed component's id twice",
+             [](RomObject* s) {
+                 SnapshotComponent(s, "C");
+                 ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
+             },
+             "Two components of the snapshot configuration have the solver id C."},
+        });
 }
 
 TEST_F(SnapshotCfgFiles, AmbiguousSnapshotConfigurationsAreNotWritten) {
@@ -124,8 +130,9 @@ TEST_F(SnapshotCfgFiles, InconsistentDocumentsRefused) {
          "The file " + path + " cannot be resumed: two supports of the snapshot configuration have the solver id S."},
         {R"("supports": [{"solverId": "S", "size": -4}])", ""},
         {R"("components": [{"solverId": "c\u0000x"}])",
-         "The file " + path + " cannot be resumed: the text \"c\\x00x\" at snapshot.components[0].solverId holds a "
-         "NUL character, where it would be cut."},
+         "The file " + path +
+             " cannot be resumed: the text \"c\\x00x\" at snapshot.components[0].solverId holds a "
+             "NUL character, where it would be cut."},
     };
     for (const auto& [body, message] : cases) {
         Owned snapshot = NewSnapshot();

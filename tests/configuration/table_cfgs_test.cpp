@@ -21,9 +21,17 @@ std::string Sizes(SizeFn count, SizeFn size, RomObject* part) {
 
 TEST(TableCfgs, NodeDataCountThenDimension) {
     const std::string noDimension = "The dimension has not been defined in node data configuration.";
-    struct Case { std::uint32_t count; std::int32_t dimension; std::string message; std::uint32_t coordinates; };
+    struct Case {
+        std::uint32_t count;
+        std::int32_t dimension;
+        std::string message;
+        std::uint32_t coordinates;
+    };
     const Case cases[] = {
-        {0, 0, kNoNodes, 0},   {0, 3, kNoNodes, 0}, {10, 0, noDimension, 0}, {10, 3, kOk, 30},
+        {0, 0, kNoNodes, 0},
+        {0, 3, kNoNodes, 0},
+        {10, 0, noDimension, 0},
+        {10, 3, kOk, 30},
         {100000, 100000, kOk, 1410065408u},  // wraps modulo 2^32
     };
     for (const Case& c : cases) {
@@ -79,21 +87,23 @@ TEST(TableCfgs, ElementTablesCountThenConnectivity) {
 }
 
 TEST(TableCfgs, ElementDataParts) {
-    ExpectChecks(NewMesh, ElementsOf, {
-        {"nothing", [](RomObject*) {}, kNoElementData},
-        {"empty user part", [](RomObject* mesh) { UserPartOf(mesh); }, kNoUserParts},
-        {"polygons only",
-         [](RomObject* mesh) {
-             ROM_OK(RomPolygonDataCfgSetCount(PolygonsOf(mesh), 2));
-             ROM_OK(RomPolygonDataCfgSetConnectivityTableSize(PolygonsOf(mesh), 6));
-         },
-         kOk},
-        {"standard before user", [](RomObject* mesh) { StdPartOf(mesh), UserPartOf(mesh); }, kStdCount},
-        {"valid standard, empty user", [](RomObject* mesh) { SetTables(mesh), UserPartOf(mesh); }, kNoUserParts},
-        {"polyhedrons before polygons", [](RomObject* mesh) { PolygonsOf(mesh), PolyhedronsOf(mesh); },
-         kPolyhedronCount},
-        {"every part valid", BuildFullMesh, kOk},
-    });
+    ExpectChecks(
+        NewMesh, ElementsOf,
+        {
+            {"nothing", [](RomObject*) {}, kNoElementData},
+            {"empty user part", [](RomObject* mesh) { UserPartOf(mesh); }, kNoUserParts},
+            {"polygons only",
+             [](RomObject* mesh) {
+                 ROM_OK(RomPolygonDataCfgSetCount(PolygonsOf(mesh), 2));
+                 ROM_OK(RomPolygonDataCfgSetConnectivityTableSize(PolygonsOf(mesh), 6));
+             },
+             kOk},
+            {"standard before user", [](RomObject* mesh) { StdPartOf(mesh), UserPartOf(mesh); }, kStdCount},
+            {"valid standard, empty user", [](RomObject* mesh) { SetTables(mesh), UserPartOf(mesh); }, kNoUserParts},
+            {"polyhedrons before polygons", [](RomObject* mesh) { PolygonsOf(mesh), PolyhedronsOf(mesh); },
+             kPolyhedronCount},
+            {"every part valid", BuildFullMesh, kOk},
+        });
 }
 
 TEST(TableCfgs, TryGetAndConfigureParts) {

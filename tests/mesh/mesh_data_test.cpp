@@ -60,13 +60,18 @@ TableCase Table(const char* name, RomObject* (*owner)(RomObject*), std::uint32_t
                 RomExceptionHandle (*get)(RomObject*, T**), RomExceptionHandle (*set)(RomObject*, T*),
                 const std::string& cls, const std::string& table, const std::string& absent) {
     const std::string in = "In " + cls + ", trying to ", invalid = " table but provided data are not valid !";
-    return {name, owner, size, Access<T>{copy, get, set}, in + "access " + absent + " is not available yet!",
-            in + "copy " + table + invalid, in + "set " + table + invalid};
+    return {name,
+            owner,
+            size,
+            Access<T>{copy, get, set},
+            in + "access " + absent + " is not available yet!",
+            in + "copy " + table + invalid,
+            in + "set " + table + invalid};
 }
 // The table `table` of class C`cls` through its Copy, Get and Set exports, named cls_table.
-#define ROM_TABLE(owner, size, cls, table, ...)                                                            \
-    Table(#cls "_" #table, owner, size, Rom##cls##Copy##table, Rom##cls##Get##table, Rom##cls##Set##table, \
-          "C" #cls, __VA_ARGS__)
+#define ROM_TABLE(owner, size, cls, table, ...) \
+    Table(#cls "_" #table, owner, size, Rom##cls##Copy##table, Rom##cls##Get##table, Rom##cls##Set##table, "C" #cls, \
+          __VA_ARGS__)
 const std::string kTable = " table but this table", kData = " but data for this table";
 
 const TableCase kTables[] = {
@@ -178,7 +183,8 @@ TEST_P(MeshDataTable, SetBorrowsTheCallersArray) {
         const T five(5);
         ROM_OK(access.copy(owner_, &five, 0, 1));
         EXPECT_EQ(mine[0], T(5)) << "a copy goes into the borrowed array";
-        EXPECT_EQ(TextOf(access.copy(owner_, first.data(), 1, c.size)), kTooLong) << "the size stays the configured one";
+        EXPECT_EQ(TextOf(access.copy(owner_, first.data(), 1, c.size)), kTooLong)
+            << "the size stays the configured one";
 
         mesh_.reset();
         mine[1] = T(9);  // the caller's array outlives the mesh data
@@ -205,7 +211,11 @@ TEST(MeshDataExports, EveryGetterOfAFreshMeshDataSaysNotInitialized) {
         {"GetMutableSupportData",
          [](RomObject* m, RomObject** out) { return RomMeshDataGetMutableSupportData(m, "S1", out); }},
     };
-    Owned bad = [] { Shape s; s.nodes = 0; return NewConfiguration(s); }();
+    Owned bad = [] {
+        Shape s;
+        s.nodes = 0;
+        return NewConfiguration(s);
+    }();
     EXPECT_EQ(TextOf(RomMeshDataInitialize(mesh.get(), bad.get())), kNoNodes);
     for (const auto& [name, get] : getters) {
         RomObject* out = mesh.get();
@@ -250,9 +260,12 @@ TEST(MeshDataExports, InconsistentConfigurationKeepsThePreviousData) {
     const std::pair<void (*)(Shape&), std::string> broken[] = {
         {[](Shape& s) { s.nodes = 0; }, kNoNodes},
         {[](Shape& s) { s.dimension = 0; }, "The dimension has not been defined in node data configuration."},
-        {[](Shape& s) { s.elements = s.polygons = s.polyhedrons = 0; }, "No user element data have been configurated !"},
+        {[](Shape& s) { s.elements = s.polygons = s.polyhedrons = 0; },
+         "No user element data have been configurated !"},
         {[](Shape& s) { s.regions.clear(); }, "No region has been configured in the mesh data !"},
-        {[](Shape& s) { s.regions = {{"S1"}, {"S1"}}; },
+        {[](Shape& s) {
+             s.regions = {{"S1"}, {"S1"}};
+         },
          "In mesh data configuration, supports with the same solverId have been added to different regions !"
          "\n solverId of support is :S1"},
     };

@@ -24,7 +24,7 @@ using Tables = std::map<std::string, std::vector<double>>;
 
 template <class T>
 void ReadTable(Tables& tables, const std::string& name, RomExceptionHandle (*get)(RomObject*, T**), RomObject* owner,
-          std::uint32_t size) {
+               std::uint32_t size) {
     T* table = nullptr;
     EXPECT_EQ(TextOf(get(owner, &table)), kOk) << name;
     if (table != nullptr) tables[name].assign(table, table + size);
@@ -150,7 +150,9 @@ protected:
             ROM_OK(RomSupportEntitySetId(node, 10 + i));
             for (std::uint32_t d = 0; d < 2; ++d) ROM_OK(RomNodeSetCoordinate(node, d, 1.0 + 2 * i + d));
             // After the first node, index -1 is the previous node's last coordinate.
-            if (i == 1) { ROM_OK(RomNodeSetCoordinate(node, 0xFFFFFFFFu, 9.0)); }
+            if (i == 1) {
+                ROM_OK(RomNodeSetCoordinate(node, 0xFFFFFFFFu, 9.0));
+            }
         }
         Element(m, RomMeshAddTri3, 20, {10, 11, 12});
         Element(m, RomMeshAddLine2, 21, {12, 10});
@@ -167,11 +169,18 @@ protected:
         return mesh;
     }
     static Tables Sample() {
-        return {{"node ids", {10, 11, 12}}, {"coordinates", {1, 9, 3, 4, 5, 6}}, {"element ids", {20, 21}},
-                {"types", {5, 1}}, {"connectivity", {10, 11, 12, 12, 10}}, {"polygon ids", {30, 31}},
-                {"polygons", {2, 10, 11, 3, 12, 11, 10}}, {"polyhedron ids", {40, 41}},
+        return {{"node ids", {10, 11, 12}},
+                {"coordinates", {1, 9, 3, 4, 5, 6}},
+                {"element ids", {20, 21}},
+                {"types", {5, 1}},
+                {"connectivity", {10, 11, 12, 12, 10}},
+                {"polygon ids", {30, 31}},
+                {"polygons", {2, 10, 11, 3, 12, 11, 10}},
+                {"polyhedron ids", {40, 41}},
                 {"polyhedrons", {2, 3, 10, 11, 12, 2, 12, 10, 1, 3, 11, 12, 10}},
-                {"S1", {1, 2, 3}}, {"S2", {0, 0, 0}}, {"S3", {7, 0, 9}}};
+                {"S1", {1, 2, 3}},
+                {"S2", {0, 0, 0}},
+                {"S3", {7, 0, 9}}};
     }
 
     // A refusal met on a fresh mesh of the default shape changed by `shape`.
@@ -280,7 +289,9 @@ TEST_F(MeshBuilder, AddAndAccessorRefusals) {
          [](RomObject* m) { return TextOf(RomPolygonSetConnectivity(Child(RomMeshAddPolygon, m), 0, 1)); },
          "Node count has not been setup for this Polygon !"},
         {"polygon node index", Keep,
-         [](RomObject* m) { return TextOf(RomPolygonSetConnectivity(Polygon(m, {1, 2}), 2, 1)); },
+         [](RomObject* m) {
+             return TextOf(RomPolygonSetConnectivity(Polygon(m, {1, 2}), 2, 1));
+         },
          "Node index 2 exceeds the number of nodes of the polygon (2) !"},
         {"previous polygon without node count", Keep, [](RomObject* m) { return AddAfter(m, RomMeshAddPolygon, 1); },
          "Node count has not been setup for this Polygon !"},
@@ -305,7 +316,9 @@ TEST_F(MeshBuilder, AddAndAccessorRefusals) {
          [](RomObject* m) { return TextOf(RomPolyhedronSetConnectivity(Faces(m, 2), 0, 0, 1)); },
          noFaceCount + "0 of this Polyhedron !"},
         {"polyhedron node index", Keep,
-         [](RomObject* m) { return TextOf(RomPolyhedronSetConnectivity(Polyhedron(m, {{1, 2, 3}}), 0, 3, 1)); },
+         [](RomObject* m) {
+             return TextOf(RomPolyhedronSetConnectivity(Polyhedron(m, {{1, 2, 3}}), 0, 3, 1));
+         },
          "Node index 3 exceeds the number of nodes of the face with index 0 of the polyhedron (3) !"},
         {"polyhedron slice past the table", Keep,  // 1 + 1 + 11: the first polyhedron takes the whole table
          [](RomObject* m) {
@@ -374,4 +387,3 @@ TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
     ASSERT_EQ(again, kOk);
     EXPECT_EQ(TablesOf(resumed.get(), two), TablesOf(small.get(), two));
 }
-

@@ -119,7 +119,12 @@ TEST_F(ComponentData, LargeFillsOutOfOrderReadAsAdded) {
         {"far id late", changed([](auto& ids) { ids[150000] = 4000000000u; })},
         {"descending", descending},
         // Distinct, in the room laid out after the first adds.
-        {"descending with a gap", [&] { auto ids = descending; ids.back() = 300000; return ids; }()},
+        {"descending with a gap",
+         [&] {
+             auto ids = descending;
+             ids.back() = 300000;
+             return ids;
+         }()},
     };
     struct How {
         const char* name;
@@ -127,8 +132,8 @@ TEST_F(ComponentData, LargeFillsOutOfOrderReadAsAdded) {
         std::uint32_t lendAt;  // pairs added when the live value array is read
         bool readMidFill;
     };
-    const How hows[] = {{"one a call", 0, kCount, true},         {"one a call, read once full", 0, kCount, false},
-                        {"by 1000", 1000, kCount, true},         {"by 1000, read once full", 1000, kCount, false},
+    const How hows[] = {{"one a call", 0, kCount, true},        {"one a call, read once full", 0, kCount, false},
+                        {"by 1000", 1000, kCount, true},        {"by 1000, read once full", 1000, kCount, false},
                         {"all at once", kCount, kCount, false}, {"array read mid-fill", 0, 80000, true}};
     const std::uint32_t midFill = kCount / 2 + 123;
     Owned cfg = SnapshotConfiguration({{"S1", kCount}}, {"C1"}, {{"S1", "C1"}});

@@ -93,10 +93,12 @@ TEST(IdOrder, PairsByAscendingIdEqualIdsAsAdded) {
         {"consecutive, two threads", Shuffled(1u << 31, 1u << 16)},
         {"consecutive, over several chunks", Shuffled(0xFFFFFFFFu - 600000, 600001)},
         {"a consecutive span with one id twice", {6, 4, 5, 5}},
-        {"a consecutive span with one id twice, many", Changed(Shuffled(5, 600000), [](auto& ids) {
-             std::swap(ids[1], *std::find(ids.begin(), ids.end(), 7u));
-             *std::find(ids.begin(), ids.end(), 6u) = 7;
-         })},
+        {"a consecutive span with one id twice, many", Changed(Shuffled(5, 600000),
+                                                               [](auto& ids) {
+                                                                   std::swap(ids[1],
+                                                                             *std::find(ids.begin(), ids.end(), 7u));
+                                                                   *std::find(ids.begin(), ids.end(), 6u) = 7;
+                                                               })},
         {"spread, over several chunks", Shuffled(3, 600000, 7)},
         {"any ids", anyIds},
     };

@@ -122,5 +122,6 @@ TEST(PointJson, RefusesDimensionsWithoutIdOrValue) {
 
     value[1]["id"] = "y";
     value[1].removeMember("value");
-    EXPECT_EQ(RomError([&] { point.FromJson(value); }), "The point is invalid, it contains a dimension without any value.");
+    EXPECT_EQ(RomError([&] { point.FromJson(value); }),
+              "The point is invalid, it contains a dimension without any value.");
 }

@@ -59,7 +59,7 @@ void Expect(const Case& c) {
     std::uint32_t placed = 0;
     for (const Step& step : c.steps) {
         const std::uint32_t n = std::min(step.count, count - placed);
-        const bool ok = step.what == Step::Start    ? room.StartPlacing(&c.ids[placed], &values[placed], n)
+        const bool ok = step.what == Step::Start   ? room.StartPlacing(&c.ids[placed], &values[placed], n)
                         : step.what == Step::Place ? room.Place(&c.ids[placed], &values[placed], n)
                                                    : room.Settle();
         ASSERT_EQ(ok, step.ok) << "step " << (&step - c.steps.data());
@@ -144,33 +144,44 @@ TEST(ValueRoom, ValuesGoToTheirPlacesOrBackInTheOrderAdded) {
         {"consecutive from 0, across chunks", fromZero, {Start(1000), Place(70000), Place(kCount), kSettle}},
         {"consecutive up to the largest id", Shuffled(kTop, kCount), {Start(kPlacesFrom), Place(kCount), kSettle}},
         {"consecutive across 2^31", Shuffled(0x80000000u - kCount / 2, kCount), {Start(7), Place(kCount), kSettle}},
-        {"first batch at the top of the room", Changed(fromZero, swapFirst(kCount - 1)),
+        {"first batch at the top of the room",
+         Changed(fromZero, swapFirst(kCount - 1)),
          {Start(1), Place(kPlacesFrom + 1), Place(kCount), kSettle}},
-        {"first batch at the foot of the room", Changed(Shuffled(kTop, kCount), swapFirst(kTop)),
+        {"first batch at the foot of the room",
+         Changed(Shuffled(kTop, kCount), swapFirst(kTop)),
          {Start(1), Place(kCount), kSettle}},
         {"distinct ids with gaps", spread, {Start(1), Place(kCount), kSettle}},
-        {"settled early, then straight to their places", fromZero,
+        {"settled early, then straight to their places",
+         fromZero,
          {Start(kPlacesFrom), kSettle, Place(kPlacesFrom), Place(kCount), kSettle}},
         // Refused starts.
-        {"an id repeated in the first batch", Changed(fromZero, [](auto& ids) { ids[5] = ids[2]; }),
+        {"an id repeated in the first batch",
+         Changed(fromZero, [](auto& ids) { ids[5] = ids[2]; }),
          {Start(10, false)}},
-        {"first batch wider than the room", Changed(fromZero, [](auto& ids) { ids[0] = 0, ids[1] = kCount; }),
+        {"first batch wider than the room",
+         Changed(fromZero, [](auto& ids) { ids[0] = 0, ids[1] = kCount; }),
          {Start(2, false)}},
         // Refusals once placing.
         {"an id past the room", beyond, {Start(1), Place(kCount, false)}},
         {"an id past the room once settled", beyond, {Start(1), kSettle, Place(kCount, false)}},
-        {"an id below the room", Changed(Shuffled(kTop, kCount), [kTop](auto& ids) { ids.back() = kTop - kCount; }),
+        {"an id below the room",
+         Changed(Shuffled(kTop, kCount), [kTop](auto& ids) { ids.back() = kTop - kCount; }),
          {Start(kPlacesFrom), Place(kCount, false)}},
-        {"an id repeated among the first ids placed", Changed(fromZero, repeatIn(0)),
+        {"an id repeated among the first ids placed",
+         Changed(fromZero, repeatIn(0)),
          {Start(100), Place(kCount, false)}},
-        {"an id repeated among the last ids placed", Changed(fromZero, repeatIn(3)),
+        {"an id repeated among the last ids placed",
+         Changed(fromZero, repeatIn(3)),
          {Start(100), Place(kCount, false)}},
-        {"a bucket fuller than its slots", Changed(fromZero, [](auto& ids) {
-             std::sort(ids.begin(), ids.end());
-             ids.back() = 0;
-         }),
+        {"a bucket fuller than its slots",
+         Changed(fromZero,
+                 [](auto& ids) {
+                     std::sort(ids.begin(), ids.end());
+                     ids.back() = 0;
+                 }),
          {Start(kPlacesFrom), Place(kCount, false)}},
-        {"an id repeated once settled", Changed(fromZero, [](auto& ids) { ids.back() = ids[0]; }),
+        {"an id repeated once settled",
+         Changed(fromZero, [](auto& ids) { ids.back() = ids[0]; }),
          {Start(kPlacesFrom), kSettle, Place(kCount, false)}},
     };
     for (const Case& c : cases) Expect(c);

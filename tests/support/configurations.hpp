@@ -33,7 +33,11 @@ inline std::string ReadText(RomExceptionHandle (*get)(RomObject*, const char**),
 inline std::string Check(RomObject* configuration) { return TextOf(RomConfigurationCheck(configuration)); }
 
 // Each case builds on a fresh object of create(); checked(object) is what it checks.
-struct CheckCase { const char* name; void (*build)(RomObject*); std::string message; };
+struct CheckCase {
+    const char* name;
+    void (*build)(RomObject*);
+    std::string message;
+};
 inline void ExpectChecks(Owned (*create)(), RomObject* (*checked)(RomObject*), std::initializer_list<CheckCase> cases) {
     for (const CheckCase& c : cases) {
         SCOPED_TRACE(c.name);
@@ -87,8 +91,15 @@ inline void SetTables(RomObject* mesh) {
     ROM_OK(RomStdElementDataCfgSetConnectivityTableSize(StdPartOf(mesh), 8));
 }
 
-struct RegionSupport { const char* id; std::uint32_t size; std::int32_t type; };
-struct RegionPlan { const char* id; std::vector<RegionSupport> supports; };
+struct RegionSupport {
+    const char* id;
+    std::uint32_t size;
+    std::int32_t type;
+};
+struct RegionPlan {
+    const char* id;
+    std::vector<RegionSupport> supports;
+};
 inline void AddRegions(RomObject* mesh, const std::vector<RegionPlan>& regions) {
     for (const RegionPlan& r : regions) {
         RomObject* region = AddRegion(mesh, r.id);
@@ -113,7 +124,7 @@ inline void BuildFullMesh(RomObject* mesh) {
 }
 
 inline RomObject* AddField(RomObject* setup, const char* id, const std::vector<std::string>& components,
-                    const std::vector<std::string>& supports) {
+                           const std::vector<std::string>& supports) {
     RomObject* field = Child(RomSetupCfgAddField, setup);
     ROM_OK(RomSetSolverId(field, id));
     ROM_OK(RomFieldCfgSetCaption(field, (std::string("caption of ") + id).c_str()));

@@ -30,7 +30,9 @@ T Read(RomExceptionHandle (*get)(RomObject*, T*), RomObject* object) {
     return value;
 }
 template <class T>
-struct Given { using type = T; };
+struct Given {
+    using type = T;
+};
 template <class A, class T>
 T Read(RomExceptionHandle (*get)(RomObject*, A, T*), RomObject* object, typename Given<A>::type argument) {
     T value{};

@@ -27,7 +27,9 @@ public:
         return values;
     }
     template <class T>
-    T Next() { return Array<T>(1)[0]; }
+    T Next() {
+        return Array<T>(1)[0];
+    }
     std::string Text() {
         const auto length = static_cast<std::size_t>(Next<std::int32_t>());
         const std::string text = bytes_.substr(at_, length);
@@ -62,7 +64,9 @@ private:
 };
 
 template <class T>
-void Put(std::string& bytes, std::size_t at, T value) { std::memcpy(&bytes[at], &value, sizeof value); }
+void Put(std::string& bytes, std::size_t at, T value) {
+    std::memcpy(&bytes[at], &value, sizeof value);
+}
 
 // Replaces each `from` found after start (or the first alone) inside the JSON texts of a
 // saved file, with the length in front of each text.

@@ -16,8 +16,14 @@
 inline const char kSnapshotUuid[] = "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23";
 inline const char kComponentDataUuid[] = "76323E85-420C-430F-A0E2-3C576F16718D";
 
-struct SupportPlan { const char* id; std::uint32_t size; };
-struct PairPlan { const char* support; const char* component; };
+struct SupportPlan {
+    const char* id;
+    std::uint32_t size;
+};
+struct PairPlan {
+    const char* support;
+    const char* component;
+};
 
 // Supports and components in the order given, then the associations in the order given.
 inline Owned SnapshotConfiguration(const std::vector<SupportPlan>& supports, const std::vector<const char*>& components,
@@ -79,8 +85,16 @@ inline Owned FilledSnapshot(std::uint32_t count) {
 }
 
 // A snapshot file read back. Offsets are those of the type version and of the count, for patching.
-struct SnapshotRecord { std::size_t versionAt, countAt; std::string component, support; Pairs pairs; };
-struct SnapshotFile { std::size_t envelopeAt, envelopeEnd; Json::Value data; std::vector<SnapshotRecord> records; };
+struct SnapshotRecord {
+    std::size_t versionAt, countAt;
+    std::string component, support;
+    Pairs pairs;
+};
+struct SnapshotFile {
+    std::size_t envelopeAt, envelopeEnd;
+    Json::Value data;
+    std::vector<SnapshotRecord> records;
+};
 
 inline SnapshotFile ParseSnapshot(const std::string& bytes) {
     SnapshotFile file{};

@@ -35,8 +35,7 @@ private:
 };
 
 inline bool IRomObject::Equals(const IRomObject&) const {
-    throw RomException(
-        "Work in progress! Equals method must be used only with objects that override the method!");
+    throw RomException("Work in progress! Equals method must be used only with objects that override the method!");
 }
 
 // An object with a generated internal id (a random UUID text).

@@ -21,7 +21,9 @@
 #endif
 
 #ifdef __cplusplus
+// clang-format off
 namespace Tervik { namespace Rom { namespace Common { class IRomObject; } } }
+// clang-format on
 typedef Tervik::Rom::Common::IRomObject RomObject;
 extern "C" {
 #else
@@ -67,10 +69,8 @@ TERVIK_ROM_API const char* RomSolverIdentifierGetId(RomObject* object);
 
 /* Containers; RomContainerIndexOf gives 0xFFFFFFFF for an object that is not a member */
 TERVIK_ROM_API RomExceptionHandle RomContainerGetCount(RomObject* container, uint32_t* count);
-TERVIK_ROM_API RomExceptionHandle RomContainerGetObject(RomObject* container, uint32_t index,
-                                                        RomObject** out);
-TERVIK_ROM_API RomExceptionHandle RomContainerIndexOf(RomObject* container, RomObject* object,
-                                                      uint32_t* index);
+TERVIK_ROM_API RomExceptionHandle RomContainerGetObject(RomObject* container, uint32_t index, RomObject** out);
+TERVIK_ROM_API RomExceptionHandle RomContainerIndexOf(RomObject* container, RomObject* object, uint32_t* index);
 
 /* Persistence */
 TERVIK_ROM_API RomExceptionHandle RomPersistableResume(RomObject* object, const char* file);
@@ -101,8 +101,7 @@ TERVIK_ROM_API RomExceptionHandle RomRegionCfgGetSupportCfgs(RomObject* region, 
 /* Mesh data configuration */
 TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgAddRegion(RomObject* meshData, RomObject** region);
 TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgConfigureNodeData(RomObject* meshData, RomObject** nodeData);
-TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgConfigureElementData(RomObject* meshData,
-                                                                     RomObject** elementData);
+TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgConfigureElementData(RomObject* meshData, RomObject** elementData);
 TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetNodeDataCfg(RomObject* meshData, RomObject** nodeData);
 TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetElementDataCfg(RomObject* meshData, RomObject** elementData);
 TERVIK_ROM_API RomExceptionHandle RomMeshDataCfgGetRegionCfgs(RomObject* meshData, RomObject** regions);
@@ -135,10 +134,8 @@ TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCfgGetConnectivityTableSize(R
 TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCfgSetConnectivityTableSize(RomObject* cfg, uint32_t size);
 
 /* Element data and user element data configurations */
-TERVIK_ROM_API RomExceptionHandle RomElementDataCfgConfigureStdElementData(RomObject* elementData,
-                                                                           RomObject** cfg);
-TERVIK_ROM_API RomExceptionHandle RomElementDataCfgConfigureUserElementData(RomObject* elementData,
-                                                                            RomObject** cfg);
+TERVIK_ROM_API RomExceptionHandle RomElementDataCfgConfigureStdElementData(RomObject* elementData, RomObject** cfg);
+TERVIK_ROM_API RomExceptionHandle RomElementDataCfgConfigureUserElementData(RomObject* elementData, RomObject** cfg);
 TERVIK_ROM_API bool RomElementDataCfgTryGetStdElementDataCfg(RomObject* elementData, RomObject** cfg);
 TERVIK_ROM_API bool RomElementDataCfgTryGetUserElementDataCfg(RomObject* elementData, RomObject** cfg);
 TERVIK_ROM_API RomExceptionHandle RomUserElementDataCfgConfigurePolygonData(RomObject* userElementData,
@@ -242,8 +239,8 @@ TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyConnectivityTable(RomObje
                                                                          uint32_t offset, uint32_t count);
 TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyIds(RomObject* elements, const int32_t* data, uint32_t offset,
                                                            uint32_t count);
-TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyTypes(RomObject* elements, const int32_t* data,
-                                                             uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomStdElementDataCopyTypes(RomObject* elements, const int32_t* data, uint32_t offset,
+                                                             uint32_t count);
 TERVIK_ROM_API RomExceptionHandle RomStdElementDataGetConnectivityTable(RomObject* elements, int32_t** table);
 TERVIK_ROM_API RomExceptionHandle RomStdElementDataGetIds(RomObject* elements, int32_t** table);
 TERVIK_ROM_API RomExceptionHandle RomStdElementDataGetTypes(RomObject* elements, int32_t** table);
@@ -262,8 +259,8 @@ TERVIK_ROM_API RomExceptionHandle RomPolygonDataSetConnectivityTable(RomObject* 
 TERVIK_ROM_API RomExceptionHandle RomPolygonDataSetIds(RomObject* polygons, int32_t* data);
 TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCopyConnectivityTable(RomObject* polyhedrons, const int32_t* data,
                                                                          uint32_t offset, uint32_t count);
-TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCopyIds(RomObject* polyhedrons, const int32_t* data,
-                                                           uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataCopyIds(RomObject* polyhedrons, const int32_t* data, uint32_t offset,
+                                                           uint32_t count);
 TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataGetConnectivityTable(RomObject* polyhedrons, int32_t** table);
 TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataGetIds(RomObject* polyhedrons, int32_t** table);
 TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataSetConnectivityTable(RomObject* polyhedrons, int32_t* data);
@@ -273,21 +270,18 @@ TERVIK_ROM_API RomExceptionHandle RomPolyhedronDataSetIds(RomObject* polyhedrons
 TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetPolygonData(RomObject* userElements, RomObject** polygons);
 TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetMutablePolygonData(RomObject* userElements,
                                                                           RomObject** polygons);
-TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetPolyhedronData(RomObject* userElements,
-                                                                      RomObject** polyhedrons);
+TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetPolyhedronData(RomObject* userElements, RomObject** polyhedrons);
 TERVIK_ROM_API RomExceptionHandle RomUserElementDataGetMutablePolyhedronData(RomObject* userElements,
                                                                              RomObject** polyhedrons);
 TERVIK_ROM_API RomExceptionHandle RomElementDataGetStdElementData(RomObject* elementData, RomObject** elements);
-TERVIK_ROM_API RomExceptionHandle RomElementDataGetMutableStdElementData(RomObject* elementData,
-                                                                         RomObject** elements);
-TERVIK_ROM_API RomExceptionHandle RomElementDataGetUserElementData(RomObject* elementData,
-                                                                   RomObject** userElements);
+TERVIK_ROM_API RomExceptionHandle RomElementDataGetMutableStdElementData(RomObject* elementData, RomObject** elements);
+TERVIK_ROM_API RomExceptionHandle RomElementDataGetUserElementData(RomObject* elementData, RomObject** userElements);
 TERVIK_ROM_API RomExceptionHandle RomElementDataGetMutableUserElementData(RomObject* elementData,
                                                                           RomObject** userElements);
 
 /* Support data */
-TERVIK_ROM_API RomExceptionHandle RomSupportDataCopyEntities(RomObject* support, const int32_t* data,
-                                                             uint32_t offset, uint32_t count);
+TERVIK_ROM_API RomExceptionHandle RomSupportDataCopyEntities(RomObject* support, const int32_t* data, uint32_t offset,
+                                                             uint32_t count);
 TERVIK_ROM_API RomExceptionHandle RomSupportDataGetEntities(RomObject* support, int32_t** table);
 TERVIK_ROM_API RomExceptionHandle RomSupportDataSetEntities(RomObject* support, int32_t* data);
 
@@ -334,10 +328,8 @@ TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataAddValues(RomObject* d
                                                                     const double* values, uint32_t count);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetValue(RomObject* data, uint32_t index, uint32_t* id,
                                                                    double* value);
-TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetAssignedEntityValueCount(RomObject* data,
-                                                                                      uint32_t* count);
-TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetExpectedEntityValueCount(RomObject* data,
-                                                                                      uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetAssignedEntityValueCount(RomObject* data, uint32_t* count);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetExpectedEntityValueCount(RomObject* data, uint32_t* count);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetComponentId(RomObject* data, const char** id);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetSupportId(RomObject* data, const char** id);
 TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetIdArray(RomObject* data, uint32_t** ids);
@@ -346,21 +338,15 @@ TERVIK_ROM_API RomExceptionHandle RomSnapshotComponentDataGetValueArray(RomObjec
 /* Snapshot cache */
 TERVIK_ROM_API RomExceptionHandle RomSnapshotCacheClear(RomObject* cache);
 /* *entry is null when no entry matches. */
-TERVIK_ROM_API RomExceptionHandle RomSnapshotCachePull(RomObject* cache, RomObject* input,
-                                                       RomObject** entry);
-TERVIK_ROM_API RomExceptionHandle RomSnapshotCachePush(RomObject* cache, RomObject* input,
-                                                       RomObject* output, const char* snapshotFile,
-                                                       uint32_t* added);
-TERVIK_ROM_API RomExceptionHandle RomSnapshotCacheEntryGetInputPoint(RomObject* entry,
-                                                                     RomObject** point);
-TERVIK_ROM_API RomExceptionHandle RomSnapshotCacheEntryGetOutputPoint(RomObject* entry,
-                                                                      RomObject** point);
-TERVIK_ROM_API RomExceptionHandle RomSnasphotCacheEntryGetSnapshotFile(RomObject* entry,
-                                                                       const char** file);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCachePull(RomObject* cache, RomObject* input, RomObject** entry);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCachePush(RomObject* cache, RomObject* input, RomObject* output,
+                                                       const char* snapshotFile, uint32_t* added);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCacheEntryGetInputPoint(RomObject* entry, RomObject** point);
+TERVIK_ROM_API RomExceptionHandle RomSnapshotCacheEntryGetOutputPoint(RomObject* entry, RomObject** point);
+TERVIK_ROM_API RomExceptionHandle RomSnasphotCacheEntryGetSnapshotFile(RomObject* entry, const char** file);
 
 /* Project */
-TERVIK_ROM_API RomExceptionHandle RomProjectComparison(RomObject* project, RomObject* other,
-                                                       uint32_t* same);
+TERVIK_ROM_API RomExceptionHandle RomProjectComparison(RomObject* project, RomObject* other, uint32_t* same);
 
 #ifdef __cplusplus
 }

@@ -173,9 +173,8 @@ protected:
         RequireVersion(version, "The mesh has been saved using the unsupported version ");
         Configuration::CSupportCfg cfg;
         cfg.SetContext(SupportContext::MeshSupportData);
-        ReadConfiguration(file, data, cfg, [](const Configuration::CSupportCfg& c) {
-            return std::uint64_t{c.GetEntityCount()} * 4;
-        });
+        ReadConfiguration(file, data, cfg,
+                          [](const Configuration::CSupportCfg& c) { return std::uint64_t{c.GetEntityCount()} * 4; });
         ReadTable(file, data.Entities(), cfg.GetEntityCount());
     }
 };
@@ -267,8 +266,8 @@ std::string Describe(const TableCfg* cfg, const char* kind) {
 }
 std::string Describe(const Configuration::ISupportCfg* cfg, const char*) {
     if (cfg == nullptr) return "no support";
-    return "the support " + cfg->GetSolverId() + " of " + std::to_string(cfg->GetEntityCount()) +
-           " entities of type " + std::to_string(cfg->GetEntitiesType());
+    return "the support " + cfg->GetSolverId() + " of " + std::to_string(cfg->GetEntityCount()) + " entities of type " +
+           std::to_string(cfg->GetEntitiesType());
 }
 
 // "" when part (of the object named) is what governing (of its owner) announces.
@@ -309,11 +308,11 @@ std::string ElementMismatch(const Configuration::IElementDataCfg* part, const ch
                             const Configuration::IElementDataCfg* governing, const char* owner) {
     const auto* user = PartOf(part, UserOf);
     const auto* governingUser = PartOf(governing, UserOf);
-    std::string problem = Mismatch(PartOf(part, StandardOf), object, PartOf(governing, StandardOf), owner,
-                                   "standard elements");
+    std::string problem =
+        Mismatch(PartOf(part, StandardOf), object, PartOf(governing, StandardOf), owner, "standard elements");
     if (problem.empty())
-        problem = Mismatch(PartOf(user, PolyhedronsOf), object, PartOf(governingUser, PolyhedronsOf), owner,
-                           "polyhedrons");
+        problem =
+            Mismatch(PartOf(user, PolyhedronsOf), object, PartOf(governingUser, PolyhedronsOf), owner, "polyhedrons");
     if (problem.empty())
         problem = Mismatch(PartOf(user, PolygonsOf), object, PartOf(governingUser, PolygonsOf), owner, "polygons");
     return problem;
@@ -369,22 +368,22 @@ std::string SliceProblem(const Data& data, bool polyhedrons) {
 std::string MeshDataProblem(const CMeshData& mesh) {
     const Configuration::CMeshDataCfg& cfg = *mesh.Held();
     const CNodeData& nodes = mesh.NodeData();
-    std::string problem = Mismatch<Configuration::INodeDataCfg>(nodes.Held(), "node data", &cfg.GetNodeDataCfg(),
-                                                                "mesh data", "");
+    std::string problem =
+        Mismatch<Configuration::INodeDataCfg>(nodes.Held(), "node data", &cfg.GetNodeDataCfg(), "mesh data", "");
     const CElementData& elements = mesh.ElementData();
     if (problem.empty())
         problem = ElementMismatch(elements.Held(), "element data", &cfg.GetElementDataCfg(), "mesh data");
     if (problem.empty() && elements.HasFirst())
-        problem = Mismatch<IStdElementDataCfg>(elements.FirstPart().Held(), "standard element data",
-                                               PartOf(elements.Held(), StandardOf), "element data",
-                                               "standard elements");
+        problem =
+            Mismatch<IStdElementDataCfg>(elements.FirstPart().Held(), "standard element data",
+                                         PartOf(elements.Held(), StandardOf), "element data", "standard elements");
     if (problem.empty() && elements.HasSecond()) {
         const CUserElementData& user = elements.SecondPart();
         problem = UserMismatch(user.Held(), "user element data", PartOf(elements.Held(), UserOf), "element data");
         if (problem.empty() && user.HasFirst())
-            problem = Mismatch<IPolyhedronDataCfg>(user.FirstPart().Held(), "polyhedron data",
-                                                   PartOf(user.Held(), PolyhedronsOf), "user element data",
-                                                   "polyhedrons");
+            problem =
+                Mismatch<IPolyhedronDataCfg>(user.FirstPart().Held(), "polyhedron data",
+                                             PartOf(user.Held(), PolyhedronsOf), "user element data", "polyhedrons");
         if (problem.empty() && user.HasSecond())
             problem = Mismatch<IPolygonDataCfg>(user.SecondPart().Held(), "polygon data",
                                                 PartOf(user.Held(), PolygonsOf), "user element data", "polygons");
@@ -397,8 +396,8 @@ std::string MeshDataProblem(const CMeshData& mesh) {
         return "its support data list " + std::to_string(supports.Held() == nullptr ? 0 : supports.Held()->GetCount()) +
                " supports where its mesh data announce " + std::to_string(announced.size()) + ".";
     for (std::size_t i = 0; i < announced.size() && problem.empty(); ++i) {
-        problem = Mismatch<Configuration::ISupportCfg>(supports.Held()->Members()[i], "support data",
-                                                       announced[i], "mesh data", "");
+        problem = Mismatch<Configuration::ISupportCfg>(supports.Held()->Members()[i], "support data", announced[i],
+                                                       "mesh data", "");
         if (problem.empty())
             problem = Mismatch<Configuration::ISupportCfg>(supports.Members()[i]->Held(), "support data record",
                                                            supports.Held()->Members()[i], "support data list", "");
@@ -453,9 +452,9 @@ const CUserTableFactory<CPolyhedronData, Configuration::CPolyhedronDataCfg, kPol
     "The polyhedron data has been saved using the unsupported version ");
 const CSupportDataFactory supportData;
 const CSupportDatasFactory supportDatas;
-const CSerializationFactoryRegistration registration{
-    &meshData, &nodeData, &elementData, &stdElementData, &userElementData,
-    &polygonData, &polyhedronData, &supportData, &supportDatas};
+const CSerializationFactoryRegistration registration{&meshData,       &nodeData,        &elementData,
+                                                     &stdElementData, &userElementData, &polygonData,
+                                                     &polyhedronData, &supportData,     &supportDatas};
 
 }  // namespace
 

@@ -216,7 +216,11 @@ TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
     };
     const std::string nodes = "\"count\":3,\"dim\":2", manyNodes = "\"count\":1000000000,\"dim\":4";
     const std::string tables = "the connectivity table of 13 entries";
-    struct Case { const char* name; std::function<std::string()> bytes; std::string cause; };
+    struct Case {
+        const char* name;
+        std::function<std::string()> bytes;
+        std::string cause;
+    };
     const Case cases[] = {
         {"a node record of more nodes than the file holds",
          [&] { return PatchJson(mesh, nodes, manyNodes, mesh.find(kNodeDataUuid)); }, ""},

@@ -75,11 +75,12 @@ protected:
 // turns the pairs back to the order added).
 TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
     const std::vector<std::uint32_t> cases[] = {
-        {9, 7, 7, 3, 9, 1},                                   // descending with equal ids
-        {12, 10, 13, 11},                                     // consecutive
-        Shuffled(5, 1200000),                                 // consecutive, placed by id as added
-        Shuffled(0, 700000, 3),                               // spread out
-        ShuffledWithRepeat(true), ShuffledWithRepeat(false),  // placed by id until 7 comes again
+        {9, 7, 7, 3, 9, 1},      // descending with equal ids
+        {12, 10, 13, 11},        // consecutive
+        Shuffled(5, 1200000),    // consecutive, placed by id as added
+        Shuffled(0, 700000, 3),  // spread out
+        ShuffledWithRepeat(true),
+        ShuffledWithRepeat(false),  // placed by id until 7 comes again
         ShuffledWithRepeatsAcrossBlocks(),
     };
     for (const auto& ids : cases) {
@@ -114,8 +115,10 @@ TEST_F(SnapshotFiles, EachRecordSortedInItsOwnOrder) {
         return result;
     };
     const std::vector<std::uint32_t> first = {40, 10, 30, 0, 20}, second = {20, 40, 0, 10, 30};
-    const SnapshotFile file = Saved(cfg.get(), {{{"S", "A"}, pairs(first, 100)}, {{"S", "B"}, pairs(second, 200)},
-                                                {{"S", "C"}, pairs(first, 300)}, {{"T", "A"}, pairs(second, 400)}});
+    const SnapshotFile file = Saved(cfg.get(), {{{"S", "A"}, pairs(first, 100)},
+                                                {{"S", "B"}, pairs(second, 200)},
+                                                {{"S", "C"}, pairs(first, 300)},
+                                                {{"T", "A"}, pairs(second, 400)}});
     const std::vector<std::string> expected = {"A on S0", "A on S", "B on S", "C on S", "A on T"};
     ASSERT_EQ(file.records.size(), expected.size());
     for (std::size_t r = 0; r < expected.size(); ++r) {
@@ -147,7 +150,11 @@ TEST_F(SnapshotFiles, DamagedFilesRefused) {
         return bytes;
     };
     const std::string path = Path("damaged.romsnp"), refused = "The file " + path + " cannot be resumed: ";
-    struct Case { const char* name; std::function<std::string()> bytes; std::string message; };
+    struct Case {
+        const char* name;
+        std::function<std::string()> bytes;
+        std::string message;
+    };
     const Case cases[] = {
         {"snapshot version", [&] { return put(twelve, parsed.envelopeAt - 12, 2); },  // version, product, envelope
          "The snapshot has been saved using the unsupported version 2. (Current supported version: 1)"},
@@ -162,7 +169,12 @@ TEST_F(SnapshotFiles, DamagedFilesRefused) {
         {"a support named twice in componentSupports",
          [&] { return replaced(pair, "\"s2\":[\"c\"]", "\"s1\":[\"c\"]"); },
          refused + "one of the objects of its JSON text has the key \"s1\" twice."},
-        {"a record of another pair", [&] { std::string b = pair; b[b.rfind("s2") + 1] = '3'; return b; },
+        {"a record of another pair",
+         [&] {
+             std::string b = pair;
+             b[b.rfind("s2") + 1] = '3';
+             return b;
+         },
          refused + "its record 1 holds the component c on the support s3 where its configuration announces the "
                    "component c on the support s2."},
         {"a record that is its null flag alone",
