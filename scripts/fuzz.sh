@@ -7,7 +7,7 @@
 # target finds a crash, a leak, a timeout, a broken round trip or an allocation the file
 # cannot justify (over 64 MB), after printing the reproducer's path. TERVIKROM_FUZZ_JOBS
 # sets the build's parallel jobs (2); TERVIKROM_FUZZ_FLAGS adds libFuzzer flags to every
-# run (later flags win).
+# run (later flags win); TERVIKROM_FUZZ_TARGETS (names such as "snapshot cli") runs only those.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 seconds="${1:-60}"
@@ -35,6 +35,14 @@ kinds=(
   "round_trip_snapshot_cfg snapshot.romcfg"
   "cli mesh.rommsh"
 )
+if [ -n "${TERVIKROM_FUZZ_TARGETS:-}" ]; then
+  chosen=()
+  for kind in "${kinds[@]}"; do
+    case " $TERVIKROM_FUZZ_TARGETS " in *" ${kind%% *} "*) chosen+=("$kind") ;; esac
+  done
+  [ "${#chosen[@]}" -gt 0 ] || { echo "fuzz: no target named in TERVIKROM_FUZZ_TARGETS" >&2; exit 2; }
+  kinds=("${chosen[@]}")
+fi
 
 CC=clang CXX=clang++ cmake -S "$root" -B "$fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DTERVIKROM_FUZZ=ON -DTERVIKROM_TESTS=OFF -DTERVIKROM_BENCH=OFF >/dev/null
