@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 #include <streambuf>
+#include <string_view>
 #include <system_error>
 
 #include <tervik/rom/common.hpp>
@@ -32,10 +33,12 @@ bool ReadWholeFile(const std::string& fileName, std::string& content) {
     return std::ferror(file.get()) == 0;
 }
 
-// A stream buffer that writes to a file being replaced, 64 KB at a time.
+// A stream buffer that writes to a file being replaced, 64 KB at a time, and tells whether
+// the text written may hold a text that cannot be written as it is (see MayHoldUnwritableText).
 class FileBuffer final : public std::streambuf {
 public:
     explicit FileBuffer(CReplacingFile& file) : file_(file) { setp(buffer_, buffer_ + sizeof buffer_); }
+    bool Suspect() const { return suspect_; }
 
 protected:
     int_type overflow(int_type c) override {
@@ -53,11 +56,19 @@ protected:
 
 private:
     void Drain() {
-        file_.Write(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+        const auto size = static_cast<std::size_t>(pptr() - pbase());
+        if (size == 0) return;
+        // An escape cut between two pieces is looked at as well.
+        suspect_ =
+            suspect_ || MayHoldUnwritableText(std::string_view(pbase(), size)) || (last_ == '\\' && *pbase() == 'u');
+        last_ = pbase()[size - 1];
+        file_.Write(pbase(), size);
         setp(buffer_, buffer_ + sizeof buffer_);
     }
 
     CReplacingFile& file_;
+    bool suspect_ = false;
+    char last_ = '\0';
     char buffer_[1 << 16];
 };
 
@@ -73,7 +84,6 @@ void JsonSerializationFile::Write(const std::string& key, Json::Value value) {
     if (key.empty()) throw RomException("Provided key is empty! JsonSerializationFile cannot write...");
     if (fileName_.empty())
         throw RomException("JsonSerializationFile cannot be open for writing since no fileName has been setup !");
-    RequireWritableTexts(value, key, fileName_);
     Json::Value root(Json::objectValue);
     root["version"] = kFileVersion;
     root["loomsteadVersion"][0] = kProductVersion.major;
@@ -88,6 +98,9 @@ void JsonSerializationFile::Write(const std::string& key, Json::Value value) {
     out.exceptions(std::ios::badbit);  // a failed write throws its own error through the stream
     WriteStyledJson(root, out);
     out.flush();
+    // The writer puts every byte past ASCII and every NUL as an escape: a text of plain ASCII
+    // (nearly every document) needs no look at each of its texts. Refused, nothing is written.
+    if (buffer.Suspect()) RequireWritableTexts(root[key], key, fileName_);
     file.Commit();
     version_ = kFileVersion;
     productVersion_ = kProductVersion;
