@@ -44,7 +44,8 @@ std::uint32_t PlaceRange(const std::uint32_t* ids, const double* values, std::ui
         const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
         if (slot >= size || ((seen[slot / 64] | mine[slot / 64]) & bit) != 0) return k - from;
         mine[slot / 64] |= bit;
-        __atomic_store(slots + slot, values + k, __ATOMIC_RELAXED);
+        double value = values[k];
+        __atomic_store(slots + slot, &value, __ATOMIC_RELAXED);
     }
     return to - from;
 }
