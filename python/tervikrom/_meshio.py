@@ -1,20 +1,6 @@
 """The implementation of tervikrom.meshio (see there); imported with the package, so that
 the format is registered with meshio, without importing meshio itself.
 
-Meshes in and out through meshio: every format meshio reads (Gmsh, VTU, XDMF, Exodus,
-Abaqus, ...) into a `.rommsh`, and a `.rommsh` back into a `meshio.Mesh`.
-
-    mesh = tervikrom.from_meshio(meshio.read("part.msh"))     # a MeshData, ids from 1
-    mesh.save("part.rommsh")
-    tervikrom.load("part.rommsh").to_meshio().write("part.vtu")
-
-Importing tervikrom registers the format "tervikrom" (extension ".rommsh") with meshio, as
-soon as meshio itself is imported: `meshio.read("x.rommsh")` and `meshio.write("x.rommsh",
-mesh)` (which also writes the mesh configuration "x.romcfg" beside it) then work, and
-`python3 -m tervikrom.meshio convert x.msh x.rommsh` is meshio's own command line with the
-format known. `python3 -m tervikrom.meshio import MESHFILE -o OUT.rommsh` is what
-`tervikrom import` runs.
-
 The element kinds come from the library's one list (its manifest): each kind's VTK cell
 type and the nodes that cell takes; the meshio cell type and node order follow from meshio's
 own VTK tables. The library's node order is VTK's, except that a beam's last node (which

@@ -12,8 +12,6 @@ mesh)` (which also writes the mesh configuration "x.romcfg" beside it) then work
     python3 -m tervikrom.meshio convert x.msh x.rommsh     meshio's command line, the format known
     python3 -m tervikrom.meshio import MESHFILE -o OUT.rommsh    what `tervikrom import` runs
 """
-import os
-import sys
 
 from ._meshio import (ELEMENT_ENTITIES, EXTENSION, FORMAT, NODE_ENTITIES, Kind, configuration_path, from_meshio,
                       import_mesh, kinds, main, read, register, to_meshio, write)
@@ -22,10 +20,5 @@ __all__ = ["FORMAT", "EXTENSION", "NODE_ENTITIES", "ELEMENT_ENTITIES", "Kind", "
            "write", "read", "import_mesh", "configuration_path", "register", "main"]
 
 if __name__ == "__main__":
-    try:
-        status = main()
-        sys.stdout.flush()
-    except BrokenPipeError:  # the reader of the output went away (| head)
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
-        status = 1
-    sys.exit(status)
+    from ._command import run as run_command
+    run_command(main)
