@@ -6,30 +6,14 @@
 
 namespace Tervik::Rom::Common::FileExtension {
 
-inline const std::string& Configuration() {
-    static const std::string text = "romcfg";
-    return text;
-}
-inline const std::string& Mesh() {
-    static const std::string text = "rommsh";
-    return text;
-}
-inline const std::string& Project() {
-    static const std::string text = "rompjt";
-    return text;
-}
-inline const std::string& Rom() {
-    static const std::string text = "romdat";
-    return text;
-}
-inline const std::string& Snapshot() {
-    static const std::string text = "romsnp";
-    return text;
-}
-inline const std::string& SnapshotCache() {
-    static const std::string text = "romcch";
-    return text;
-}
+// clang-format off
+inline const std::string& Configuration() { static const std::string text = "romcfg"; return text; }
+inline const std::string& Mesh() { static const std::string text = "rommsh"; return text; }
+inline const std::string& Project() { static const std::string text = "rompjt"; return text; }
+inline const std::string& Rom() { static const std::string text = "romdat"; return text; }
+inline const std::string& Snapshot() { static const std::string text = "romsnp"; return text; }
+inline const std::string& SnapshotCache() { static const std::string text = "romcch"; return text; }
+// clang-format on
 
 }  // namespace Tervik::Rom::Common::FileExtension
 
