@@ -82,6 +82,12 @@ TEST_F(ComponentData, ArraysAddedAllOrNone) {
         return ParseSnapshot(ReadBytes(path)).records[0].pairs;
     };
     EXPECT_EQ(saved(snapshot.get()), (Pairs{{2, 0.2}, {5, 0.5}, {6, 0.6}, {7, 0.7}}));
+    // Ascending arrays after one that was not.
+    Owned later = SnapshotOf(cfg.get());
+    const std::uint32_t descent[] = {6, 5, 7, 9};
+    ROM_OK(RomSnapshotComponentDataAddValues(Data(later.get(), "C1", "S1"), descent, values, 2));
+    ROM_OK(RomSnapshotComponentDataAddValues(Data(later.get(), "C1", "S1"), descent + 2, values + 2, 2));
+    EXPECT_EQ(saved(later.get()), (Pairs{{5, 0.6}, {6, 0.5}, {7, 0.7}, {9, 0.9}}));
     Owned ascending = SnapshotOf(cfg.get());
     data = Data(ascending.get(), "C1", "S1");
     ROM_OK(RomSnapshotComponentDataAddValues(data, ids, values, 4));

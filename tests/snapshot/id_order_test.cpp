@@ -143,3 +143,32 @@ TEST(IdOrder, RoomsOfPlacedValuesWrittenByIdAndAnOrderMadeBeforeIsNotReused) {
         EXPECT_TRUE(Sorted(order, again, beforeValues) == Expected(again, beforeValues));
     }
 }
+
+TEST(IdOrder, CopyIdsFindsTheSpanAndWhetherTheIdsAscend) {
+    constexpr std::uint32_t kBlock = 1u << 17;  // arrays of two blocks or more are copied on two threads
+    std::vector<std::uint32_t> large(2 * kBlock + 5);
+    std::iota(large.begin(), large.end(), 10u);
+    const struct {
+        const char* name;
+        std::vector<std::uint32_t> ids;
+        std::uint32_t previous;
+        bool ascending;
+    } cases[] = {
+        {"equal ids", {3, 3, 9}, 3, true},
+        {"below the id before", {3, 4}, 4, false},
+        {"large", large, 10, true},
+        {"large, below the id before", large, 11, false},
+        {"large, a descent where a block starts",
+         Changed(large, [](auto& ids) { std::swap(ids[kBlock - 1], ids[kBlock]); }), 0, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<std::uint32_t> copy(c.ids.size());
+        const Snap::IdSpan span =
+            Snap::CopyIds(copy.data(), c.ids.data(), static_cast<std::uint32_t>(c.ids.size()), c.previous);
+        EXPECT_TRUE(copy == c.ids);
+        EXPECT_EQ(span.low, *std::min_element(c.ids.begin(), c.ids.end()));
+        EXPECT_EQ(span.high, *std::max_element(c.ids.begin(), c.ids.end()));
+        EXPECT_EQ(span.ascending, c.ascending);
+    }
+}
