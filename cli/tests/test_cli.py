@@ -1,4 +1,4 @@
-"""The tervikrom command on the files of the workflow example and of all_kinds_files.
+"""The tervikrom command on the files of the workflow example and of cli_test_files.
 
 TERVIKROM names the command, TERVIKROM_FILES the folder holding those files. The library's
 own values come from `tervikrom info --json --tables`; the VTK cases read each export with
@@ -431,7 +431,7 @@ BLOCK_NODES, BLOCK_ELEMENTS = 21 ** 3, 20 ** 3
 
 
 def block_data(run):
-    """The arrays block_files writes for a run, as the export names them with the set-up."""
+    """The arrays cli_test_files writes for a run, as the export names them with the set-up."""
     nodes, elements = np.arange(1, BLOCK_NODES + 1), np.arange(1, BLOCK_ELEMENTS + 1)
     scale = run + 1.0
     velocity = np.column_stack((scale * nodes, -scale * nodes, np.full(BLOCK_NODES, 0.5 * scale)))

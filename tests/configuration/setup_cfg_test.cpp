@@ -100,13 +100,6 @@ TEST(SetupCfg, FieldSupportIdsAndComponents) {
     }
 }
 
-const std::string kSameSupportId = "Two supports of the snapshot configuration have the solver id S.";
-// Supports S and S, the second with a list.
-void DuplicateSupport(RomObject* s) {
-    SnapshotSupport(s, "S", 2);
-    ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-}
-
 TEST(SetupCfg, UserElementsFieldsAndNoConfiguration) {
     Owned setup = NewSetup();
     BuildSetup(setup.get());
