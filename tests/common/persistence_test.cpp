@@ -316,12 +316,6 @@ TEST_F(PersistenceTest, JsonFileOfAFutureVersionIsRefused) {
                   "The latest supported file version of your installation is 1.");
 }
 
-TEST_F(PersistenceTest, ProjectFileIsTheFrameThenTheId) {
-    const std::string expected = Le32(0) + Le32(1) + Le32(36) + "FB0C4231-34CF-4942-8D1A-1D93C99E02D7" + Le32(1) +
-                                 Le32(18) + Le32(2) + Le32(36) + project_.GetInternalId();
-    EXPECT_EQ(ProjectFile(), expected);
-}
-
 TEST_F(PersistenceTest, FrameHeaderErrors) {
     const std::string file = ProjectFile();
     const std::string path = Path("bad.rompjt");
@@ -368,15 +362,4 @@ TEST_F(PersistenceTest, AFailedSaveLeavesTheOldFileByteForByte) {
     EXPECT_EQ(MessageOf([&] { cache.Save(Path("c.romcch")); }),
               "A snapshot cache entry misses its snapshot file name.");
     EXPECT_EQ(ReadBytes(Path("c.romcch")), cacheFile);
-}
-
-TEST_F(PersistenceTest, EnvelopeWrapsTheDataWithVersionOne) {
-    Snapshot::CPoint point;
-    point.SetValue("x", 2);
-    const Json::Value envelope = Common::ToEnvelope(point);
-    EXPECT_EQ(envelope["version"].asInt(), 1);
-    EXPECT_EQ(envelope["data"][0]["id"].asString(), "x");
-    Snapshot::CPoint read;
-    Common::FromEnvelope(envelope, read);
-    EXPECT_TRUE(read.Equals(point));
 }

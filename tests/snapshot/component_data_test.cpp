@@ -2,25 +2,17 @@
 // as added however they are laid out inside, and their live arrays.
 #include <algorithm>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "support/ids.hpp"
 #include "support/snapshots.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
 
 const std::string kFull = "Impossible to add the value for the entity ";
-
-// Ids first, first + 1, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count) {
-    std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i;
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
-    return ids;
-}
 
 using ComponentData = TempDirTest;
 

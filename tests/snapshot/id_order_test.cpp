@@ -16,6 +16,7 @@
 #include "common/serialization_file.hpp"
 #include "snapshot/id_order.hpp"
 #include "snapshot/value_room.hpp"
+#include "support/ids.hpp"
 
 namespace Snap = Tervik::Rom::Snapshot;
 using Pairs = std::vector<std::pair<std::uint32_t, double>>;
@@ -37,20 +38,6 @@ Pairs Written(std::uint32_t count, const std::function<void(Tervik::Rom::Common:
     Pairs pairs(count);
     for (std::uint32_t i = 0; i < count; ++i) pairs[i] = {ids[i], values[i]};
     return pairs;
-}
-
-// count ids first, first + step, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, std::uint32_t step = 1) {
-    std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i * step;
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
-    return ids;
-}
-
-template <class Change>
-std::vector<std::uint32_t> Changed(std::vector<std::uint32_t> ids, Change change) {
-    change(ids);
-    return ids;
 }
 
 std::vector<double> ValuesFor(const std::vector<std::uint32_t>& ids, double scale) {

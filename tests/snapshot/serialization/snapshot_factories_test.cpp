@@ -3,22 +3,14 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "support/ids.hpp"
 #include "support/snapshots.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
-
-// Ids first, first + step, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, std::uint32_t step = 1) {
-    std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i * step;
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
-    return ids;
-}
 
 // Consecutive ids from 5 in a shuffled order, but 7 comes twice (and 6 never): the second 7 at
 // the end, or right after the first.
