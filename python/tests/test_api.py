@@ -137,6 +137,11 @@ ERRORS = [
      'The fields there are: "u"'),
     (lambda f, t: tervikrom.UserPoint(load=1)["speed"], tervikrom.UnknownNameError, KeyError,
      'The point does not contains the parameter speed. The parameters there are: "load".'),
+    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill(range(20, 33), [0] * 13),
+     tervikrom.Error, Exception,
+     "Impossible to add the value for the entity 32. The component ux on the support solid-nodes is already full."),
+    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).save(t / "unfilled.romsnp"), tervikrom.Error, Exception,
+     "The following snapshot component data are not filled:\n"),
 ]
 
 
@@ -165,6 +170,7 @@ def _fill(ids):
     (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").add_value(0.5, 1.0),
      "an entity id must be an integer, not 0.5"),
     (lambda f: tervikrom.MeshData(f.mesh_cfg).node_data.copy_ids([0.5] * 12), "NodeData.ids must be integers"),
+    (lambda f: tervikrom.MeshData(f.mesh_cfg).node_data.copy_ids(np.arange(13)), "NodeData.ids holds 12 values"),
     (lambda f: tervikrom.Mesh(f.mesh_cfg).add_node(id=float("nan")), "an id must be an integer, not nan"),
     (lambda f: setattr(tervikrom.SnapshotCfg().add_support(), "entity_count", 2.5),
      "SupportCfg.entity_count must be an integer, not 2.5"),
