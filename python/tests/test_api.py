@@ -194,18 +194,13 @@ def test_integral_float_ids_are_taken(files):
     assert nodes.ids[:2].tolist() == [5, 6]
 
 
-def _special(tmp_path, kind, suffix):
-    path = tmp_path / ("special-%s.%s" % (kind, suffix))
-    if kind == "fifo":
-        os.mkfifo(path)
-    elif kind in ("zero", "urandom"):
-        os.symlink("/dev/" + kind, path)
-    elif kind == "sparse":
-        with open(path, "wb") as stream:
-            stream.truncate(4 << 30)
-    else:
-        path.write_text("[" * 100_000 + "]" * 100_000)
-    return path
+SPECIAL = {
+    "fifo": os.mkfifo,
+    "zero": lambda path: os.symlink("/dev/zero", path),
+    "urandom": lambda path: os.symlink("/dev/urandom", path),
+    "sparse": lambda path: (path.touch(), os.truncate(path, 4 << 30)),
+    "nested": lambda path: path.write_text("[" * 100_000 + "]" * 100_000),
+}
 
 
 @pytest.mark.parametrize("kind, cause", [("fifo", "a FIFO"), ("zero", "a character device"),
@@ -215,7 +210,8 @@ def _special(tmp_path, kind, suffix):
                                           (lambda path: tervikrom.SetupCfg().resume(path), "romcfg"),
                                           (tervikrom.Snapshot, "romcfg")])
 def test_special_files_are_refused_without_being_read(tmp_path, kind, cause, read, suffix):
-    path = _special(tmp_path, kind, suffix)
+    path = tmp_path / ("special-%s.%s" % (kind, suffix))
+    SPECIAL[kind](path)
     with pytest.raises(tervikrom.FileError) as raised:
         read(path)
     assert str(path) in str(raised.value) and re.search(cause, str(raised.value))

@@ -331,19 +331,13 @@ class MeshDataFiles : public TempDirTest {};
 
 TEST_F(MeshDataFiles, CreateAndInitFromASavedConfiguration) {
     Owned cfg = NewConfiguration(Shape());
-    const std::string file = Path("mesh.romcfg");
+    const std::string file = Path("mesh.romcfg"), other = Path("mesh.rommsh");
     ROM_OK(RomPersistableSave(cfg.get(), file.c_str()));
-
     RomObject* created = nullptr;
     ROM_OK(RomFactoryCreateAndInitMeshData(&created, file.c_str()));
     Owned mesh(created);
-    ASSERT_NE(created, nullptr);
     EXPECT_EQ(NodeCount(created), 4u);
-    RomObject* support = nullptr;
-    ROM_OK(RomMeshDataGetSupportData(created, "S3", &support));
-    EXPECT_EQ(Id(support), "S3");
-
-    const std::string other = Path("mesh.rommsh");
+    EXPECT_EQ(Id(SupportData(created, "S3")), "S3");
     WriteBytes(other, ReadBytes(file));
     RomObject* untouched = cfg.get();
     EXPECT_EQ(TextOf(RomFactoryCreateAndInitMeshData(&untouched, other.c_str())),
