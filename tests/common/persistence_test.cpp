@@ -13,6 +13,7 @@
 #include "common/persistence.hpp"
 #include "project/project.hpp"
 #include "snapshot/snapshot_cache.hpp"
+#include "support/configurations.hpp"
 #include "support/mesh_shape.hpp"
 #include "support/snapshots.hpp"
 #include "support/temp_dir.hpp"
@@ -75,10 +76,6 @@ MeshShape Nodes(std::uint32_t nodes) {
     MeshShape shape;
     shape.nodes = nodes;
     return shape;
-}
-
-std::string Document(const std::string& key, const std::string& body) {
-    return R"({"version": 1, ")" + key + R"(": )" + body + "}";
 }
 
 // Every kind of file: two objects of it that save different bytes (variant 0 and 1), and a
