@@ -102,27 +102,19 @@ TEST_F(ComponentData, ArraysAddedAllOrNone) {
 TEST_F(ComponentData, LargeFillsOutOfOrderReadAsAdded) {
     constexpr std::uint32_t kCount = 200000;
     const std::vector<std::uint32_t> consecutive = Shuffled(3, kCount);
-    const auto changed = [&](auto change) {
-        std::vector<std::uint32_t> ids = consecutive;
-        change(ids);
-        return ids;
-    };
     std::vector<std::uint32_t> descending(kCount);
     for (std::uint32_t i = 0; i < kCount; ++i) descending[i] = kCount + 6 - i;
     const std::pair<const char*, std::vector<std::uint32_t>> orders[] = {
         {"consecutive", consecutive},
-        {"with a gap", changed([](auto& ids) { *std::find(ids.begin(), ids.end(), 100000u) = kCount + 3; })},
+        {"with a gap",
+         Changed(consecutive, [](auto& ids) { *std::find(ids.begin(), ids.end(), 100000u) = kCount + 3; })},
         // Seen only once every lower id has its place.
-        {"repeated late", changed([](auto& ids) { ids.back() = *std::max_element(ids.begin(), ids.end() - 1); })},
-        {"far id late", changed([](auto& ids) { ids[150000] = 4000000000u; })},
+        {"repeated late",
+         Changed(consecutive, [](auto& ids) { ids.back() = *std::max_element(ids.begin(), ids.end() - 1); })},
+        {"far id late", Changed(consecutive, [](auto& ids) { ids[150000] = 4000000000u; })},
         {"descending", descending},
         // Distinct, in the room laid out after the first adds.
-        {"descending with a gap",
-         [&] {
-             auto ids = descending;
-             ids.back() = 300000;
-             return ids;
-         }()},
+        {"descending with a gap", Changed(descending, [](auto& ids) { ids.back() = 300000; })},
     };
     struct How {
         const char* name;
