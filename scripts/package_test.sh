@@ -70,6 +70,16 @@ with tervikrom.Snapshot(cfg) as snapshot:
     snapshot.save(os.path.join(work, "run.romsnp"))
 ids, matrix = tervikrom.snapshot_matrix([os.path.join(work, "run.romsnp")], "T", "s")
 assert ids.tolist() == [5, 6, 7] and matrix[:, 0].tolist() == [0.5, 0.6, 0.7]
+# The runs of a snapshot cache, for the installed command's rom subcommand below.
+cfg = tervikrom.SnapshotCfg()
+cfg.add_component_to_support(cfg.add_component(solver_id="T"), cfg.add_support(solver_id="s", entity_count=50))
+cache = tervikrom.SnapshotCache()
+with tervikrom.Snapshot(cfg) as snapshot:
+    for run in range(6):
+        snapshot.component_data("T", "s").fill(range(50), [(run + 1) * (1 + i % 7) ** 0.5 for i in range(50)])
+        snapshot.save(os.path.join(work, "run-%d.romsnp" % run))
+        cache.push(tervikrom.UserPoint(x=run / 5), tervikrom.UserPoint(), "run-%d.romsnp" % run)
+cache.save(os.path.join(work, "runs.romcch"))
 PYTHON
 echo "package test: the installed Python package loads the installed library"
 
@@ -82,21 +92,6 @@ echo "package test: the installed command loads the installed library and reads 
 
 # Its rom subcommand runs the installed package's tervikrom.rom with the installed library,
 # with no environment to find them.
-env -u TERVIKROM_LIBRARY PYTHONPATH="$(dirname "$(dirname "$location")")" PYTHONDONTWRITEBYTECODE=1 \
-  /usr/bin/python3 - "$work" <<'PYTHON' || fail "cannot write the runs of a snapshot cache"
-import os, sys
-import tervikrom
-work = sys.argv[1]
-cfg = tervikrom.SnapshotCfg()
-cfg.add_component_to_support(cfg.add_component(solver_id="T"), cfg.add_support(solver_id="s", entity_count=50))
-cache = tervikrom.SnapshotCache()
-with tervikrom.Snapshot(cfg) as snapshot:
-    for run in range(6):
-        snapshot.component_data("T", "s").fill(range(50), [(run + 1) * (1 + i % 7) ** 0.5 for i in range(50)])
-        snapshot.save(os.path.join(work, "run-%d.romsnp" % run))
-        cache.push(tervikrom.UserPoint(x=run / 5), tervikrom.UserPoint(), "run-%d.romsnp" % run)
-cache.save(os.path.join(work, "runs.romcch"))
-PYTHON
 env -u TERVIKROM_LIBRARY -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 "$command" rom build "$work/runs.romcch" -o "$work/model" \
   >/dev/null || fail "the installed command cannot build a reduced-order model"
 env -u TERVIKROM_LIBRARY -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 "$command" rom predict "$work/model" --point x=0.5 \

@@ -137,6 +137,11 @@ ERRORS = [
      'The fields there are: "u"'),
     (lambda f, t: tervikrom.UserPoint(load=1)["speed"], tervikrom.UnknownNameError, KeyError,
      'The point does not contains the parameter speed. The parameters there are: "load".'),
+    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill(range(20, 33), [0] * 13),
+     tervikrom.Error, Exception,
+     "Impossible to add the value for the entity 32. The component ux on the support solid-nodes is already full."),
+    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).save(t / "unfilled.romsnp"), tervikrom.Error, Exception,
+     "The following snapshot component data are not filled:\n"),
 ]
 
 
@@ -165,6 +170,7 @@ def _fill(ids):
     (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").add_value(0.5, 1.0),
      "an entity id must be an integer, not 0.5"),
     (lambda f: tervikrom.MeshData(f.mesh_cfg).node_data.copy_ids([0.5] * 12), "NodeData.ids must be integers"),
+    (lambda f: tervikrom.MeshData(f.mesh_cfg).node_data.copy_ids(np.arange(13)), "NodeData.ids holds 12 values"),
     (lambda f: tervikrom.Mesh(f.mesh_cfg).add_node(id=float("nan")), "an id must be an integer, not nan"),
     (lambda f: setattr(tervikrom.SnapshotCfg().add_support(), "entity_count", 2.5),
      "SupportCfg.entity_count must be an integer, not 2.5"),
@@ -188,18 +194,13 @@ def test_integral_float_ids_are_taken(files):
     assert nodes.ids[:2].tolist() == [5, 6]
 
 
-def _special(tmp_path, kind, suffix):
-    path = tmp_path / ("special-%s.%s" % (kind, suffix))
-    if kind == "fifo":
-        os.mkfifo(path)
-    elif kind in ("zero", "urandom"):
-        os.symlink("/dev/" + kind, path)
-    elif kind == "sparse":
-        with open(path, "wb") as stream:
-            stream.truncate(4 << 30)
-    else:
-        path.write_text("[" * 100_000 + "]" * 100_000)
-    return path
+SPECIAL = {
+    "fifo": os.mkfifo,
+    "zero": lambda path: os.symlink("/dev/zero", path),
+    "urandom": lambda path: os.symlink("/dev/urandom", path),
+    "sparse": lambda path: (path.touch(), os.truncate(path, 4 << 30)),
+    "nested": lambda path: path.write_text("[" * 100_000 + "]" * 100_000),
+}
 
 
 @pytest.mark.parametrize("kind, cause", [("fifo", "a FIFO"), ("zero", "a character device"),
@@ -209,7 +210,8 @@ def _special(tmp_path, kind, suffix):
                                           (lambda path: tervikrom.SetupCfg().resume(path), "romcfg"),
                                           (tervikrom.Snapshot, "romcfg")])
 def test_special_files_are_refused_without_being_read(tmp_path, kind, cause, read, suffix):
-    path = _special(tmp_path, kind, suffix)
+    path = tmp_path / ("special-%s.%s" % (kind, suffix))
+    SPECIAL[kind](path)
     with pytest.raises(tervikrom.FileError) as raised:
         read(path)
     assert str(path) in str(raised.value) and re.search(cause, str(raised.value))

@@ -109,19 +109,6 @@ def test_set_refuses_before_the_library_sees_it(files, array, message):
         nodes.ids
 
 
-@pytest.mark.parametrize("action, message", [
-    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill(range(20, 33), [0] * 13),
-     "Impossible to add the value for the entity 32. The component ux on the support solid-nodes is already full."),
-    (lambda f: tervikrom.Snapshot(f.snapshot_cfg).save(f.folder / "unfilled.romsnp"),
-     "The following snapshot component data are not filled:\n"),
-    (lambda f: tervikrom.MeshData(f.mesh_cfg).node_data.copy_ids(np.arange(13)), "NodeData.ids holds 12 values"),
-])
-def test_errors_carry_the_library_text(files, action, message):
-    with pytest.raises(Error) as raised:
-        action(files)
-    assert message in str(raised.value)
-
-
 def test_closed_and_renewed_objects_refuse_calls(files):
     mesh = tervikrom.load(files.mesh)
     nodes, ids = mesh.node_data, mesh.node_data.coordinates

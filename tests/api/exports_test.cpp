@@ -64,11 +64,6 @@ TEST(Exports, PointsCachesAndProjectsThroughTheBoundary) {
     EXPECT_STREQ(Read(RomSnasphotCacheEntryGetSnapshotFile, entry), "run.romsnp");
     EXPECT_EQ(Read(RomPointGetValue, Child(RomSnapshotCacheEntryGetOutputPoint, entry), "lift"), 0.5);
     ROM_OK(RomPointSetValue(Child(RomSnapshotCacheEntryGetInputPoint, entry), "x", 2));
-    EXPECT_EQ(TextOf(RomPersistableSave(cache.get(), "/nonexistent-folder/c.romcch")),
-              "Could not open the file /nonexistent-folder/c.romcch.");
-    EXPECT_EQ(TextOf(RomPersistableResume(cache.get(), "/nonexistent-folder/c.romcch")),
-              "JsonSerializationFile does not exist!\nProvided complete path to file is :\n"
-              "/nonexistent-folder/c.romcch");
     ROM_OK(RomSnapshotCacheClear(cache.get()));
     EXPECT_EQ(Read(RomSnapshotCachePull, cache.get(), b.get()), nullptr);
     EXPECT_EQ(TextOf(RomSnapshotCachePull(cache.get(), cache.get(), &entry)),

@@ -15,45 +15,24 @@
 #include <tervik/rom/project.hpp>
 #include <tervik/rom/snapshot.hpp>
 
-#include "support/temp_dir.hpp"
+#include "support/mesh_shape.hpp"
+#include "support/snapshots.hpp"
 
 namespace Rom = Tervik::Rom;
-using Owned = std::unique_ptr<Rom::Common::IRomObject>;
+using Held = std::unique_ptr<Rom::Common::IRomObject>;
 using Factory = TempDirTest;
 
 TEST_F(Factory, EveryOperationGivesTheKindItPromises) {
     Rom::Api::IFactory& factory = GetFactory();
     const std::string meshCfg = Path("mesh.romcfg"), snapshotCfg = Path("snapshot.romcfg");
     const std::string projectFile = Path("project.rompjt");
-    {
-        // A set-up of two nodes, one element and one support: the source of the files read below.
-        const std::unique_ptr<Rom::Configuration::IRomSetupCfg> setup(factory.CreateSetupCfg());
-        auto& mesh = setup->ConfigureMeshData();
-        mesh.ConfigureNodeData().SetCount(2);
-        mesh.ConfigureNodeData().SetDimension(3);
-        mesh.ConfigureElementData().ConfigureStdElementData().SetCount(1);
-        mesh.ConfigureElementData().ConfigureStdElementData().SetConnectivityTableSize(2);
-        auto& region = mesh.AddRegion();
-        region.SetSolverId("all");
-        auto& support = region.AddSupport();
-        support.SetSolverId("nodes");
-        support.SetEntityCount(2);
-        support.SetEntitiesType(1);
-        auto& field = setup->AddField();
-        field.SetSolverId("t");
-        field.SetCaption("T");
-        auto& component = field.AddComponent();
-        component.SetSolverId("t");
-        component.SetCaption("T");
-        field.AddSupport("nodes");
-        setup->SaveMeshConfiguration(meshCfg);
-        setup->SaveSnapshotConfiguration(snapshotCfg);
-        dynamic_cast<Rom::Common::IPersistable&>(*Owned(factory.CreateProject())).Save(projectFile);
-    }
+    ROM_OK(RomPersistableSave(NewConfiguration(MeshShape()).get(), meshCfg.c_str()));
+    ROM_OK(RomPersistableSave(SnapshotConfiguration({{"s", 2}}, {"c"}, {{"s", "c"}}).get(), snapshotCfg.c_str()));
+    ROM_OK(RomPersistableSave(Create(RomFactoryCreateProject).get(), projectFile.c_str()));
     // The object as interface I, checked through a dynamic_cast from its root, and whether
     // it was initialised from its file.
     const auto is = [](auto* object, auto check) {
-        const Owned owned(object);
+        const Held owned(object);
         return static_cast<bool>(check(owned.get()));
     };
     using namespace Rom;
@@ -81,9 +60,9 @@ TEST_F(Factory, EveryOperationGivesTheKindItPromises) {
     // The extensions are checked beside their exported twins in exports_test.
 
     const std::string missing = Path("missing.romcfg");
-    EXPECT_THROW(Owned(factory.CreateAndInitMesh(missing)), Common::RomException);
-    EXPECT_THROW(Owned(factory.CreateAndInitMeshData(missing)), Common::RomException);
-    EXPECT_THROW(Owned(factory.CreateAndResumeProject(Path("missing.rompjt"))), Common::RomException);
-    EXPECT_THROW(Owned(factory.CreateAndInitSnapshot(missing)), Common::RomException);
-    EXPECT_THROW(Owned(factory.CreateAndInitSnapshot(missing, true)), Common::RomException);
+    EXPECT_THROW(Held(factory.CreateAndInitMesh(missing)), Common::RomException);
+    EXPECT_THROW(Held(factory.CreateAndInitMeshData(missing)), Common::RomException);
+    EXPECT_THROW(Held(factory.CreateAndResumeProject(Path("missing.rompjt"))), Common::RomException);
+    EXPECT_THROW(Held(factory.CreateAndInitSnapshot(missing)), Common::RomException);
+    EXPECT_THROW(Held(factory.CreateAndInitSnapshot(missing, true)), Common::RomException);
 }

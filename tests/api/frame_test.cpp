@@ -8,7 +8,6 @@
 #include "support/exports.hpp"
 
 using namespace Tervik::Rom;
-using Api::Frame::As;
 namespace Frame = Api::Frame;
 
 TEST(Frame, TurnsExceptionsIntoHandles) {
@@ -53,16 +52,6 @@ TEST(Frame, HandsOutObjectsAsTheirRootAndStringsWhereTheyLive) {
     const char* out = nullptr;
     ROM_OK(Frame::Run(&out, ROM_CALL(text)));
     EXPECT_EQ(out, text.c_str());
-}
-
-TEST(Frame, ChecksHandles) {
-    Snapshot::CPoint point;
-    RomObject* handle = &point;
-    EXPECT_EQ(&As<Snapshot::IPoint>(handle), &point);
-    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(As<Snapshot::IPoint>(nullptr)))), "Invalid object handle: null.");
-    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(As<Snapshot::ISnapshotCache>(handle)))),
-              "Invalid object handle: expected ISnapshotCache.");
-    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(Api::Frame::Str(nullptr)))), "Invalid string argument: null.");
 }
 
 TEST(Frame, ExceptionHandleIsNeverNull) {

@@ -31,7 +31,7 @@ TEST_F(JsonFileTest, WritesAStampedTabIndentedDocument) {
     EXPECT_EQ(reader.GetProductVersion().minor, 2);
 }
 
-TEST_F(JsonFileTest, ReadErrorsNameTheKeyAndTheFile) {
+TEST_F(JsonFileTest, ErrorsNameTheKeyAndTheFile) {
     JsonSerializationFile file;
     EXPECT_EQ(MessageOf([&] { file.SetFileName(""); }),
               "Trying to set an empty file path to the JsonSerializationFile is not supported!");
@@ -44,10 +44,12 @@ TEST_F(JsonFileTest, ReadErrorsNameTheKeyAndTheFile) {
     EXPECT_EQ(MessageOf([&] { file.Write("", value); }),
               "Provided key is empty! JsonSerializationFile cannot write...");
 
-    const std::string missing = Path("missing.romcfg");
+    const std::string missing = Path("missing.romcfg"), nowhere = Path("none/doc.romcfg");
     file.SetFileName(missing);
     EXPECT_EQ(MessageOf([&] { file.Read("k", value); }),
               "JsonSerializationFile does not exist!\nProvided complete path to file is :\n" + missing);
+    file.SetFileName(nowhere);
+    EXPECT_EQ(MessageOf([&] { file.Write("k", Json::Value(1)); }), "Could not open the file " + nowhere + ".");
 
     const std::string other = Path("other.romcfg");
     WriteBytes(other, "{\"snapshot\": {}}");
@@ -80,11 +82,4 @@ TEST_F(JsonFileTest, WritingTwiceKeepsTheSecondValueOnly) {
     file.Read("second", value);
     EXPECT_EQ(value.asInt(), 2);
     EXPECT_EQ(Files(), std::vector<std::string>{"twice.romcch"});
-}
-
-TEST_F(JsonFileTest, UnwritableTargetIsReported) {
-    JsonSerializationFile file;
-    const std::string nowhere = Path("none/doc.romcfg");
-    file.SetFileName(nowhere);
-    EXPECT_EQ(MessageOf([&] { file.Write("k", Json::Value(1)); }), "Could not open the file " + nowhere + ".");
 }

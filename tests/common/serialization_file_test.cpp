@@ -88,7 +88,9 @@ TEST_F(SerializationFileTest, EverythingRoundTrips) {
     EXPECT_EQ(s.GetRemainingBytes(), 0u);
 }
 
-TEST_F(SerializationFileTest, NullBuffersAreRefusedUnlessEmpty) {
+// Null buffers are refused unless empty; a read past the end fails, and so does a string
+// count (negative ones included) that the file cannot hold, before anything is allocated.
+TEST_F(SerializationFileTest, BuffersAndCountsAreChecked) {
     CSerializationFile file;
     file.OpenForSerializing(Path("x.bin"));
     IStreamAdapter& s = *file.GetStreamAdapter();
@@ -97,35 +99,25 @@ TEST_F(SerializationFileTest, NullBuffersAreRefusedUnlessEmpty) {
               "Tried to write to an uninitialized file.");
     file.Close();
     EXPECT_EQ(ReadBytes(Path("x.bin")), "");
-
-    auto in = Reading("abcd");
-    EXPECT_EQ(MessageOf([&] { in->GetStreamAdapter()->Read(static_cast<std::int32_t*>(nullptr), 1); }),
+    EXPECT_EQ(MessageOf([&] { Reading("abcd")->GetStreamAdapter()->Read(static_cast<std::int32_t*>(nullptr), 1); }),
               "Tried to read from an uninitialized file.");
-}
 
-TEST_F(SerializationFileTest, ReadingPastTheEndFailsAndTheLastBytesSucceed) {
-    auto file = Reading(std::string("\x01\0\0\0\x02\0", 6));
-    IStreamAdapter& s = *file->GetStreamAdapter();
+    auto in = Reading(std::string("\x01\0\0\0\x02\0", 6));
     std::int32_t value = 0;
-    s.Read(&value, 1);
+    in->GetStreamAdapter()->Read(&value, 1);
     EXPECT_EQ(value, 1);
-    EXPECT_EQ(MessageOf([&] { s.Read(&value, 1); }), kReadError);
+    EXPECT_EQ(MessageOf([&] { in->GetStreamAdapter()->Read(&value, 1); }), kReadError);
     std::int16_t last = 0;
-    s.Read(&last, 1);
-    EXPECT_EQ(last, 2);
-}
+    in->GetStreamAdapter()->Read(&last, 1);
+    EXPECT_EQ(last, 2) << "the last bytes are still read";
 
-TEST_F(SerializationFileTest, StringCountsAreCheckedBeforeAllocating) {
-    // Counts that the file cannot hold, negative ones included.
     for (const std::string& bytes : {std::string("\xff\xff\xff\x7f", 4) + "abc", std::string("\x05\0\0\0abcd", 8),
                                      std::string("\xfe\xff\xff\xff", 4)}) {
-        auto file = Reading(bytes);
         std::string text;
-        EXPECT_EQ(MessageOf([&] { file->GetStreamAdapter()->Read(text); }), kReadError);
+        EXPECT_EQ(MessageOf([&] { Reading(bytes)->GetStreamAdapter()->Read(text); }), kReadError);
     }
-    auto file = Reading(std::string("\x02\0\0\0{}", 6));
     Json::Value json;
-    file->GetStreamAdapter()->Read(json);
+    Reading(std::string("\x02\0\0\0{}", 6))->GetStreamAdapter()->Read(json);
     EXPECT_TRUE(json.isObject());
 }
 
@@ -144,21 +136,15 @@ TEST_F(SerializationFileTest, OpeningErrors) {
     EXPECT_TRUE(Files().empty());
 }
 
+// Opening a second file closes the first; names are UTF-8.
 TEST_F(SerializationFileTest, OpeningASecondFileClosesTheFirst) {
+    const std::string name = Path("r\xc3\xa9sultat \xe6\xb5\x8b\xe8\xaf\x95.bin");
     CSerializationFile file;
     file.OpenForSerializing(Path("first.bin"));
     file.GetStreamAdapter()->Write(std::int32_t{7});
-    file.OpenForSerializing(Path("second.bin"));
-    EXPECT_EQ(file.GetFileName(), Path("second.bin"));
-    EXPECT_EQ(ReadBytes(Path("first.bin")), std::string("\x07\0\0\0", 4));
-    file.Close();
-    EXPECT_EQ(ReadBytes(Path("second.bin")), "");
-}
-
-TEST_F(SerializationFileTest, NonAsciiNamesAreUtf8) {
-    const std::string name = Path("r\xc3\xa9sultat \xe6\xb5\x8b\xe8\xaf\x95.bin");
-    CSerializationFile file;
     file.OpenForSerializing(name);
+    EXPECT_EQ(file.GetFileName(), name);
+    EXPECT_EQ(ReadBytes(Path("first.bin")), std::string("\x07\0\0\0", 4));
     file.GetStreamAdapter()->Write("x");
     file.Close();
     EXPECT_TRUE(std::filesystem::exists(std::filesystem::u8path(name)));

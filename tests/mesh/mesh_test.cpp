@@ -11,7 +11,6 @@
 #include <tervik/rom/mesh.hpp>
 
 #include "support/mesh_shape.hpp"
-#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -111,26 +110,14 @@ std::string WithoutInternalIds(std::string bytes) {
     return bytes;
 }
 
-class MeshBuilder : public TempDirTest {
+class MeshBuilder : public MeshFiles {
 protected:
-    std::string NextPath(const char* extension) { return Path("f" + std::to_string(files_++) + "." + extension); }
     Owned NewMesh(const Shape& shape) {
         const std::string file = NextPath("romcfg");
         ROM_OK(RomPersistableSave(NewConfiguration(shape).get(), file.c_str()));
         RomObject* mesh = nullptr;
         ROM_OK(RomFactoryCreateAndInitMesh(&mesh, file.c_str()));
         return Owned(mesh);
-    }
-    std::string Saved(RomObject* persistable) {
-        const std::string file = NextPath("rommsh");
-        ROM_OK(RomPersistableSave(persistable, file.c_str()));
-        return file;
-    }
-    // What resuming a fresh mesh data from file says, and the mesh data.
-    std::pair<std::string, Owned> Resume(const std::string& file) {
-        Owned data = Create(RomFactoryCreateMeshData);
-        std::string text = TextOf(RomPersistableResume(data.get(), file.c_str()));
-        return {text, std::move(data)};
     }
     // The tables a builder wrote, through its file; supports never added get their zeros.
     Tables MeshTables(RomObject* mesh, const Shape& shape) {
@@ -198,8 +185,6 @@ protected:
         EXPECT_EQ(c.run(mesh.get()), c.expected);
     }
     static void Keep(Shape&) {}
-
-    int files_ = 0;
 };
 
 }  // namespace

@@ -38,11 +38,14 @@ TEST_F(ProjectTest, UnsupportedVersionKeepsTheId) {
     EXPECT_EQ(project.GetInternalId(), id);
 }
 
-TEST_F(ProjectTest, AResumedIdIsKeptAsRead) {
-    const std::string bytes = Le32(0) + Le32(1) + Le32(36) + "FB0C4231-34CF-4942-8D1A-1D93C99E02D7" + Le32(1) +
-                              Le32(18) + Le32(2) + Le32(5) + "hello";
-    WriteBytes(Path("odd.rompjt"), bytes);
+// The file is the object frame, then the id; an id is kept as read.
+TEST_F(ProjectTest, FileIsTheFrameThenTheId) {
+    const std::string frame =
+        Le32(0) + Le32(1) + Le32(36) + "FB0C4231-34CF-4942-8D1A-1D93C99E02D7" + Le32(1) + Le32(18) + Le32(2);
     CProject project;
+    project.Save(Path("p.rompjt"));
+    EXPECT_EQ(ReadBytes(Path("p.rompjt")), frame + Le32(36) + project.GetInternalId());
+    WriteBytes(Path("odd.rompjt"), frame + Le32(5) + "hello");
     project.Resume(Path("odd.rompjt"));
     EXPECT_EQ(project.GetInternalId(), "hello");
 }

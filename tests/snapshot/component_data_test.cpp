@@ -2,25 +2,17 @@
 // as added however they are laid out inside, and their live arrays.
 #include <algorithm>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "support/ids.hpp"
 #include "support/snapshots.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
 
 const std::string kFull = "Impossible to add the value for the entity ";
-
-// Ids first, first + 1, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count) {
-    std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i;
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
-    return ids;
-}
 
 using ComponentData = TempDirTest;
 
@@ -82,6 +74,12 @@ TEST_F(ComponentData, ArraysAddedAllOrNone) {
         return ParseSnapshot(ReadBytes(path)).records[0].pairs;
     };
     EXPECT_EQ(saved(snapshot.get()), (Pairs{{2, 0.2}, {5, 0.5}, {6, 0.6}, {7, 0.7}}));
+    // Ascending arrays after one that was not.
+    Owned later = SnapshotOf(cfg.get());
+    const std::uint32_t descent[] = {6, 5, 7, 9};
+    ROM_OK(RomSnapshotComponentDataAddValues(Data(later.get(), "C1", "S1"), descent, values, 2));
+    ROM_OK(RomSnapshotComponentDataAddValues(Data(later.get(), "C1", "S1"), descent + 2, values + 2, 2));
+    EXPECT_EQ(saved(later.get()), (Pairs{{5, 0.6}, {6, 0.5}, {7, 0.7}, {9, 0.9}}));
     Owned ascending = SnapshotOf(cfg.get());
     data = Data(ascending.get(), "C1", "S1");
     ROM_OK(RomSnapshotComponentDataAddValues(data, ids, values, 4));
@@ -104,27 +102,19 @@ TEST_F(ComponentData, ArraysAddedAllOrNone) {
 TEST_F(ComponentData, LargeFillsOutOfOrderReadAsAdded) {
     constexpr std::uint32_t kCount = 200000;
     const std::vector<std::uint32_t> consecutive = Shuffled(3, kCount);
-    const auto changed = [&](auto change) {
-        std::vector<std::uint32_t> ids = consecutive;
-        change(ids);
-        return ids;
-    };
     std::vector<std::uint32_t> descending(kCount);
     for (std::uint32_t i = 0; i < kCount; ++i) descending[i] = kCount + 6 - i;
     const std::pair<const char*, std::vector<std::uint32_t>> orders[] = {
         {"consecutive", consecutive},
-        {"with a gap", changed([](auto& ids) { *std::find(ids.begin(), ids.end(), 100000u) = kCount + 3; })},
+        {"with a gap",
+         Changed(consecutive, [](auto& ids) { *std::find(ids.begin(), ids.end(), 100000u) = kCount + 3; })},
         // Seen only once every lower id has its place.
-        {"repeated late", changed([](auto& ids) { ids.back() = *std::max_element(ids.begin(), ids.end() - 1); })},
-        {"far id late", changed([](auto& ids) { ids[150000] = 4000000000u; })},
+        {"repeated late",
+         Changed(consecutive, [](auto& ids) { ids.back() = *std::max_element(ids.begin(), ids.end() - 1); })},
+        {"far id late", Changed(consecutive, [](auto& ids) { ids[150000] = 4000000000u; })},
         {"descending", descending},
         // Distinct, in the room laid out after the first adds.
-        {"descending with a gap",
-         [&] {
-             auto ids = descending;
-             ids.back() = 300000;
-             return ids;
-         }()},
+        {"descending with a gap", Changed(descending, [](auto& ids) { ids.back() = 300000; })},
     };
     struct How {
         const char* name;

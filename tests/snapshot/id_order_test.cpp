@@ -16,6 +16,7 @@
 #include "common/serialization_file.hpp"
 #include "snapshot/id_order.hpp"
 #include "snapshot/value_room.hpp"
+#include "support/ids.hpp"
 
 namespace Snap = Tervik::Rom::Snapshot;
 using Pairs = std::vector<std::pair<std::uint32_t, double>>;
@@ -37,20 +38,6 @@ Pairs Written(std::uint32_t count, const std::function<void(Tervik::Rom::Common:
     Pairs pairs(count);
     for (std::uint32_t i = 0; i < count; ++i) pairs[i] = {ids[i], values[i]};
     return pairs;
-}
-
-// count ids first, first + step, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, std::uint32_t step = 1) {
-    std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i * step;
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
-    return ids;
-}
-
-template <class Change>
-std::vector<std::uint32_t> Changed(std::vector<std::uint32_t> ids, Change change) {
-    change(ids);
-    return ids;
 }
 
 std::vector<double> ValuesFor(const std::vector<std::uint32_t>& ids, double scale) {
@@ -141,5 +128,34 @@ TEST(IdOrder, RoomsOfPlacedValuesWrittenByIdAndAnOrderMadeBeforeIsNotReused) {
 
         const std::vector<std::uint32_t> again = before;
         EXPECT_TRUE(Sorted(order, again, beforeValues) == Expected(again, beforeValues));
+    }
+}
+
+TEST(IdOrder, CopyIdsFindsTheSpanAndWhetherTheIdsAscend) {
+    constexpr std::uint32_t kBlock = 1u << 17;  // arrays of two blocks or more are copied on two threads
+    std::vector<std::uint32_t> large(2 * kBlock + 5);
+    std::iota(large.begin(), large.end(), 10u);
+    const struct {
+        const char* name;
+        std::vector<std::uint32_t> ids;
+        std::uint32_t previous;
+        bool ascending;
+    } cases[] = {
+        {"equal ids", {3, 3, 9}, 3, true},
+        {"below the id before", {3, 4}, 4, false},
+        {"large", large, 10, true},
+        {"large, below the id before", large, 11, false},
+        {"large, a descent where a block starts",
+         Changed(large, [](auto& ids) { std::swap(ids[kBlock - 1], ids[kBlock]); }), 0, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<std::uint32_t> copy(c.ids.size());
+        const Snap::IdSpan span =
+            Snap::CopyIds(copy.data(), c.ids.data(), static_cast<std::uint32_t>(c.ids.size()), c.previous);
+        EXPECT_TRUE(copy == c.ids);
+        EXPECT_EQ(span.low, *std::min_element(c.ids.begin(), c.ids.end()));
+        EXPECT_EQ(span.high, *std::max_element(c.ids.begin(), c.ids.end()));
+        EXPECT_EQ(span.ascending, c.ascending);
     }
 }

@@ -52,39 +52,24 @@ TEST(Point, CopyToReplacesEverything) {
     EXPECT_EQ(target.GetValue("b"), 2);
 }
 
-TEST(PointEquality, IsOneSided) {
-    const CPoint small = Point({{"x", 1}});
-    const CPoint large = Point({{"x", 1}, {"y", 2}});
-    EXPECT_TRUE(small.Equals(large));
-    EXPECT_FALSE(large.Equals(small));
-    EXPECT_TRUE(CPoint().Equals(large));
-    EXPECT_FALSE(large.Equals(CPoint()));
-}
-
-TEST(PointEquality, EdgesOfTheDigitAndRelativeTests) {
-    const double eps = std::numeric_limits<double>::epsilon();
+TEST(PointEquality, OneSidedWithinTheDigitAndRelativeTests) {
+    const double eps = std::numeric_limits<double>::epsilon(), inf = std::numeric_limits<double>::infinity();
     const double tiny = std::numeric_limits<double>::denorm_min();
-    EXPECT_TRUE(PointValuesMatch(1.0, 1.0 + eps));
-    EXPECT_TRUE(PointValuesMatch(1.0 + eps, 1.0));
-    EXPECT_FALSE(PointValuesMatch(1.0, 1.0000000000001));
-    EXPECT_FALSE(PointValuesMatch(1.0, 1.0 + 4 * eps));
-    EXPECT_TRUE(PointValuesMatch(0.0, -0.0));
-    EXPECT_FALSE(PointValuesMatch(0.0, 1e-300));
-    EXPECT_FALSE(PointValuesMatch(1e-300, 0.0));
-    EXPECT_FALSE(PointValuesMatch(tiny, 0.0));  // the subnormal is not below itself
-    EXPECT_TRUE(PointValuesMatch(-3.5e200, -3.5e200));
-    EXPECT_FALSE(PointValuesMatch(2.0, -2.0));
-    EXPECT_FALSE(PointValuesMatch(std::nan(""), std::nan("")));
-    // The same infinity: the quotient of the relative test is NaN, which exceeds no bound.
-    const double inf = std::numeric_limits<double>::infinity();
-    EXPECT_TRUE(PointValuesMatch(inf, inf));
-    EXPECT_TRUE(PointValuesMatch(-inf, -inf));
-    EXPECT_FALSE(PointValuesMatch(inf, -inf));
-    EXPECT_FALSE(PointValuesMatch(-inf, inf));
-    EXPECT_FALSE(PointValuesMatch(inf, 1e308));
-    EXPECT_FALSE(PointValuesMatch(1.0, inf));
+    const double nan = std::nan("");
+    // Pairs (a, b) that match or not. The same infinity matches: the quotient of the relative
+    // test is NaN, which exceeds no bound.
+    const auto expect = [](bool match, std::initializer_list<double> pairs) {
+        for (const double* p = pairs.begin(); p != pairs.end(); p += 2)
+            EXPECT_EQ(PointValuesMatch(p[0], p[1]), match) << p[0] << " " << p[1];
+    };
+    expect(true, {1.0, 1.0 + eps, 1.0 + eps, 1.0, 0.0, -0.0, -3.5e200, -3.5e200, inf, inf, -inf, -inf});
+    expect(false, {1.0, 1.0000000000001, 1.0, 1.0 + 4 * eps, 0.0, 1e-300, 1e-300, 0.0, tiny, 0.0});
+    expect(false, {2.0, -2.0, nan, nan, inf, -inf, -inf, inf, inf, 1e308, 1.0, inf});
     EXPECT_FALSE(Point({{"p", 1.0}}).Equals(Point({{"p", 1.0000000000001}})));
     EXPECT_TRUE(Point({{"p", 1.0}}).Equals(Point({{"p", 1.0 + eps}})));
+    const CPoint small = Point({{"x", 1}}), large = Point({{"x", 1}, {"y", 2}});
+    EXPECT_TRUE(small.Equals(large) && CPoint().Equals(large));
+    EXPECT_FALSE(large.Equals(small) || large.Equals(CPoint()));
 }
 
 TEST(PointJson, SortedArrayOfIdsAndValues) {

@@ -94,17 +94,3 @@ TEST_F(SnapshotCacheTest, ResumeErrors) {
     EXPECT_EQ(resume(R"({"entries": []})"), "no exception");
     EXPECT_EQ(cache.GetEntries().GetCount(), 0u);
 }
-
-TEST_F(SnapshotCacheTest, ATruncatedFileFailsWithALibraryMessageWherever) {
-    CSnapshotCache cache;
-    cache.Push(Point({{"x", 1}}), Point({{"y", 2}}), "a.romsnp");
-    cache.Save(Path("full.romcch"));
-    const std::string text = ReadBytes(Path("full.romcch"));
-    const std::string path = Path("cut.romcch");
-    const std::string expected = "JsonSerializationFile cannot find any key named snapshotCache\nin the file\n" + path;
-    for (std::size_t size = 0; size + 2 < text.size(); ++size) {
-        WriteBytes(path, text.substr(0, size));
-        CSnapshotCache read;
-        EXPECT_EQ(MessageOf([&] { read.Resume(path); }), expected) << size << " bytes";
-    }
-}

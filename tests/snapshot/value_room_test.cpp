@@ -4,7 +4,6 @@
 // the values back in the order they were added.
 #include <algorithm>
 #include <cstdint>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "snapshot/value_room.hpp"
+#include "support/ids.hpp"
 
 using Tervik::Rom::Snapshot::CValueRoom;
 
@@ -19,20 +19,6 @@ namespace {
 
 constexpr std::uint32_t kPlacesFrom = 1u << 16;
 constexpr std::uint32_t kCount = 3 * kPlacesFrom + 5;
-
-// count ids first, first + 1, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count) {
-    std::vector<std::uint32_t> ids(count);
-    std::iota(ids.begin(), ids.end(), first);
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(11));
-    return ids;
-}
-
-template <class Change>
-std::vector<std::uint32_t> Changed(std::vector<std::uint32_t> ids, Change change) {
-    change(ids);
-    return ids;
-}
 
 // Start: StartPlacing of the next count ids; Place: Place of them; Settle. ok: the result.
 struct Step {

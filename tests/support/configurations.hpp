@@ -13,6 +13,7 @@
 #include <json/json.h>
 
 #include "support/exports.hpp"
+#include "support/snapshots.hpp"
 
 inline const std::string kNoNodes = "The number of nodes has not been defined in node data configuration.";
 inline const std::string kNoElementData = "No user element data have been configurated !";
@@ -146,19 +147,6 @@ inline void BuildSetup(RomObject* setup) {
     ROM_OK(RomFieldCfgSetQuantity(velocity, "velocity"));
     ROM_OK(RomFieldCfgSetUnit(velocity, "m/s"));
     ROM_OK(RomFieldCfgSetEntitiesType(velocity, 7));
-}
-
-inline RomObject* SnapshotSupport(RomObject* snapshot, const char* id, std::uint32_t size) {
-    RomObject* support = Child(RomSnapshotCfgAddSupport, snapshot);
-    ROM_OK(RomSetSolverId(support, id));
-    ROM_OK(RomSupportCfgSetEntityCount(support, size));
-    return support;
-}
-
-inline RomObject* SnapshotComponent(RomObject* snapshot, const char* id) {
-    RomObject* component = Child(RomSnapshotCfgAddComponent, snapshot);
-    ROM_OK(RomSetSolverId(component, id));
-    return component;
 }
 
 // S1 -> [C2, C1], S3 -> [C1]; S2 has no list.

@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/exports.hpp"
+#include "support/temp_dir.hpp"
 
 // The sizes of a mesh data configuration; a zero count leaves that part out.
 struct MeshShape {
@@ -119,5 +121,29 @@ inline Owned FilledMeshData(const MeshShape& shape = MeshShape(), int scale = 1)
                                               0, 0));
     return data;
 }
+
+// A folder of mesh files, a new one for every save or write.
+class MeshFiles : public TempDirTest {
+protected:
+    std::string NextPath(const char* extension) { return Path("f" + std::to_string(files_++) + "." + extension); }
+    std::string Saved(RomObject* persistable) {
+        const std::string file = NextPath("rommsh");
+        ROM_OK(RomPersistableSave(persistable, file.c_str()));
+        return file;
+    }
+    std::string Written(const std::string& bytes) {
+        const std::string file = NextPath("rommsh");
+        WriteBytes(file, bytes);
+        return file;
+    }
+    // What resuming a fresh mesh data from file says, and the mesh data.
+    std::pair<std::string, Owned> Resume(const std::string& file) {
+        Owned data = Create(RomFactoryCreateMeshData);
+        std::string text = TextOf(RomPersistableResume(data.get(), file.c_str()));
+        return {text, std::move(data)};
+    }
+
+    int files_ = 0;
+};
 
 #endif

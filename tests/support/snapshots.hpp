@@ -25,19 +25,26 @@ struct PairPlan {
     const char* component;
 };
 
+inline RomObject* SnapshotSupport(RomObject* snapshot, const char* id, std::uint32_t size) {
+    RomObject* support = Child(RomSnapshotCfgAddSupport, snapshot);
+    ROM_OK(RomSetSolverId(support, id));
+    ROM_OK(RomSupportCfgSetEntityCount(support, size));
+    return support;
+}
+
+inline RomObject* SnapshotComponent(RomObject* snapshot, const char* id) {
+    RomObject* component = Child(RomSnapshotCfgAddComponent, snapshot);
+    ROM_OK(RomSetSolverId(component, id));
+    return component;
+}
+
 // Supports and components in the order given, then the associations in the order given.
 inline Owned SnapshotConfiguration(const std::vector<SupportPlan>& supports, const std::vector<const char*>& components,
                                    const std::vector<PairPlan>& pairs) {
     Owned cfg = Create(RomFactoryCreateSnapshotCfg);
     std::map<std::string, RomObject*> byId;
-    const auto add = [&](ChildFn make, const char* id) {
-        byId[id] = Child(make, cfg.get());
-        ROM_OK(RomSetSolverId(byId[id], id));
-        return byId[id];
-    };
-    for (const SupportPlan& s : supports)
-        ROM_OK(RomSupportCfgSetEntityCount(add(RomSnapshotCfgAddSupport, s.id), s.size));
-    for (const char* id : components) add(RomSnapshotCfgAddComponent, id);
+    for (const SupportPlan& s : supports) byId[s.id] = SnapshotSupport(cfg.get(), s.id, s.size);
+    for (const char* id : components) byId[id] = SnapshotComponent(cfg.get(), id);
     for (const PairPlan& p : pairs)
         ROM_OK(RomSnapshotCfgAddComponentToSupport(cfg.get(), byId[p.component], byId[p.support]));
     return cfg;

@@ -8,7 +8,6 @@
 
 #include "support/file_bytes.hpp"
 #include "support/mesh_shape.hpp"
-#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -83,27 +82,7 @@ std::vector<std::int32_t> Ids(RomObject* owner, RomExceptionHandle (*get)(RomObj
     return table == nullptr ? std::vector<std::int32_t>() : std::vector<std::int32_t>(table, table + n);
 }
 
-class MeshFile : public TempDirTest {
-protected:
-    std::string Saved(RomObject* persistable) {
-        const std::string file = Path("f" + std::to_string(files_++) + ".rommsh");
-        ROM_OK(RomPersistableSave(persistable, file.c_str()));
-        return file;
-    }
-    std::string Written(const std::string& bytes) {
-        const std::string file = Path("f" + std::to_string(files_++) + ".rommsh");
-        WriteBytes(file, bytes);
-        return file;
-    }
-    // What resuming a fresh mesh data from file says, and the mesh data.
-    std::pair<std::string, Owned> Resume(const std::string& file) {
-        Owned data = Create(RomFactoryCreateMeshData);
-        std::string text = TextOf(RomPersistableResume(data.get(), file.c_str()));
-        return {text, std::move(data)};
-    }
-
-    int files_ = 0;
-};
+using MeshFile = MeshFiles;
 
 }  // namespace
 

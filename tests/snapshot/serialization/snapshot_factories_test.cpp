@@ -3,40 +3,24 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "support/ids.hpp"
 #include "support/snapshots.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
 
-// Ids first, first + step, ... in a fixed shuffled order.
-std::vector<std::uint32_t> Shuffled(std::uint32_t first, std::uint32_t count, std::uint32_t step = 1) {
-    std::vector<std::uint32_t> ids(count);
-    for (std::uint32_t i = 0; i < count; ++i) ids[i] = first + i * step;
-    std::shuffle(ids.begin(), ids.end(), std::mt19937(7));
-    return ids;
-}
-
 // Consecutive ids from 5 in a shuffled order, but 7 comes twice (and 6 never): the second 7 at
 // the end, or right after the first.
 std::vector<std::uint32_t> ShuffledWithRepeat(bool farApart) {
-    std::vector<std::uint32_t> ids = Shuffled(5, 1200000);
-    const auto at = [&ids](std::uint32_t id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
-    std::swap(ids[0], ids[at(6)]);
-    std::swap(ids[farApart ? ids.size() - 1 : 1], ids[at(7)]);
-    ids[0] = 7;
-    return ids;
-}
-
-// Consecutive ids from 5 in a shuffled order, but eight of them twice, each in two blocks of
-// 65,536 pairs next to each other (the blocks two threads take in turns), and as many never.
-std::vector<std::uint32_t> ShuffledWithRepeatsAcrossBlocks() {
-    std::vector<std::uint32_t> ids = Shuffled(5, 1200000);
-    for (std::uint32_t block = 0; block < 8; ++block) ids[block * 65536 + 100] = ids[(block + 1) * 65536 + 200];
-    return ids;
+    return Changed(Shuffled(5, 1200000), [farApart](auto& ids) {
+        const auto at = [&ids](std::uint32_t id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
+        std::swap(ids[0], ids[at(6)]);
+        std::swap(ids[farApart ? ids.size() - 1 : 1], ids[at(7)]);
+        ids[0] = 7;
+    });
 }
 
 // The pairs added by two calls, for the first half of the arrays and the rest.
@@ -81,7 +65,12 @@ TEST_F(SnapshotFiles, PairsWrittenInAscendingIdOrder) {
         Shuffled(0, 700000, 3),  // spread out
         ShuffledWithRepeat(true),
         ShuffledWithRepeat(false),  // placed by id until 7 comes again
-        ShuffledWithRepeatsAcrossBlocks(),
+        // Eight ids twice, each in two blocks of 65,536 pairs next to each other (the blocks two
+        // threads take in turns), and as many never.
+        Changed(Shuffled(5, 1200000),
+                [](auto& ids) {
+                    for (std::uint32_t b = 0; b < 8; ++b) ids[b * 65536 + 100] = ids[(b + 1) * 65536 + 200];
+                }),
     };
     for (const auto& ids : cases) {
         const auto count = static_cast<std::uint32_t>(ids.size());
