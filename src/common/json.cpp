@@ -1,6 +1,9 @@
 #include "common/json.hpp"
 
+#include <algorithm>
+#include <charconv>
 #include <functional>
+#include <ostream>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -15,16 +18,224 @@
 
 namespace Tervik::Rom::Common {
 
+namespace {
+
+// Writes a value the way the JSON library's styled stream writer does with a tab for
+// indentation, byte for byte: objects one member a line, arrays of scalars on one line
+// while it stays under the margin, comments where they were read. It makes no string per
+// token and no stream call per token: member names are read in place, plain texts and
+// integers go straight into a buffer handed to the stream 64 KB at a time. Texts that need
+// escapes and reals are made by the library itself, one value at a time.
+class StyledWriter {
+public:
+    explicit StyledWriter(std::ostream& out) : out_(out) { buffer_.reserve(kFlushAt + 4096); }
+
+    void Write(const Json::Value& root) {
+        indented_ = true;
+        CommentBefore(root);
+        if (!indented_) NewLine();
+        indented_ = true;
+        Value(root);
+        CommentAfter(root);
+        Put("\n");
+        Flush();
+    }
+
+private:
+    static constexpr std::size_t kFlushAt = 1 << 16;
+    static constexpr unsigned kMargin = 74;  // a one-line array ends before this column
+
+    void Put(std::string_view text) {
+        buffer_.append(text);
+        if (buffer_.size() >= kFlushAt) Flush();
+    }
+    void Flush() {
+        const auto size = static_cast<std::streamsize>(buffer_.size());
+        if (size != 0 && out_.rdbuf()->sputn(buffer_.data(), size) != size) out_.setstate(std::ios::badbit);
+        buffer_.clear();
+    }
+    void NewLine() {
+        Put("\n");
+        Put(indent_);
+    }
+    void WithIndent(std::string_view text) {
+        if (!indented_) NewLine();
+        Put(text);
+        indented_ = false;
+    }
+
+    // The text of a scalar, or of an empty array or object, appended to into.
+    static void Token(const Json::Value& value, std::string& into) {
+        char digits[24];
+        switch (value.type()) {
+            case Json::nullValue:
+                into += "null";
+                return;
+            case Json::intValue:
+                into.append(digits, std::to_chars(digits, digits + sizeof digits, value.asLargestInt()).ptr);
+                return;
+            case Json::uintValue:
+                into.append(digits, std::to_chars(digits, digits + sizeof digits, value.asLargestUInt()).ptr);
+                return;
+            case Json::realValue:
+                into += Json::valueToString(value.asDouble());
+                return;
+            case Json::booleanValue:
+                into += value.asBool() ? "true" : "false";
+                return;
+            case Json::stringValue: {
+                const char* begin = nullptr;
+                const char* end = nullptr;
+                if (value.getString(&begin, &end)) Quoted(begin, end, into);
+                return;
+            }
+            case Json::arrayValue:
+                into += "[]";
+                return;
+            case Json::objectValue:
+                into += "{}";
+                return;
+        }
+    }
+    static void Quoted(const char* begin, const char* end, std::string& into) {
+        const bool plain = std::all_of(begin, end, [](char c) {
+            const auto byte = static_cast<unsigned char>(c);
+            return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
+        });
+        if (plain) {
+            into += '"';
+            into.append(begin, end);
+            into += '"';
+            return;
+        }
+        Json::FastWriter writer;  // escapes as the styled writer does
+        writer.omitEndingLineFeed();
+        into += writer.write(Json::Value(begin, end));
+    }
+
+    void Value(const Json::Value& value) {
+        if (value.type() == Json::arrayValue && !value.empty()) return Array(value);
+        if (value.type() != Json::objectValue || value.empty()) {
+            scratch_.clear();
+            Token(value, scratch_);
+            return Put(scratch_);
+        }
+        WithIndent("{");
+        indent_ += '\t';
+        for (auto it = value.begin(); it != value.end();) {
+            const Json::Value& child = *it;
+            CommentBefore(child);
+            const char* end = nullptr;
+            const char* name = it.memberName(&end);
+            scratch_.clear();
+            Quoted(name, std::find(name, end, '\0'), scratch_);  // a name ends at a NUL, as a C string
+            WithIndent(scratch_);
+            Put(" : ");
+            Value(child);
+            if (++it != value.end()) Put(",");
+            CommentAfter(child);
+        }
+        indent_.pop_back();
+        WithIndent("}");
+    }
+
+    void Array(const Json::Value& value) {
+        const Json::ArrayIndex size = value.size();
+        // Arrays of scalars (or of empty arrays and objects) are measured with their tokens;
+        // an array holding more, or long, goes one item a line.
+        bool measured = size * 3 < kMargin;
+        for (Json::ArrayIndex i = 0; i < size && measured; ++i) {
+            const Json::Value& child = value[i];
+            measured = !((child.isArray() || child.isObject()) && !child.empty());
+        }
+        bool oneLine = measured;
+        tokens_.clear();
+        ends_.clear();
+        if (measured) {
+            unsigned length = 4 + (size - 1) * 2;  // "[ ", ", " between items, " ]"
+            for (Json::ArrayIndex i = 0; i < size; ++i) {
+                const Json::Value& child = value[i];
+                if (HasComment(child)) oneLine = false;
+                const std::size_t before = tokens_.size();
+                Token(child, tokens_);
+                ends_.push_back(tokens_.size());
+                length += static_cast<unsigned>(tokens_.size() - before);
+            }
+            oneLine = oneLine && length < kMargin;
+        }
+        if (oneLine) {
+            Put("[ ");
+            for (std::size_t i = 0, from = 0; i < ends_.size(); from = ends_[i++]) {
+                if (i > 0) Put(", ");
+                Put(std::string_view(tokens_).substr(from, ends_[i] - from));
+            }
+            return Put(" ]");
+        }
+        WithIndent("[");
+        indent_ += '\t';
+        for (Json::ArrayIndex i = 0; i < size; ++i) {
+            const Json::Value& child = value[i];
+            CommentBefore(child);
+            if (measured) {  // scalars only: the tokens stay as measured
+                const std::size_t from = i == 0 ? 0 : ends_[i - 1];
+                WithIndent(std::string_view(tokens_).substr(from, ends_[i] - from));
+            } else {
+                if (!indented_) NewLine();
+                indented_ = true;
+                Value(child);
+                indented_ = false;
+            }
+            if (i + 1 < size) Put(",");
+            CommentAfter(child);
+        }
+        indent_.pop_back();
+        WithIndent("]");
+    }
+
+    static bool HasComment(const Json::Value& value) {
+        return value.hasComment(Json::commentBefore) || value.hasComment(Json::commentAfterOnSameLine) ||
+               value.hasComment(Json::commentAfter);
+    }
+    void CommentBefore(const Json::Value& value) {
+        if (!value.hasComment(Json::commentBefore)) return;
+        if (!indented_) NewLine();
+        const std::string comment = value.getComment(Json::commentBefore);
+        for (std::size_t i = 0; i < comment.size(); ++i) {
+            Put(std::string_view(&comment[i], 1));
+            if (comment[i] == '\n' && i + 1 < comment.size() && comment[i + 1] == '/') Put(indent_);
+        }
+        indented_ = false;
+    }
+    void CommentAfter(const Json::Value& value) {
+        if (value.hasComment(Json::commentAfterOnSameLine)) {
+            Put(" ");
+            Put(value.getComment(Json::commentAfterOnSameLine));
+        }
+        if (value.hasComment(Json::commentAfter)) {
+            NewLine();
+            Put(value.getComment(Json::commentAfter));
+        }
+        indented_ = false;
+    }
+
+    std::ostream& out_;
+    std::string buffer_;
+    std::string indent_;
+    std::string scratch_;
+    std::string tokens_;             // the measured array's tokens, one after the other
+    std::vector<std::size_t> ends_;  // where each of them ends
+    bool indented_ = false;
+};
+
+}  // namespace
+
 std::string StyledJsonText(const Json::Value& value) {
     std::ostringstream out;
     WriteStyledJson(value, out);
     return out.str();
 }
 
-void WriteStyledJson(const Json::Value& value, std::ostream& out) {
-    Json::StyledStreamWriter writer("\t");
-    writer.write(out, value);
-}
+void WriteStyledJson(const Json::Value& value, std::ostream& out) { StyledWriter(out).Write(value); }
 
 std::string CompactJsonText(const Json::Value& value) {
     Json::FastWriter writer;

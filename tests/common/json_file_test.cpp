@@ -1,3 +1,12 @@
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <sstream>
+
+#include <json/writer.h>
+
+#include "common/json.hpp"
 #include "common/json_file.hpp"
 #include "support/temp_dir.hpp"
 
@@ -82,4 +91,91 @@ TEST_F(JsonFileTest, WritingTwiceKeepsTheSecondValueOnly) {
     file.Read("second", value);
     EXPECT_EQ(value.asInt(), 2);
     EXPECT_EQ(Files(), std::vector<std::string>{"twice.romcch"});
+}
+
+namespace {
+
+// A random value: every kind of scalar, texts that need escapes, arrays around the width
+// where they stop fitting on one line, nesting.
+Json::Value RandomJson(std::mt19937& random, int depth) {
+    const auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    static const std::vector<std::string> texts = {"",
+                                                   "x",
+                                                   "field0.x",
+                                                   "say \"hi\"",
+                                                   "a \\ text",
+                                                   std::string("nul\0inside", 10),
+                                                   "tab\there\nline\x01\x1f",
+                                                   "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80",
+                                                   "bad \xE9 byte \xC3",
+                                                   "del\x7F",
+                                                   std::string(40, 'w')};
+    static const std::vector<double> reals = {0.1,
+                                              -0.0,
+                                              1e300,
+                                              3.0,
+                                              1.0 / 3.0,
+                                              -2.5e-310,
+                                              std::numeric_limits<double>::infinity(),
+                                              -std::numeric_limits<double>::infinity(),
+                                              std::nan("")};
+    const int kind = depth <= 0 ? pick(6) : pick(9);
+    switch (kind) {
+        case 0:
+            return Json::Value();
+        case 1:
+            return Json::Value(static_cast<Json::Int64>(random()) - Json::Int64{1} * (1 << 30) * pick(5));
+        case 2:
+            return Json::Value(std::numeric_limits<Json::UInt64>::max() - pick(2));
+        case 3:
+            return Json::Value(reals[pick(static_cast<int>(reals.size()))]);
+        case 4:
+            return Json::Value(pick(2) == 0);
+        case 5: {
+            const std::string& text = texts[pick(static_cast<int>(texts.size()))];
+            return Json::Value(text.data(), text.data() + text.size());
+        }
+        case 6:
+        case 7: {
+            Json::Value array(Json::arrayValue);
+            for (int i = 0, n = pick(4) == 0 ? pick(30) : pick(8); i < n; ++i)
+                array.append(RandomJson(random, depth - 1));
+            return array;
+        }
+        default: {
+            Json::Value object(Json::objectValue);
+            for (int i = 0, n = pick(5); i < n; ++i) {
+                const std::string& key = texts[pick(static_cast<int>(texts.size()))];
+                object[key + std::to_string(i)] = RandomJson(random, depth - 1);
+            }
+            return object;
+        }
+    }
+}
+
+std::string LibraryStyledText(const Json::Value& value) {
+    std::ostringstream out;
+    Json::StyledStreamWriter("\t").write(out, value);
+    return out.str();
+}
+
+}  // namespace
+
+// Documents are written byte for byte as the JSON library's styled writer would, comments
+// read with them included.
+TEST(StyledJson, WritesWhatTheLibrarysStyledWriterWrites) {
+    std::mt19937 random(7);
+    for (int i = 0; i < 3000; ++i) {
+        const Json::Value value = RandomJson(random, 1 + i % 4);
+        ASSERT_EQ(StyledJsonText(value), LibraryStyledText(value)) << CompactJsonText(value);
+    }
+    for (const char* text :
+         {"// head\n{ \"a\" : 1, // after a\n \"b\" : [ 1, /* in */ 2 ], \"c\" : { \"d\" : [] } /* end */ }\n// tail",
+          "[ 1, 2, // two\n 3 ]", "{\n// one\n// two\n\"a\" : [ true ] }", "/* one */ 7",
+          "{ \"x\" : [ [], {}, \"\" ], // x\n \"y\" : null }",
+          "[ {\"a\": 1}, // first\n [ 2 ], \n/* last\n / line */ 3 ]"}) {
+        Json::Value value;
+        ASSERT_TRUE(ParseJson(text, text + std::strlen(text), value)) << text;
+        EXPECT_EQ(StyledJsonText(value), LibraryStyledText(value)) << text;
+    }
 }
