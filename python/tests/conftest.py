@@ -15,7 +15,13 @@ SUPPORTS = {"solid-nodes": (1, np.arange(100, 112)), "solid-cells": (2, np.arang
 COMPONENTS = ("ux", "uy")
 
 
-def _setup():
+def flat(lists, counted=True):
+    """Count-prefixed lists back to back, as the polygon and polyhedron tables hold them."""
+    return [value for nodes in lists for value in ([len(nodes)] if counted else []) + list(nodes)]
+
+
+@pytest.fixture(scope="session")
+def files(tmp_path_factory):
     setup = tervikrom.SetupCfg()
     mesh = setup.configure_mesh_data(unit="m")
     mesh.configure_node_data(count=len(NODES), dimension=3)
@@ -32,24 +38,12 @@ def _setup():
         field.add_component(solver_id=component, caption=component)
     field.add_support("solid-nodes")
     setup.check()
-    return setup
-
-
-def flat(lists, counted=True):
-    """Count-prefixed lists back to back, as the polygon and polyhedron tables hold them."""
-    return [value for nodes in lists for value in ([len(nodes)] if counted else []) + list(nodes)]
-
-
-@pytest.fixture(scope="session")
-def files(tmp_path_factory):
     folder = tmp_path_factory.mktemp("files")
-    setup = _setup()
     paths = types.SimpleNamespace(folder=folder, setup=folder / "setup.romcfg", mesh_cfg=folder / "mesh.romcfg",
                                   snapshot_cfg=folder / "snapshot.romcfg", mesh=folder / "mesh.rommsh")
     setup.save(paths.setup)
     setup.save_mesh_configuration(paths.mesh_cfg)
     setup.save_snapshot_configuration(paths.snapshot_cfg)
-
     builder = tervikrom.Mesh(paths.mesh_cfg)
     for index, xyz in enumerate(NODES):
         builder.add_node(id=100 + index, coordinates=xyz)

@@ -21,23 +21,21 @@ def _public(namespace):
 
 
 def _members():
-    """(qualified name, function or descriptor) of every public function, method and
-    property defined in the package."""
+    """(qualified name, function or descriptor) of every public function, method and property of the package."""
     seen = set()
     for module in map(importlib.import_module, MODULES):
         for name, value in _public(module):
             if getattr(value, "__module__", "").startswith("tervikrom") and id(value) not in seen:
                 seen.add(id(value))
-                if inspect.isclass(value):
+                if inspect.isclass(value) or inspect.isfunction(value):
                     yield module.__name__ + "." + name, value
+                if inspect.isclass(value):
                     for klass in value.__mro__:
                         if klass.__module__.startswith("tervikrom"):
                             for member, attribute in _public(klass):
                                 if id(attribute) not in seen and not isinstance(attribute, (str, int, tuple)):
                                     seen.add(id(attribute))
                                     yield "%s.%s.%s" % (module.__name__, klass.__name__, member), attribute
-                elif inspect.isfunction(value):
-                    yield module.__name__ + "." + name, value
 
 
 def test_every_public_member_is_documented_and_typed():
@@ -67,6 +65,8 @@ def test_every_public_member_is_documented_and_typed():
                                        r'supports solid-nodes \(12\), solid-cells \(3\)>'),
     (lambda f: tervikrom.load(f.mesh_cfg), r'<tervikrom\.MeshDataCfg "mesh\.romcfg": 12 nodes in 3-D, '
                                           r'3 standard elements, 2 polygons, 1 polyhedron; supports solid-nodes'),
+    (lambda f: tervikrom.load(f.snapshot_cfg), r'<tervikrom\.SnapshotCfg "snapshot\.romcfg": components ux, uy; '
+                                              r'supports solid-nodes \(12\), solid-cells \(3\)>'),
     (lambda f: tervikrom.load(f.snapshot_cfg).supports[0], r'<tervikrom\.SupportCfg "solid-nodes": 12 entities'),
     (lambda f: tervikrom.load(f.setup).fields[0], r'<tervikrom\.FieldCfg "u" \(displacement, m\): components ux, uy '
                                                  r'on solid-nodes>'),
@@ -80,85 +80,70 @@ def test_every_public_member_is_documented_and_typed():
     (lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("uy", "solid-nodes"),
      r"<tervikrom\.ComponentData uy on solid-nodes: 0 of 12 values>"),
     (lambda f: tervikrom.UserPoint({"b": 2.0, "a": 1.5}), r"<tervikrom\.UserPoint \{a: 1\.5, b: 2\.0\}>"),
-    (lambda f: _closed(tervikrom.load(f.mesh)), r"<Closed tervikrom\.MeshData>"),
 ])
-def test_reprs_show_kind_file_counts_and_state(files, make, pattern):
+def test_reprs_show_the_class_load_picks_file_counts_and_state(files, make, pattern):
     assert re.match(pattern, repr(make(files))), repr(make(files))
 
 
-def _closed(obj):
-    obj.close()
-    return obj
-
-
 def _cut(files, tmp_path, name, size):
-    target = tmp_path / name
-    shutil.copyfile(files.mesh, target)
+    target = shutil.copyfile(files.mesh, tmp_path / name)
     os.truncate(target, size)
     return target
 
 
-def _copy(files, tmp_path, source, name):
-    return shutil.copyfile(getattr(files, source), tmp_path / name)
-
-
-# (action, class raised, standard class it is too, the library's text in the message)
+# The class raised and the standard class it is too
+MISSING, ARGUMENT, FORMAT = (tervikrom.MissingFileError, FileNotFoundError), (tervikrom.ArgumentError, ValueError), \
+    (tervikrom.FormatError, OSError)
+UNKNOWN, OTHER = (tervikrom.UnknownNameError, KeyError), (tervikrom.Error, Exception)
+# (action, those two classes, the library's text in the message)
 ERRORS = [
-    (lambda f, t: tervikrom.load(t / "missing.rommsh"), tervikrom.MissingFileError, FileNotFoundError,
-     "Could not open the file {t}/missing.rommsh."),
-    (lambda f, t: tervikrom.load(t / "missing.romcch"), tervikrom.MissingFileError, FileNotFoundError,
+    (lambda f, t: tervikrom.load(t / "missing.rommsh"), MISSING, "Could not open the file {t}/missing.rommsh."),
+    (lambda f, t: tervikrom.load(t / "missing.romcch"), MISSING,
      "JsonSerializationFile does not exist!\nProvided complete path to file is :\n{t}/missing.romcch"),
-    (lambda f, t: tervikrom.MeshData(t / "missing.romcfg"), tervikrom.MissingFileError, FileNotFoundError,
-     "{t}/missing.romcfg"),
-    (lambda f, t: tervikrom.load(f.mesh).save(t / "no" / "x.rommsh"), tervikrom.MissingFileError,
-     FileNotFoundError, "Could not open the file {t}/no/x.rommsh."),
-    (lambda f, t: tervikrom.load(t), tervikrom.ArgumentError, ValueError, "no object is saved with the extension"),
-    (lambda f, t: tervikrom.MeshData().resume(_cut(f, t, "cut.rommsh", 300)), tervikrom.FormatError, OSError,
+    (lambda f, t: tervikrom.MeshData(t / "missing.romcfg"), MISSING, "{t}/missing.romcfg"),
+    (lambda f, t: tervikrom.load(f.mesh).save(t / "no" / "x.rommsh"), MISSING,
+     "Could not open the file {t}/no/x.rommsh."),
+    (lambda f, t: tervikrom.load(t), ARGUMENT, "no object is saved with the extension"),
+    (lambda f, t: tervikrom.MeshData().resume(_cut(f, t, "cut.rommsh", 300)), FORMAT,
      "{t}/cut.rommsh: System error while trying to read from a file. The file is cut short: it ends at byte 300"),
-    (lambda f, t: tervikrom.load(_copy(f, t, "snapshot_cfg", "s.romcch")), tervikrom.FormatError, OSError,
+    (lambda f, t: tervikrom.load(shutil.copyfile(f.snapshot_cfg, t / "s.romcch")), FORMAT,
      "JsonSerializationFile cannot find any key named snapshotCache\nin the file\n{t}/s.romcch Expected a "
      "snapshot cache file, found a snapshot configuration file."),
-    (lambda f, t: tervikrom.Snapshot(f.mesh_cfg), tervikrom.FormatError, OSError,
+    (lambda f, t: tervikrom.Snapshot(f.mesh_cfg), FORMAT,
      "Expected a snapshot configuration file, found a mesh data configuration file."),
-    (lambda f, t: tervikrom.MeshData().resume(f.folder / "snapshot.romcfg"), tervikrom.FormatError, OSError,
+    (lambda f, t: tervikrom.MeshData().resume(f.folder / "snapshot.romcfg"), FORMAT,
      "do not have the expected extension rommsh. Expected a mesh file, found a configuration file."),
-    (lambda f, t: tervikrom.Snapshot().resume(_copy(f, t, "mesh", "m.romsnp")), tervikrom.FormatError, OSError,
+    (lambda f, t: tervikrom.Snapshot().resume(shutil.copyfile(f.mesh, t / "m.romsnp")), FORMAT,
      "{t}/m.romsnp holds an object of type D8068C8F-F166-44DE-A1F5-BCF1E20BA05D where an object of type "
      "5B37D1B0-D9FD-4CE1-AB14-3B41E04F4F23 is expected. Expected a snapshot file, found a mesh file."),
-    (lambda f, t: tervikrom.load(f.mesh).support_data("nope"), tervikrom.UnknownNameError, KeyError,
+    (lambda f, t: tervikrom.load(f.mesh).support_data("nope"), UNKNOWN,
      'In CMeshData, no support has the given solverId.\nGiven solverId is : nope The supports there are: '
      '"solid-nodes", "solid-cells".'),
-    (lambda f, t: tervikrom.load(f.mesh_cfg).support("nope"), tervikrom.UnknownNameError, KeyError,
-     '"solid-nodes", "solid-cells"'),
-    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).component_data("p", "solid-nodes"), tervikrom.UnknownNameError,
-     KeyError, 'unknown according to this configuration. The pairs there are: "ux on solid-nodes", '
-               '"uy on solid-nodes".'),
-    (lambda f, t: tervikrom.load(f.setup).field("v"), tervikrom.UnknownNameError, KeyError,
-     'The fields there are: "u"'),
-    (lambda f, t: tervikrom.UserPoint(load=1)["speed"], tervikrom.UnknownNameError, KeyError,
+    (lambda f, t: tervikrom.load(f.mesh_cfg).support("nope"), UNKNOWN, '"solid-nodes", "solid-cells"'),
+    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).component_data("p", "solid-nodes"), UNKNOWN,
+     'unknown according to this configuration. The pairs there are: "ux on solid-nodes", "uy on solid-nodes".'),
+    (lambda f, t: tervikrom.load(f.setup).field("v"), UNKNOWN, 'The fields there are: "u"'),
+    (lambda f, t: tervikrom.UserPoint(load=1)["speed"], UNKNOWN,
      'The point does not contains the parameter speed. The parameters there are: "load".'),
     (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill(range(20, 33), [0] * 13),
-     tervikrom.Error, Exception,
-     "Impossible to add the value for the entity 32. The component ux on the support solid-nodes is already full."),
-    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).save(t / "unfilled.romsnp"), tervikrom.Error, Exception,
+     OTHER, "Impossible to add the value for the entity 32. The component ux on the support solid-nodes is already "
+     "full."),
+    (lambda f, t: tervikrom.Snapshot(f.snapshot_cfg).save(t / "unfilled.romsnp"), OTHER,
      "The following snapshot component data are not filled:\n"),
 ]
 
 
-@pytest.mark.parametrize("action, cls, standard, text", ERRORS)
-def test_error_classes_name_the_file_and_keep_the_library_text(files, tmp_path, action, cls, standard, text):
-    with pytest.raises(cls) as raised:
+@pytest.mark.parametrize("action, types, text", ERRORS)
+def test_error_classes_name_the_file_and_keep_the_library_text(files, tmp_path, action, types, text):
+    with pytest.raises(types[0]) as raised:
         action(files, tmp_path)
-    assert isinstance(raised.value, (tervikrom.Error, standard))
-    assert text.format(t=tmp_path) in str(raised.value)
+    assert isinstance(raised.value, types[1]) and text.format(t=tmp_path) in str(raised.value)
     if isinstance(raised.value, tervikrom.FileError):
         assert str(raised.value.filename) in str(raised.value)
 
 
 def _fill(ids):
-    def action(files):
-        tervikrom.Snapshot(files.snapshot_cfg).component_data("ux", "solid-nodes").fill(ids, np.zeros(len(ids)))
-    return action
+    return lambda f: tervikrom.Snapshot(f.snapshot_cfg).component_data("ux", "solid-nodes").fill(ids, np.zeros(12))
 
 
 @pytest.mark.parametrize("action, message", [
@@ -194,31 +179,32 @@ def test_integral_float_ids_are_taken(files):
     assert nodes.ids[:2].tolist() == [5, 6]
 
 
-SPECIAL = {
-    "fifo": os.mkfifo,
-    "zero": lambda path: os.symlink("/dev/zero", path),
-    "urandom": lambda path: os.symlink("/dev/urandom", path),
-    "sparse": lambda path: (path.touch(), os.truncate(path, 4 << 30)),
-    "nested": lambda path: path.write_text("[" * 100_000 + "]" * 100_000),
-}
-
-
-@pytest.mark.parametrize("kind, cause", [("fifo", "a FIFO"), ("zero", "a character device"),
-                                         ("urandom", "a character device"), ("sparse", "4294967296 bytes, more than"),
-                                         ("nested", "nested too deeply|cannot find any key")])
+@pytest.mark.parametrize("make, cause", [
+    (os.mkfifo, "a FIFO"), (lambda path: os.symlink("/dev/zero", path), "a character device"),
+    (lambda path: os.symlink("/dev/urandom", path), "a character device"),
+    (lambda path: (path.touch(), os.truncate(path, 4 << 30)), "4294967296 bytes, more than"),
+    (lambda path: path.write_text("[" * 100_000 + "]" * 100_000), "nested too deeply|cannot find any key"),
+], ids=["fifo", "zero", "urandom", "sparse", "nested"])
 @pytest.mark.parametrize("read, suffix", [(tervikrom.load, "romcfg"), (tervikrom.load, "romcch"),
                                           (lambda path: tervikrom.SetupCfg().resume(path), "romcfg"),
                                           (tervikrom.Snapshot, "romcfg")])
-def test_special_files_are_refused_without_being_read(tmp_path, kind, cause, read, suffix):
-    path = tmp_path / ("special-%s.%s" % (kind, suffix))
-    SPECIAL[kind](path)
+def test_special_files_are_refused_without_being_read(tmp_path, make, cause, read, suffix):
+    path = tmp_path / ("special." + suffix)
+    make(path)
     with pytest.raises(tervikrom.FileError) as raised:
         read(path)
     assert str(path) in str(raised.value) and re.search(cause, str(raised.value))
-    assert stat.S_ISFIFO(os.lstat(path).st_mode) or kind != "fifo"
+    assert stat.S_ISFIFO(os.lstat(path).st_mode) or make is not os.mkfifo
 
 
-def test_the_cache_is_a_mapping_resolving_files_against_its_folder(files, tmp_path, monkeypatch):
+def test_points_and_the_cache_are_mappings_the_cache_resolving_files_against_its_folder(files, tmp_path, monkeypatch):
+    point = tervikrom.UserPoint({"b": 2.0}, a=1.0)  # in the library's order
+    point.update(c=3.0)
+    del point["b"]
+    other = tervikrom.UserPoint(z=9.0)
+    point.copy_to(other)
+    assert list(point.items()) == [("a", 1.0), ("c", 3.0)] == list(other.items())
+    assert point.get("b") is None and "b" not in point and point == other and len(point) == 2
     cache = tervikrom.SnapshotCache()
     runs = [({"load": 1.5}, {"max": 0.1}, "runs/a.romsnp"),
             ({"load": 2.5, "speed": 3.0}, {"max": 0.2}, "/abs/b.romsnp"), ({"load": 1.5, "speed": 1.0}, {}, "c.romsnp")]
@@ -241,13 +227,3 @@ def test_the_cache_is_a_mapping_resolving_files_against_its_folder(files, tmp_pa
     assert all(cache[entry.inputs].snapshot_file == entry.snapshot_file for entry in cache)  # what is left, whole
     cache.clear()
     assert len(cache) == 0 and list(cache) == []
-
-
-def test_points_are_mappings_in_the_library_order():
-    point = tervikrom.UserPoint({"b": 2.0}, a=1.0)
-    point.update(c=3.0)
-    del point["b"]
-    other = tervikrom.UserPoint(z=9.0)
-    point.copy_to(other)
-    assert list(point.items()) == [("a", 1.0), ("c", 3.0)] == list(other.items())
-    assert point.get("b") is None and "b" not in point and point == other and len(point) == 2

@@ -7,16 +7,13 @@ import tervikrom
 from tervikrom import _lib, _manifest
 
 HEADERS = os.path.dirname(_lib.HEADER_PATH)
-
-
-def _texts():
-    return [open(os.path.join(HEADERS, name), encoding="utf-8").read() for name in _manifest.HEADERS]
+TEXTS = [open(os.path.join(HEADERS, name), encoding="utf-8").read() for name in _manifest.HEADERS]
 
 
 def test_manifest_found_beside_the_library_else_read_from_the_headers(tmp_path):
     manifest, path = _lib._read_manifest(_lib.LIBRARY_PATH, _lib.HEADER_PATH)
     assert path == os.path.join(os.path.dirname(_lib.LIBRARY_PATH), _manifest.NAME)
-    assert manifest == _manifest.manifest(*_texts())
+    assert manifest == _manifest.manifest(*TEXTS)
     elsewhere = str(tmp_path / "libtervikrom.so")
     assert _lib._read_manifest(elsewhere, _lib.HEADER_PATH) == (manifest, _lib.HEADER_PATH)
     (tmp_path / _manifest.NAME).write_text("{")
@@ -50,8 +47,7 @@ REFUSED = [
 
 @pytest.mark.parametrize("case, rom_h, kinds_h, named", REFUSED, ids=[case[0] for case in REFUSED])
 def test_headers_out_of_step_are_refused(case, rom_h, kinds_h, named):
-    texts = _texts()
-    changed = [(rom_h or str)(texts[0]), (kinds_h or str)(texts[1])]
-    assert changed != texts, case
+    changed = [(rom_h or str)(TEXTS[0]), (kinds_h or str)(TEXTS[1])]
+    assert changed != TEXTS, case
     with pytest.raises(_manifest.ManifestError, match=named):
         _manifest.manifest(*changed)
