@@ -20,11 +20,12 @@
 
 namespace {
 
-void Must(RomExceptionHandle error, const char* what) {
+void Must(RomExceptionHandle error, const char* call) {
     if (error == nullptr) return;
-    std::fprintf(stderr, "%s failed: %s\n", what, RomGetExceptionDescription(error));
+    std::fprintf(stderr, "%s failed: %s\n", call, RomGetExceptionDescription(error));
     std::exit(1);
 }
+#define MUST(call) Must(call, #call)
 
 struct SupportSpec {
     const char* region;
@@ -55,56 +56,55 @@ struct SetupSpec {
 // FOLDER/PREFIXsnapshot.romcfg, and the set-up itself as FOLDER/setup.romcfg if asked.
 void WriteSetup(const SetupSpec& spec, const std::string& folder, const std::string& prefix, bool saveSetup) {
     RomObject *setup = nullptr, *mesh = nullptr, *part = nullptr, *elements = nullptr, *user = nullptr;
-    Must(RomFactoryCreateSetupCfg(&setup), "setup");
-    Must(RomSetupCfgConfigureMeshData(setup, &mesh), "mesh data");
-    if (spec.unit != nullptr) Must(RomMeshDataCfgSetUnit(mesh, spec.unit), "unit");
-    Must(RomMeshDataCfgConfigureNodeData(mesh, &part), "node data");
-    Must(RomNodeDataCfgSetCount(part, spec.sizes.nodes), "node count");
-    Must(RomNodeDataCfgSetDimension(part, static_cast<std::int32_t>(spec.sizes.dimension)), "dimension");
-    Must(RomMeshDataCfgConfigureElementData(mesh, &elements), "element data");
-    Must(RomElementDataCfgConfigureStdElementData(elements, &part), "standard elements");
-    Must(RomStdElementDataCfgSetCount(part, spec.sizes.elements), "element count");
-    Must(RomStdElementDataCfgSetConnectivityTableSize(part, spec.sizes.connectivity), "connectivity size");
+    MUST(RomFactoryCreateSetupCfg(&setup));
+    MUST(RomSetupCfgConfigureMeshData(setup, &mesh));
+    if (spec.unit != nullptr) MUST(RomMeshDataCfgSetUnit(mesh, spec.unit));
+    MUST(RomMeshDataCfgConfigureNodeData(mesh, &part));
+    MUST(RomNodeDataCfgSetCount(part, spec.sizes.nodes));
+    MUST(RomNodeDataCfgSetDimension(part, static_cast<std::int32_t>(spec.sizes.dimension)));
+    MUST(RomMeshDataCfgConfigureElementData(mesh, &elements));
+    MUST(RomElementDataCfgConfigureStdElementData(elements, &part));
+    MUST(RomStdElementDataCfgSetCount(part, spec.sizes.elements));
+    MUST(RomStdElementDataCfgSetConnectivityTableSize(part, spec.sizes.connectivity));
     if (spec.sizes.polygons != 0) {
-        Must(RomElementDataCfgConfigureUserElementData(elements, &user), "user elements");
-        Must(RomUserElementDataCfgConfigurePolygonData(user, &part), "polygons");
-        Must(RomPolygonDataCfgSetCount(part, spec.sizes.polygons), "polygon count");
-        Must(RomPolygonDataCfgSetConnectivityTableSize(part, spec.sizes.polygonSize), "polygon size");
-        Must(RomUserElementDataCfgConfigurePolyhedronData(user, &part), "polyhedrons");
-        Must(RomPolyhedronDataCfgSetCount(part, spec.sizes.polyhedrons), "polyhedron count");
-        Must(RomPolyhedronDataCfgSetConnectivityTableSize(part, spec.sizes.polyhedronSize), "polyhedron size");
+        MUST(RomElementDataCfgConfigureUserElementData(elements, &user));
+        MUST(RomUserElementDataCfgConfigurePolygonData(user, &part));
+        MUST(RomPolygonDataCfgSetCount(part, spec.sizes.polygons));
+        MUST(RomPolygonDataCfgSetConnectivityTableSize(part, spec.sizes.polygonSize));
+        MUST(RomUserElementDataCfgConfigurePolyhedronData(user, &part));
+        MUST(RomPolyhedronDataCfgSetCount(part, spec.sizes.polyhedrons));
+        MUST(RomPolyhedronDataCfgSetConnectivityTableSize(part, spec.sizes.polyhedronSize));
     }
     RomObject* region = nullptr;
     for (const SupportSpec& support : spec.supports) {
         if (region == nullptr || std::string(RomGetSolverId(region)) != support.region) {
-            Must(RomMeshDataCfgAddRegion(mesh, &region), "region");
-            Must(RomSetSolverId(region, support.region), "region id");
+            MUST(RomMeshDataCfgAddRegion(mesh, &region));
+            MUST(RomSetSolverId(region, support.region));
         }
-        Must(RomRegionCfgAddSupport(region, &part), "support");
-        Must(RomSetSolverId(part, support.support), "support id");
-        Must(RomSupportCfgSetEntityCount(part, support.count), "entity count");
-        Must(RomSupportCfgSetEntitiesType(part, support.type), "entity type");
+        MUST(RomRegionCfgAddSupport(region, &part));
+        MUST(RomSetSolverId(part, support.support));
+        MUST(RomSupportCfgSetEntityCount(part, support.count));
+        MUST(RomSupportCfgSetEntitiesType(part, support.type));
     }
     for (const FieldSpec& field : spec.fields) {
         RomObject* added = nullptr;
-        Must(RomSetupCfgAddField(setup, &added), "field");
-        Must(RomSetSolverId(added, field.field), "field id");
-        Must(RomFieldCfgSetCaption(added, field.field), "field caption");
-        if (field.unit != nullptr) Must(RomFieldCfgSetUnit(added, field.unit), "field unit");
-        if (field.type != 0) Must(RomFieldCfgSetEntitiesType(added, field.type), "field entity type");
+        MUST(RomSetupCfgAddField(setup, &added));
+        MUST(RomSetSolverId(added, field.field));
+        MUST(RomFieldCfgSetCaption(added, field.field));
+        if (field.unit != nullptr) MUST(RomFieldCfgSetUnit(added, field.unit));
+        if (field.type != 0) MUST(RomFieldCfgSetEntitiesType(added, field.type));
         for (const char* component : field.components) {
-            Must(RomFieldCfgAddComponent(added, &part), "component");
-            Must(RomSetSolverId(part, component), "component id");
-            Must(RomComponentCfgSetCaption(part, component), "component caption");
+            MUST(RomFieldCfgAddComponent(added, &part));
+            MUST(RomSetSolverId(part, component));
+            MUST(RomComponentCfgSetCaption(part, component));
         }
-        Must(RomFieldCfgAddSupport(added, field.support), "field support");
+        MUST(RomFieldCfgAddSupport(added, field.support));
     }
-    Must(RomConfigurationCheck(setup), "check");
-    if (saveSetup) Must(RomPersistableSave(setup, (folder + "/setup.romcfg").c_str()), "save setup");
-    Must(RomSetupCfgSaveMeshConfiguration(setup, (folder + "/" + prefix + "mesh.romcfg").c_str()), "save mesh cfg");
-    Must(RomSetupCfgSaveSnapshotConfiguration(setup, (folder + "/" + prefix + "snapshot.romcfg").c_str()),
-         "save snapshot cfg");
-    Must(RomFactoryRelease(setup), "release");
+    MUST(RomConfigurationCheck(setup));
+    if (saveSetup) MUST(RomPersistableSave(setup, (folder + "/setup.romcfg").c_str()));
+    MUST(RomSetupCfgSaveMeshConfiguration(setup, (folder + "/" + prefix + "mesh.romcfg").c_str()));
+    MUST(RomSetupCfgSaveSnapshotConfiguration(setup, (folder + "/" + prefix + "snapshot.romcfg").c_str()));
+    MUST(RomFactoryRelease(setup));
 }
 
 // ---- A mesh of every kind ------------------------------------------------------------
@@ -137,66 +137,62 @@ SetupSpec KindsSpec() {
 
 void WriteKindsMesh(const SetupSpec& spec, const std::string& folder) {
     RomObject *mesh = nullptr, *item = nullptr;
-    Must(RomFactoryCreateAndInitMesh(&mesh, (folder + "/kinds-mesh.romcfg").c_str()), "create mesh");
+    MUST(RomFactoryCreateAndInitMesh(&mesh, (folder + "/kinds-mesh.romcfg").c_str()));
     for (std::uint32_t n = 0; n < spec.sizes.nodes; ++n) {
-        Must(RomMeshAddNode(mesh, &item), "node");
-        Must(RomSupportEntitySetId(item, n + 1), "node id");
+        MUST(RomMeshAddNode(mesh, &item));
+        MUST(RomSupportEntitySetId(item, n + 1));
         for (std::uint32_t axis = 0; axis < spec.sizes.dimension; ++axis)
-            Must(RomNodeSetCoordinate(item, axis, 0.25 * n + axis + (n * (axis + 3) % 7) / 8.0), "coordinate");
+            MUST(RomNodeSetCoordinate(item, axis, 0.25 * n + axis + (n * (axis + 3) % 7) / 8.0));
     }
     for (std::uint32_t kind = 0; kind < kKinds; ++kind) {
-        Must(kKindList[kind].add(mesh, &item), "element");
-        Must(RomSupportEntitySetId(item, kind + 1), "element id");
+        MUST(kKindList[kind].add(mesh, &item));
+        MUST(RomSupportEntitySetId(item, kind + 1));
         for (std::uint32_t k = 0; k < kKindList[kind].nodes; ++k)
-            Must(RomStdElementSetConnectivity(item, k, (kind + 3 * k) % spec.sizes.nodes + 1), "element node");
+            MUST(RomStdElementSetConnectivity(item, k, (kind + 3 * k) % spec.sizes.nodes + 1));
     }
     // Polygons and the polyhedron through the accessors, from the tables above.
     for (std::size_t at = 0; at < std::size(kPolygons); at += 1 + static_cast<std::size_t>(kPolygons[at])) {
-        Must(RomMeshAddPolygon(mesh, &item), "polygon");
-        Must(RomSupportEntitySetId(item, kKinds + 1 + (at == 0 ? 0 : 1)), "polygon id");
-        Must(RomPolygonSetNodeCount(item, static_cast<std::uint32_t>(kPolygons[at])), "polygon count");
+        MUST(RomMeshAddPolygon(mesh, &item));
+        MUST(RomSupportEntitySetId(item, kKinds + 1 + (at == 0 ? 0 : 1)));
+        MUST(RomPolygonSetNodeCount(item, static_cast<std::uint32_t>(kPolygons[at])));
         for (std::int32_t k = 0; k < kPolygons[at]; ++k)
-            Must(RomPolygonSetConnectivity(item, static_cast<std::uint32_t>(k),
-                                           static_cast<std::uint32_t>(kPolygons[at + 1 + k])),
-                 "polygon node");
+            MUST(RomPolygonSetConnectivity(item, static_cast<std::uint32_t>(k),
+                                           static_cast<std::uint32_t>(kPolygons[at + 1 + k])));
     }
-    Must(RomMeshAddPolyhedron(mesh, &item), "polyhedron");
-    Must(RomSupportEntitySetId(item, kCells), "polyhedron id");
-    Must(RomPolyhedronSetFaceCount(item, static_cast<std::uint32_t>(kPolyhedron[0])), "face count");
+    MUST(RomMeshAddPolyhedron(mesh, &item));
+    MUST(RomSupportEntitySetId(item, kCells));
+    MUST(RomPolyhedronSetFaceCount(item, static_cast<std::uint32_t>(kPolyhedron[0])));
     for (std::uint32_t face = 0, at = 1; face < static_cast<std::uint32_t>(kPolyhedron[0]); ++face) {
         const auto count = static_cast<std::uint32_t>(kPolyhedron[at++]);
-        Must(RomPolyhedronSetNodeCount(item, face, count), "face node count");
+        MUST(RomPolyhedronSetNodeCount(item, face, count));
         for (std::uint32_t k = 0; k < count; ++k)
-            Must(RomPolyhedronSetConnectivity(item, face, k, static_cast<std::uint32_t>(kPolyhedron[at++])),
-                 "face node");
+            MUST(RomPolyhedronSetConnectivity(item, face, k, static_cast<std::uint32_t>(kPolyhedron[at++])));
     }
     for (const SupportSpec& support : spec.supports) {
-        Must(RomMeshAddSupport(mesh, support.support, &item), "support");
-        for (std::uint32_t i = 0; i < support.count; ++i)
-            Must(RomSupportSetEntityId(item, i, support.first + i), "entity");
+        MUST(RomMeshAddSupport(mesh, support.support, &item));
+        for (std::uint32_t i = 0; i < support.count; ++i) MUST(RomSupportSetEntityId(item, i, support.first + i));
     }
-    Must(RomPersistableSave(mesh, (folder + "/kinds.rommsh").c_str()), "save mesh");
-    Must(RomFactoryRelease(mesh), "release");
+    MUST(RomPersistableSave(mesh, (folder + "/kinds.rommsh").c_str()));
+    MUST(RomFactoryRelease(mesh));
 }
 
 // Values added in descending id order; the file holds them ascending.
 void WriteKindsSnapshot(const SetupSpec& spec, const std::string& folder, const char* name, double scale) {
     RomObject *snapshot = nullptr, *data = nullptr;
-    Must(RomFactoryCreateAndInitSnapshot(&snapshot, (folder + "/kinds-snapshot.romcfg").c_str()), "create snapshot");
+    MUST(RomFactoryCreateAndInitSnapshot(&snapshot, (folder + "/kinds-snapshot.romcfg").c_str()));
     for (const FieldSpec& field : spec.fields) {
         const SupportSpec* support = nullptr;
         for (const SupportSpec& candidate : spec.supports)
             if (std::string(candidate.support) == field.support) support = &candidate;
         for (const char* component : field.components) {
-            Must(RomSnapshotGetComponentData(snapshot, component, field.support, &data), "component data");
+            MUST(RomSnapshotGetComponentData(snapshot, component, field.support, &data));
             for (std::uint32_t i = support->count; i-- > 0;)
-                Must(RomSnapshotComponentDataAddValue(data, support->first + i,
-                                                      scale * (support->first + i) + component[0]),
-                     "value");
+                MUST(RomSnapshotComponentDataAddValue(data, support->first + i,
+                                                      scale * (support->first + i) + component[0]));
         }
     }
-    Must(RomPersistableSave(snapshot, (folder + "/" + name + ".romsnp").c_str()), "save snapshot");
-    Must(RomFactoryRelease(snapshot), "release");
+    MUST(RomPersistableSave(snapshot, (folder + "/" + name + ".romsnp").c_str()));
+    MUST(RomFactoryRelease(snapshot));
 }
 
 // ---- The block ---------------------------------------------------------------------
@@ -231,28 +227,28 @@ void WriteBlockMesh(const std::string& folder) {
                         connectivity.push_back(static_cast<std::int32_t>(Node(i + di, j + dj, layer) + 1));
             }
     RomObject *data = nullptr, *part = nullptr, *elements = nullptr;
-    Must(RomFactoryCreateAndInitMeshData(&data, (folder + "/mesh.romcfg").c_str()), "mesh data");
-    Must(RomMeshDataGetMutableNodeData(data, &part), "node data");
-    Must(RomNodeDataCopyIds(part, nodeIds.data(), 0, 0), "node ids");
-    Must(RomNodeDataCopyCoordinateTable(part, coordinates.data(), 0, 0), "coordinates");
-    Must(RomMeshDataGetMutableElementData(data, &elements), "element data");
-    Must(RomElementDataGetMutableStdElementData(elements, &part), "standard elements");
-    Must(RomStdElementDataCopyTypes(part, types.data(), 0, 0), "types");
-    Must(RomStdElementDataCopyIds(part, elementIds.data(), 0, 0), "element ids");
-    Must(RomStdElementDataCopyConnectivityTable(part, connectivity.data(), 0, 0), "connectivity");
-    Must(RomMeshDataGetMutableSupportData(data, "block-nodes", &part), "node support");
-    Must(RomSupportDataCopyEntities(part, nodeIds.data(), 0, 0), "node entities");
-    Must(RomMeshDataGetMutableSupportData(data, "block-cells", &part), "element support");
-    Must(RomSupportDataCopyEntities(part, elementIds.data(), 0, 0), "element entities");
-    Must(RomPersistableSave(data, (folder + "/block.rommsh").c_str()), "save mesh");
-    Must(RomFactoryRelease(data), "release");
+    MUST(RomFactoryCreateAndInitMeshData(&data, (folder + "/mesh.romcfg").c_str()));
+    MUST(RomMeshDataGetMutableNodeData(data, &part));
+    MUST(RomNodeDataCopyIds(part, nodeIds.data(), 0, 0));
+    MUST(RomNodeDataCopyCoordinateTable(part, coordinates.data(), 0, 0));
+    MUST(RomMeshDataGetMutableElementData(data, &elements));
+    MUST(RomElementDataGetMutableStdElementData(elements, &part));
+    MUST(RomStdElementDataCopyTypes(part, types.data(), 0, 0));
+    MUST(RomStdElementDataCopyIds(part, elementIds.data(), 0, 0));
+    MUST(RomStdElementDataCopyConnectivityTable(part, connectivity.data(), 0, 0));
+    MUST(RomMeshDataGetMutableSupportData(data, "block-nodes", &part));
+    MUST(RomSupportDataCopyEntities(part, nodeIds.data(), 0, 0));
+    MUST(RomMeshDataGetMutableSupportData(data, "block-cells", &part));
+    MUST(RomSupportDataCopyEntities(part, elementIds.data(), 0, 0));
+    MUST(RomPersistableSave(data, (folder + "/block.rommsh").c_str()));
+    MUST(RomFactoryRelease(data));
 }
 
 // Run r: vx, vy, vz of node id n are (r + 1) * (n, -n, 0.5), and p of element id e is
 // r * 1000 + e.
 void WriteBlockRun(const std::string& folder, std::uint32_t run) {
     RomObject *snapshot = nullptr, *data = nullptr;
-    Must(RomFactoryCreateAndInitSnapshot(&snapshot, (folder + "/snapshot.romcfg").c_str()), "snapshot");
+    MUST(RomFactoryCreateAndInitSnapshot(&snapshot, (folder + "/snapshot.romcfg").c_str()));
     const double scale = run + 1.0;
     const struct {
         const char *component, *support;
@@ -269,30 +265,29 @@ void WriteBlockRun(const std::string& folder, std::uint32_t run) {
             ids[i] = i + 1;
             values[i] = pair.factor * ids[i] + pair.constant;
         }
-        Must(RomSnapshotGetComponentData(snapshot, pair.component, pair.support, &data), "component data");
-        Must(RomSnapshotComponentDataAddValues(data, ids.data(), values.data(), pair.count), "values");
+        MUST(RomSnapshotGetComponentData(snapshot, pair.component, pair.support, &data));
+        MUST(RomSnapshotComponentDataAddValues(data, ids.data(), values.data(), pair.count));
     }
-    Must(RomPersistableSave(snapshot, (folder + "/run-" + std::to_string(run) + ".romsnp").c_str()), "save snapshot");
-    Must(RomFactoryRelease(snapshot), "release");
+    MUST(RomPersistableSave(snapshot, (folder + "/run-" + std::to_string(run) + ".romsnp").c_str()));
+    MUST(RomFactoryRelease(snapshot));
 }
 
 void WriteBlockCache(const std::string& folder) {
     RomObject *cache = nullptr, *input = nullptr, *output = nullptr;
-    Must(RomFactoryCreateSnapshotCache(&cache), "cache");
+    MUST(RomFactoryCreateSnapshotCache(&cache));
     for (std::uint32_t run = 0; run < std::size(kTimes); ++run) {
-        Must(RomFactoryCreateUserPoint(&input), "input");
-        Must(RomFactoryCreateUserPoint(&output), "output");
-        Must(RomPointSetValue(input, "time", kTimes[run]), "time");
-        Must(RomPointSetValue(input, "load", 10.0 * run), "load");
-        Must(RomPointSetValue(output, "peak", 1.0 + run), "peak");
+        MUST(RomFactoryCreateUserPoint(&input));
+        MUST(RomFactoryCreateUserPoint(&output));
+        MUST(RomPointSetValue(input, "time", kTimes[run]));
+        MUST(RomPointSetValue(input, "load", 10.0 * run));
+        MUST(RomPointSetValue(output, "peak", 1.0 + run));
         std::uint32_t added = 0;
-        Must(RomSnapshotCachePush(cache, input, output, ("run-" + std::to_string(run) + ".romsnp").c_str(), &added),
-             "push");
-        Must(RomFactoryRelease(input), "release");
-        Must(RomFactoryRelease(output), "release");
+        MUST(RomSnapshotCachePush(cache, input, output, ("run-" + std::to_string(run) + ".romsnp").c_str(), &added));
+        MUST(RomFactoryRelease(input));
+        MUST(RomFactoryRelease(output));
     }
-    Must(RomPersistableSave(cache, (folder + "/runs.romcch").c_str()), "save cache");
-    Must(RomFactoryRelease(cache), "release");
+    MUST(RomPersistableSave(cache, (folder + "/runs.romcch").c_str()));
+    MUST(RomFactoryRelease(cache));
 }
 
 }  // namespace

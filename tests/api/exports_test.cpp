@@ -8,6 +8,7 @@
 #include <tervik/rom/snapshot.hpp>
 
 #include "support/exports.hpp"
+#include "support/temp_dir.hpp"
 
 // Each extension, from the C function and from the C++ factory: one string for the life of the process.
 TEST(Exports, FileExtensions) {
@@ -93,6 +94,7 @@ TEST(Exports, BadArgumentsBecomeExceptionHandles) {
     EXPECT_EQ(TextOf(RomSnapshotCacheClear(point)), "Invalid object handle: expected ISnapshotCache.");
     EXPECT_EQ(TextOf(RomSetSolverId(point, "id")), "Invalid object handle: expected IIdentifiableBySolver.");
     EXPECT_EQ(TextOf(RomPersistableSave(point, "a.romcch")), "Invalid object handle: expected IPersistable.");
+    EXPECT_EQ(TextOf(RomConfigurationCheck(point)), "Invalid object handle: expected IConfiguration.");
     EXPECT_EQ(flag, 3u);
 
     EXPECT_STREQ(RomGetSolverId(point), "");
@@ -110,12 +112,8 @@ TEST(Exports, CppClientsCastAndCatchTheLibrarysTypes) {
     Common::IRomObject* handle = point.get();
     EXPECT_EQ(dynamic_cast<Snapshot::IPoint*>(handle), point.get());
     EXPECT_EQ(dynamic_cast<Project::IProject*>(handle), nullptr);
-    try {
-        point->GetValue("x");
-        FAIL() << "no exception";
-    } catch (const Common::RomException& e) {
-        EXPECT_STREQ(e.what(), "The point does not contains the parameter x.");
-    }
+    EXPECT_EQ(MessageOf<Common::RomException>([&] { point->GetValue("x"); }),
+              "The point does not contains the parameter x.");
     EXPECT_THROW(GetFactory().CreateAndResumeProject("missing.rompjt"), Common::RomException);
     point->SetValue("x", 4);
     double value = 0;

@@ -27,12 +27,7 @@ TEST(Frame, WritesOutParametersOnlyOnSuccess) {
 
     bool ran = false;
     double* none = nullptr;
-    EXPECT_EQ(TextOf(Frame::Run(none,
-                                [&] {
-                                    ran = true;
-                                    return 1.0;
-                                })),
-              "Invalid output argument: null.");
+    EXPECT_EQ(TextOf(Frame::Run(none, [&] { return ran = true, 1.0; })), "Invalid output argument: null.");
     EXPECT_FALSE(ran) << "the body must not run when its result has nowhere to go";
 
     std::uint32_t flag = 7;

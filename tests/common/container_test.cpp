@@ -46,7 +46,7 @@ Json::Value Item(int value, const std::string& id) {
 
 }  // namespace
 
-TEST(Container, KeepsInsertionOrderAndFindsMembersByIdentity) {
+TEST(Container, KeepsInsertionOrderFindsMembersByIdentityAndRefusesIndicesBeyondTheCount) {
     Items items;
     CItem& first = items.Add(std::make_unique<CItem>(1));
     CItem& second = items.Add(std::make_unique<CItem>(2));
@@ -61,6 +61,9 @@ TEST(Container, KeepsInsertionOrderAndFindsMembersByIdentity) {
     EXPECT_EQ(items.IndexOf(&stranger), IContainerBase::kNotFound);
     EXPECT_EQ(items.IndexOf(nullptr), IContainerBase::kNotFound);
     EXPECT_EQ(items.IndexOf(&items), IContainerBase::kNotFound);
+    EXPECT_THROW(items.GetObject(2), std::out_of_range);
+    EXPECT_THROW(items.Get(7), std::out_of_range);
+    EXPECT_EQ(MessageOf([&] { items.GetMutable(0xFFFFFFFFu); }), "invalid vector<T> subscript");
 }
 
 TEST(Container, RefusesEmptyAndDuplicateIds) {
@@ -84,14 +87,6 @@ TEST(Container, RefusesEmptyAndDuplicateIds) {
     again->SetInternalId("reused");
     items.Add(std::move(again));
     EXPECT_EQ(items.GetCount(), 1u);
-}
-
-TEST(Container, IndexBeyondTheCountIsOutOfRange) {
-    Items items;
-    items.Add(std::make_unique<CItem>(1));
-    EXPECT_THROW(items.GetObject(1), std::out_of_range);
-    EXPECT_THROW(items.Get(7), std::out_of_range);
-    EXPECT_EQ(MessageOf([&] { items.GetMutable(0xFFFFFFFFu); }), "invalid vector<T> subscript");
 }
 
 TEST(Container, ReferencingContainerLeavesMembersToTheirOwner) {
@@ -121,10 +116,8 @@ TEST(ContainerJson, RoundTripKeepsOrderAndIds) {
         EXPECT_EQ(read.GetMutable(i)->GetInternalId(), items.GetMutable(i)->GetInternalId());
     }
 
-    Items empty;
-    empty.ToJson(array);
-    EXPECT_TRUE(array.isArray());
-    EXPECT_EQ(array.size(), 0u);
+    Items().ToJson(array);
+    EXPECT_EQ(array, Json::Value(Json::arrayValue));
     read.FromJson(Json::Value(), 1);
     EXPECT_EQ(read.GetCount(), 0u);
 }
@@ -132,28 +125,21 @@ TEST(ContainerJson, RoundTripKeepsOrderAndIds) {
 // Members read before a duplicate stay: equal content is refused as such, an equal id with
 // other content by Add, and solver ids of equal text are equal content.
 TEST(ContainerJson, DuplicatesRefused) {
-    const auto array = [](std::initializer_list<Json::Value> members) {
+    // What reading the members into container says.
+    const auto read = [](auto& container, std::initializer_list<Json::Value> members) {
         Json::Value array(Json::arrayValue);
         for (const Json::Value& member : members) array.append(member);
-        return array;
+        return MessageOf([&] { container.FromJson(array, 1); });
     };
     Items items;
-    EXPECT_EQ(MessageOf([&] {
-                  items.FromJson(array({Item(1, "a"), Item(2, "b"), Item(1, "a")}), 1);
-              }),
+    EXPECT_EQ(read(items, {Item(1, "a"), Item(2, "b"), Item(1, "a")}),
               "During deserialization, CContainerWithJsonService found 2 objects with the same content !\n"
               "object content is : \n{\n\t\"internalId\" : \"a\",\n\t\"value\" : 1\n}\n\n");
     EXPECT_EQ(items.GetCount(), 2u);
-    EXPECT_EQ(MessageOf([&] {
-                  items.FromJson(array({Item(1, "a"), Item(2, "a")}), 1);
-              }),
-              "Object with id a already exists in container !");
+    EXPECT_EQ(read(items, {Item(1, "a"), Item(2, "a")}), "Object with id a already exists in container !");
     EXPECT_EQ(items.GetCount(), 1u);
     CContainerWithJsonService<CSolverIdentifier, ISolverIdentifier> ids;
-    EXPECT_NE(MessageOf([&] {
-                  ids.FromJson(array({"wall", "inlet", "wall"}), 1);
-              }).find("same content"),
-              std::string::npos);
+    EXPECT_NE(read(ids, {"wall", "inlet", "wall"}).find("same content"), std::string::npos);
 }
 
 TEST(ContainerJson, ReadsAHundredThousandMembers) {

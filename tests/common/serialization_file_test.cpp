@@ -47,15 +47,10 @@ TEST_F(SerializationFileTest, PrimitivesAreLittleEndianWithoutPadding) {
         s.Write("ab");
         s.Write(std::string());
     });
-    std::string expected("\xfe\xff\xff\xff\x04\x03\x02\x01\x06\x05\x01z", 12);
-    expected += std::string("\0\0\0\0\0\x01\0\0", 8);
-    double d = 1.5;
-    float f = 0.25f;
-    expected.append(reinterpret_cast<const char*>(&d), 8);
-    expected.append(reinterpret_cast<const char*>(&f), 4);
-    expected += std::string("\x02\0\0\0ab", 6);
-    expected += std::string(4, '\0');
-    EXPECT_EQ(bytes, expected);
+    // ..., 1 << 40, 1.5 (0x3FF8 << 48), 0.25f (0x3E80 << 16), "ab" and "" after their lengths.
+    EXPECT_EQ(bytes, std::string("\xfe\xff\xff\xff\x04\x03\x02\x01\x06\x05\x01z\0\0\0\0\0\x01\0\0\0\0\0\0\0\0\xf8\x3f"
+                                 "\0\0\x80\x3e\x02\0\0\0ab\0\0\0\0",
+                                 42));
 }
 
 TEST_F(SerializationFileTest, EverythingRoundTrips) {

@@ -86,10 +86,7 @@ TEST(MeshDataCfg, RegionsAndMeshDataOrder) {
 }
 
 TEST(MeshDataCfg, GetSupportCfgBySolverId) {
-    auto lookUp = [](RomObject* mesh, const char* id) {
-        RomObject* support = nullptr;
-        return TextOf(RomMeshDataCfgGetSupportCfg(mesh, id, &support)) == kOk ? support : nullptr;
-    };
+    const auto lookUp = [](RomObject* mesh, const char* id) { return Read(RomMeshDataCfgGetSupportCfg, mesh, id); };
     Owned owner = NewMesh();
     RomObject* mesh = owner.get();
     RomObject* untouched = mesh;
@@ -130,16 +127,14 @@ TEST_F(MeshDataCfgFiles, ResumedElementDataDropsMissingParts) {
     SetNodes(mesh.get(), 7, 2);
     StdPartOf(mesh.get());
     AddSupport(AddRegion(mesh.get(), "Old"), "O", 1, 1);
-    RomObject* found = nullptr;
-    ROM_OK(RomMeshDataCfgGetSupportCfg(mesh.get(), "O", &found));
+    RomObject* found = Read(RomMeshDataCfgGetSupportCfg, mesh.get(), "O");  // looked up before the resume
     const std::string body = R"({
         "elementData": {"userElementData": {"polygonData": {"connectivityTableSize": 6, "count": 2}}},
         "regions": [{"caption": "", "solverId": "R", "supports": [{"entityType": 1, "size": 3, "solverId": "S"}]}]
     })";
     EXPECT_EQ(Resumed(mesh.get(), Path("mesh.romcfg"), "meshData", body), kOk);
     EXPECT_EQ(TextOf(RomMeshDataCfgGetSupportCfg(mesh.get(), "O", &found)), kNotFound + "O. Unknown solver id.");
-    ROM_OK(RomMeshDataCfgGetSupportCfg(mesh.get(), "S", &found));
-    EXPECT_EQ(Read(RomSupportCfgGetEntityCount, found), 3u);
+    EXPECT_EQ(Read(RomSupportCfgGetEntityCount, Read(RomMeshDataCfgGetSupportCfg, mesh.get(), "S")), 3u);
     // What the file left out keeps its value: the nodes.
     Json::Value expected;
     std::istringstream(body) >> expected;

@@ -11,11 +11,12 @@ namespace {
 
 const std::string kNoPair = "There is no component or support in the snapshot configuration.";
 const std::string kSameSupportId = "Two supports of the snapshot configuration have the solver id S.";
-// Supports S and S, the second with a list.
-void DuplicateSupport(RomObject* s) {
-    SnapshotSupport(s, "S", 2);
+// A component C listed on a support S of 4 entities.
+void ListCOnS(RomObject* s) {
     ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
 }
+// Supports S and S, the second with a list.
+void DuplicateSupport(RomObject* s) { SnapshotSupport(s, "S", 2), ListCOnS(s); }
 
 using SnapshotCfgFiles = TempDirTest;
 
@@ -36,26 +37,14 @@ TEST(SnapshotCfg, SnapshotOrder) {
              kComponentId},
             {"no association", [](RomObject* s) { SnapshotSupport(s, "S", 4), SnapshotComponent(s, "C"); },
              "No component associated to a support !"},
-            {"a support without list is tolerated",
-             [](RomObject* s) {
-                 SnapshotSupport(s, "Lonely", 2);
-                 ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-             },
+            {"a support without list is tolerated", [](RomObject* s) { SnapshotSupport(s, "Lonely", 2), ListCOnS(s); },
              kOk},
             {"consistent", BuildSnapshot, kOk},
             // A file names supports and components by solver id: ones it could not tell apart.
             {"unlisted supports may share an id",
-             [](RomObject* s) {
-                 SnapshotSupport(s, "Lonely", 2), SnapshotSupport(s, "Lonely", 3);
-                 ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-             },
-             kOk},
+             [](RomObject* s) { SnapshotSupport(s, "Lonely", 2), SnapshotSupport(s, "Lonely", 3), ListCOnS(s); }, kOk},
             {"a listed support's id twice", DuplicateSupport, kSameSupportId},
-            {"a listed component's id twice",
-             [](RomObject* s) {
-                 SnapshotComponent(s, "C");
-                 ROM_OK(RomSnapshotCfgAddComponentToSupport(s, SnapshotComponent(s, "C"), SnapshotSupport(s, "S", 4)));
-             },
+            {"a listed component's id twice", [](RomObject* s) { SnapshotComponent(s, "C"), ListCOnS(s); },
              "Two components of the snapshot configuration have the solver id C."},
         });
 }
@@ -64,11 +53,8 @@ TEST_F(SnapshotCfgFiles, AmbiguousSnapshotConfigurationsAreNotWritten) {
     Owned duplicate = NewSnapshot();
     DuplicateSupport(duplicate.get());
     EXPECT_EQ(TextOf(RomPersistableSave(duplicate.get(), Path("twice.romcfg").c_str())), kSameSupportId);
-    Owned snapshot = Create(RomFactoryCreateSnapshot);
-    ROM_OK(RomSnapshotInitialize(snapshot.get(), duplicate.get()));
-    RomObject* data = nullptr;
-    ROM_OK(RomSnapshotGetComponentData(snapshot.get(), "C", "S", &data));
-    for (std::uint32_t id = 0; id < 4; ++id) ROM_OK(RomSnapshotComponentDataAddValue(data, id, 1.0));
+    Owned snapshot = SnapshotOf(duplicate.get());
+    Fill(Data(snapshot.get(), "C", "S"), {{0, 1.0}, {1, 1.0}, {2, 1.0}, {3, 1.0}});
     EXPECT_EQ(TextOf(RomPersistableSave(snapshot.get(), Path("twice.romsnp").c_str())), kSameSupportId);
     EXPECT_TRUE(Files().empty());
 }
@@ -111,9 +97,9 @@ TEST(SnapshotCfg, AddComponentToSupport) {
     EXPECT_EQ(again.rfind("Object with id ", 0), 0u) << again;
     EXPECT_NE(again.find(" already exists in container !"), std::string::npos) << again;
 
-    RomObject* list = Child(RomSnapshotCfgGetComponentCfgs, snapshot.get());
-    ROM_OK(RomSnapshotCfgGetComponentsOfSupport(snapshot.get(), linked, &list));
-    EXPECT_EQ(Members(list), std::vector<RomObject*>{component});
+    EXPECT_EQ(Members(Read(RomSnapshotCfgGetComponentsOfSupport, snapshot.get(), linked)),
+              std::vector<RomObject*>{component});
+    RomObject* list = nullptr;
     EXPECT_EQ(TextOf(RomSnapshotCfgGetComponentsOfSupport(snapshot.get(), bare, &list)), "invalid map<K, T> key");
 }
 

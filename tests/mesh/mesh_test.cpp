@@ -24,9 +24,8 @@ using Tables = std::map<std::string, std::vector<double>>;
 template <class T>
 void ReadTable(Tables& tables, const std::string& name, RomExceptionHandle (*get)(RomObject*, T**), RomObject* owner,
                std::uint32_t size) {
-    T* table = nullptr;
-    EXPECT_EQ(TextOf(get(owner, &table)), kOk) << name;
-    if (table != nullptr) tables[name].assign(table, table + size);
+    const std::vector<T> table = TableOf(owner, get, size);
+    tables[name].assign(table.begin(), table.end());
 }
 
 Tables TablesOf(RomObject* data, const Shape& s) {
@@ -94,13 +93,7 @@ RomObject* Polyhedron(RomObject* mesh, const std::vector<std::vector<std::uint32
     return polyhedron;
 }
 
-RomObject* Support(RomObject* mesh, const char* id) {
-    RomObject* support = nullptr;
-    ROM_OK(RomMeshAddSupport(mesh, id, &support));
-    return support;
-}
-
-RomExceptionHandle AddS9(RomObject* mesh, RomObject** support) { return RomMeshAddSupport(mesh, "S9", support); }
+RomObject* Support(RomObject* mesh, const char* id) { return Read(RomMeshAddSupport, mesh, id); }
 
 // The internal ids are random: every copy of a configuration draws its own.
 std::string WithoutInternalIds(std::string bytes) {
@@ -170,21 +163,18 @@ protected:
                 {"S3", {7, 0, 9}}};
     }
 
-    // A refusal met on a fresh mesh of the default shape changed by `shape`.
+    // A refusal met on a fresh mesh of `shape`.
     struct Refusal {
         const char* name;
-        void (*shape)(Shape&);
         std::string (*run)(RomObject* mesh);  // the text of its last call
         std::string expected;
+        Shape shape = Shape();
     };
     void Check(const Refusal& c) {
         SCOPED_TRACE(c.name);
-        Shape shape;
-        c.shape(shape);
-        Owned mesh = NewMesh(shape);
+        Owned mesh = NewMesh(c.shape);
         EXPECT_EQ(c.run(mesh.get()), c.expected);
     }
-    static void Keep(Shape&) {}
 };
 
 }  // namespace
@@ -203,9 +193,7 @@ TEST_F(MeshBuilder, EveryElementKindStoresItsTypeAndTakesItsNodeCount) {
     for (const auto& kind : kinds) {
         SCOPED_TRACE(kind.name);
         const std::string n = std::to_string(kind.nodes);
-        Shape shape;
-        shape.elements = 3;
-        shape.elementConnectivity = 2 * kind.nodes;
+        const Shape shape = Shape().With(&Shape::elements, 3).With(&Shape::elementConnectivity, 2 * kind.nodes);
         Owned mesh = NewMesh(shape);
         RomObject* first = Element(mesh.get(), kind.add, 1, {});
         EXPECT_EQ(Element(mesh.get(), kind.add, 2, {}), first) << "every Add of a kind hands out the same accessor";
@@ -229,91 +217,88 @@ TEST_F(MeshBuilder, EveryElementKindStoresItsTypeAndTakesItsNodeCount) {
 TEST_F(MeshBuilder, AddAndAccessorRefusals) {
     const std::string noFaceCount = "Node count has not been setup for the face with index ";
     const Refusal refusals[] = {
-        {"node count", Keep, [](RomObject* m) { return AddAfter(m, RomMeshAddNode, 3); },
+        {"node count", [](RomObject* m) { return AddAfter(m, RomMeshAddNode, 3); },
          "Number of added nodes (3) exceeds specified node count (3) in the mesh configuration! "},
-        {"element count", Keep, [](RomObject* m) { return AddAfter(m, RomMeshAddPoint0, 2); },
+        {"element count", [](RomObject* m) { return AddAfter(m, RomMeshAddPoint0, 2); },
          "Number of added standard elements (2) exceeds specified standard element count (2) in the mesh "
          "configuration!"},
-        {"connectivity size", [](Shape& s) { s.elements = 3; },
+        {"connectivity size",
          [](RomObject* m) {
              Child(RomMeshAddTri3, m);
              Child(RomMeshAddLine2, m);  // ends exactly at the size
              return AddAfter(m, RomMeshAddPoint0, 0);
          },
          "Connectivity index (6) will exceed specified standard element connectivity table size (5) in the mesh "
-         "configuration!"},
-        {"polygon count", Keep,
+         "configuration!",
+         Shape().With(&Shape::elements, 3)},
+        {"polygon count",
          [](RomObject* m) { return Polygon(m, {}), Polygon(m, {1}), AddAfter(m, RomMeshAddPolygon, 0); },
          "Number of added polygons (2) exceeds specified polygons count (2) in the mesh configuration!"},
-        {"polyhedron count", Keep,
+        {"polyhedron count",
          [](RomObject* m) { return Polyhedron(m, {}), Polyhedron(m, {{1}}), AddAfter(m, RomMeshAddPolyhedron, 0); },
          "Number of added polyhedron (2) exceeds specified polyhedron count (2) in the mesh configuration!"},
-        {"no standard elements", [](Shape& s) { s.elements = 0; },
-         [](RomObject* m) { return AddAfter(m, RomMeshAddHex20, 0); },
-         "No standard element has been configured in the mesh!"},
-        {"no polygons", [](Shape& s) { s.polygons = 0; },
-         [](RomObject* m) { return AddAfter(m, RomMeshAddPolygon, 0); },
-         "No polygon element has been configured in the mesh!"},
-        {"no polyhedrons", [](Shape& s) { s.polyhedrons = 0; },
-         [](RomObject* m) { return AddAfter(m, RomMeshAddPolyhedron, 0); },
-         "No polyhedron element has been configured in the mesh!"},
+        {"no standard elements", [](RomObject* m) { return AddAfter(m, RomMeshAddHex20, 0); },
+         "No standard element has been configured in the mesh!", Shape().With(&Shape::elements, 0)},
+        {"no polygons", [](RomObject* m) { return AddAfter(m, RomMeshAddPolygon, 0); },
+         "No polygon element has been configured in the mesh!", Shape().With(&Shape::polygons, 0)},
+        {"no polyhedrons", [](RomObject* m) { return AddAfter(m, RomMeshAddPolyhedron, 0); },
+         "No polyhedron element has been configured in the mesh!", Shape().With(&Shape::polyhedrons, 0)},
         // Accessors
-        {"dimension index", Keep,
-         [](RomObject* m) { return TextOf(RomNodeSetCoordinate(Child(RomMeshAddNode, m), 2, 1.0)); },
+        {"dimension index", [](RomObject* m) { return TextOf(RomNodeSetCoordinate(Child(RomMeshAddNode, m), 2, 1.0)); },
          "Dimension index 2 exceeds Node dimension (2) !"},
-        {"index -1 on the first node", Keep,
+        {"index -1 on the first node",
          [](RomObject* m) { return TextOf(RomNodeSetCoordinate(Child(RomMeshAddNode, m), 0xFFFFFFFFu, 1.0)); },
          kOutOfRange},
-        {"element node index", Keep,
+        {"element node index",
          [](RomObject* m) { return TextOf(RomStdElementSetConnectivity(Child(RomMeshAddTri3, m), 3, 1)); },
          "Node index 3 exceeds the number of nodes of the element (3) !"},
-        {"index -1 on the first element", Keep,
+        {"index -1 on the first element",
          [](RomObject* m) { return TextOf(RomStdElementSetConnectivity(Child(RomMeshAddTri3, m), 0xFFFFFFFFu, 1)); },
          kOutOfRange},
-        {"polygon node count not set", Keep,
+        {"polygon node count not set",
          [](RomObject* m) { return TextOf(RomPolygonSetConnectivity(Child(RomMeshAddPolygon, m), 0, 1)); },
          "Node count has not been setup for this Polygon !"},
-        {"polygon node index", Keep,
+        {"polygon node index",
          [](RomObject* m) {
              return TextOf(RomPolygonSetConnectivity(Polygon(m, {1, 2}), 2, 1));
          },
          "Node index 2 exceeds the number of nodes of the polygon (2) !"},
-        {"previous polygon without node count", Keep, [](RomObject* m) { return AddAfter(m, RomMeshAddPolygon, 1); },
+        {"previous polygon without node count", [](RomObject* m) { return AddAfter(m, RomMeshAddPolygon, 1); },
          "Node count has not been setup for this Polygon !"},
-        {"polygon slice past the table", Keep,  // the first polygon takes the whole table
+        {"polygon slice past the table",  // the first polygon takes the whole table
          [](RomObject* m) {
              return Polygon(m, {1, 2, 3, 4, 5, 6}), TextOf(RomPolygonSetNodeCount(Child(RomMeshAddPolygon, m), 1));
          },
          kOutOfRange},
-        {"face count not set", Keep,
+        {"face count not set",
          [](RomObject* m) { return TextOf(RomPolyhedronSetNodeCount(Child(RomMeshAddPolyhedron, m), 0, 3)); },
          "Face count has not been setup for this Polyhedron !"},
-        {"face index", Keep, [](RomObject* m) { return TextOf(RomPolyhedronSetNodeCount(Faces(m, 2), 2, 3)); },
+        {"face index", [](RomObject* m) { return TextOf(RomPolyhedronSetNodeCount(Faces(m, 2), 2, 3)); },
          "Face index 2 exceeds the number of faces of the polyhedron (2) !"},
-        {"face skipped", Keep,
+        {"face skipped",
          [](RomObject* m) {
              RomObject* polyhedron = Faces(m, 3);
              ROM_OK(RomPolyhedronSetNodeCount(polyhedron, 0, 3));
              return TextOf(RomPolyhedronSetNodeCount(polyhedron, 2, 3));
          },
          noFaceCount + "1 of this Polyhedron !"},
-        {"face node count not set", Keep,
+        {"face node count not set",
          [](RomObject* m) { return TextOf(RomPolyhedronSetConnectivity(Faces(m, 2), 0, 0, 1)); },
          noFaceCount + "0 of this Polyhedron !"},
-        {"polyhedron node index", Keep,
+        {"polyhedron node index",
          [](RomObject* m) {
              return TextOf(RomPolyhedronSetConnectivity(Polyhedron(m, {{1, 2, 3}}), 0, 3, 1));
          },
          "Node index 3 exceeds the number of nodes of the face with index 0 of the polyhedron (3) !"},
-        {"polyhedron slice past the table", Keep,  // 1 + 1 + 11: the first polyhedron takes the whole table
+        {"polyhedron slice past the table",  // 1 + 1 + 11: the first polyhedron takes the whole table
          [](RomObject* m) {
              Polyhedron(m, {Values<std::uint32_t>(11, 1)});
              return TextOf(RomPolyhedronSetFaceCount(Child(RomMeshAddPolyhedron, m), 1));
          },
          kOutOfRange},
-        {"entity index", Keep, [](RomObject* m) { return TextOf(RomSupportSetEntityId(Support(m, "S2"), 3, 1)); },
+        {"entity index", [](RomObject* m) { return TextOf(RomSupportSetEntityId(Support(m, "S2"), 3, 1)); },
          "Entity index 3 exceeds number of entities in the support (3) !"},
-        {"unknown support", Keep, [](RomObject* m) { return Support(m, "S1"), AddAfter(m, AddS9, 0); },
+        {"unknown support", [](RomObject* m) { return Support(m, "S1"), TextOf(RomMeshAddSupport(m, "S9", &m)); },
          "In CMeshData, no support has the given solverId.\nGiven solverId is : S9"},
     };
     for (const Refusal& refusal : refusals) Check(refusal);
@@ -321,10 +306,8 @@ TEST_F(MeshBuilder, AddAndAccessorRefusals) {
 
 TEST_F(MeshBuilder, AFailedInitializeLeavesEveryAddRefused) {
     namespace Rom = Tervik::Rom;
-    Shape shape;
-    shape.elements = 0;
     const std::string file = NextPath("romcfg");
-    ROM_OK(RomPersistableSave(NewConfiguration(shape).get(), file.c_str()));
+    ROM_OK(RomPersistableSave(NewConfiguration(Shape().With(&Shape::elements, 0)).get(), file.c_str()));
     const std::unique_ptr<Rom::Mesh::IMesh> builder(GetFactory().CreateAndInitMesh(file));
     RomObject* mesh = builder.get();
     AddAfter(mesh, RomMeshAddNode, 2);  // the node count is reached
@@ -357,8 +340,7 @@ TEST_F(MeshBuilder, SlicesLieBackToBackAndTheFileResumesIntoAFreshMeshData) {
     RomObject* m = mesh.get();
     ROM_OK(RomSupportEntitySetId(Child(RomMeshAddNode, m), 10));
     RomObject* support = Support(m, "S1");
-    Shape two;
-    two.nodes = 2;
+    const Shape two = Shape().With(&Shape::nodes, 2);
     Owned small = FilledMeshData(two);
     ROM_OK(RomPersistableResume(m, Saved(small.get()).c_str()));
     RomObject* node = Child(RomMeshAddNode, m);

@@ -69,10 +69,7 @@ TEST_F(ComponentData, ArraysAddedAllOrNone) {
     // The last id broke the ascending order: the file holds them sorted. Ids added ascending,
     // then rewritten through the live array, are sorted again; so are ids a resume read.
     const std::string path = Path("arrays.romsnp");
-    const auto saved = [&](RomObject* object) {
-        ROM_OK(RomPersistableSave(object, path.c_str()));
-        return ParseSnapshot(ReadBytes(path)).records[0].pairs;
-    };
+    const auto saved = [&](RomObject* object) { return ParseSnapshot(Saved(object, path)).records[0].pairs; };
     EXPECT_EQ(saved(snapshot.get()), (Pairs{{2, 0.2}, {5, 0.5}, {6, 0.6}, {7, 0.7}}));
     // Ascending arrays after one that was not.
     Owned later = SnapshotOf(cfg.get());
@@ -156,9 +153,7 @@ TEST_F(ComponentData, LargeFillsOutOfOrderReadAsAdded) {
                 expected.resize(kCount, {0, 0.0});
                 EXPECT_TRUE(Values(data) == expected) << done << " added";
                 const auto same = [](double value, const auto& pair) { return value == pair.second; };
-                if (live != nullptr) {
-                    EXPECT_TRUE(std::equal(live, live + done, expected.begin(), same)) << done;
-                }
+                EXPECT_TRUE(live == nullptr || std::equal(live, live + done, expected.begin(), same)) << done;
             };
             addUpTo(how.readMidFill ? std::min(how.lendAt, midFill) : kCount);
             if (how.lendAt < kCount) live = Read(RomSnapshotComponentDataGetValueArray, data);
@@ -170,8 +165,7 @@ TEST_F(ComponentData, LargeFillsOutOfOrderReadAsAdded) {
             expectAddedSoFar();
 
             const std::string path = Path("large.romsnp");
-            ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
-            EXPECT_TRUE(ParseSnapshot(ReadBytes(path)).records[0].pairs == ById(added));
+            EXPECT_TRUE(ParseSnapshot(Saved(snapshot.get(), path)).records[0].pairs == ById(added));
             ASSERT_EQ(TextOf(RomPersistableResume(snapshot.get(), path.c_str())), kOk);
             EXPECT_TRUE(Values(data) == ById(added));
         }

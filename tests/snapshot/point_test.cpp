@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "snapshot/point.hpp"
+#include "support/temp_dir.hpp"
 
 using namespace Tervik::Rom::Snapshot;
 using Tervik::Rom::Common::RomException;
@@ -17,17 +18,6 @@ CPoint Point(std::initializer_list<std::pair<const char*, double>> values) {
     return point;
 }
 
-// The text of the RomException the action throws.
-template <class Action>
-std::string RomError(Action&& action) {
-    try {
-        action();
-    } catch (const RomException& e) {
-        return e.what();
-    }
-    return "no exception";
-}
-
 }  // namespace
 
 TEST(Point, SetOverwritesAndGetReportsAbsentNames) {
@@ -35,7 +25,7 @@ TEST(Point, SetOverwritesAndGetReportsAbsentNames) {
     EXPECT_EQ(point.GetValue("x"), 2);
     EXPECT_TRUE(point.HasValue("x"));
     EXPECT_FALSE(point.HasValue("X"));
-    EXPECT_EQ(RomError([&] { point.GetValue("y"); }), "The point does not contains the parameter y.");
+    EXPECT_EQ(MessageOf<RomException>([&] { point.GetValue("y"); }), "The point does not contains the parameter y.");
     double untouched = 42;
     EXPECT_FALSE(point.TryGetValue("y", untouched));
     EXPECT_EQ(untouched, 42);
@@ -101,12 +91,12 @@ TEST(PointJson, RefusesDimensionsWithoutIdOrValue) {
     value[0]["value"] = 1.0;
     value.append(Json::objectValue)["value"] = 2.0;
     CPoint point;
-    EXPECT_EQ(RomError([&] { point.FromJson(value); }),
+    EXPECT_EQ(MessageOf<RomException>([&] { point.FromJson(value); }),
               "The point is invalid, it contains a dimension without any identifier.");
     EXPECT_EQ(point.GetValue("x"), 1.0);  // read before the faulty element
 
     value[1]["id"] = "y";
     value[1].removeMember("value");
-    EXPECT_EQ(RomError([&] { point.FromJson(value); }),
+    EXPECT_EQ(MessageOf<RomException>([&] { point.FromJson(value); }),
               "The point is invalid, it contains a dimension without any value.");
 }

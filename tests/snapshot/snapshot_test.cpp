@@ -103,9 +103,7 @@ TEST_F(Snapshots, CreatedFromAConfigurationFile) {
     for (const auto& [snapshot, expected] : made) {
         Fill(Data(snapshot.get(), "C1", "S1"), added);
         Fill(Data(snapshot.get(), "C1", "S2"), {{5, 5.0}});
-        const std::string path = Path("created.romsnp");
-        ROM_OK(RomPersistableSave(snapshot.get(), path.c_str()));
-        const SnapshotFile file = ParseSnapshot(ReadBytes(path));
+        const SnapshotFile file = ParseSnapshot(Saved(snapshot.get(), Path("created.romsnp")));
         ASSERT_EQ(file.records.size(), 2u);
         EXPECT_EQ(file.records[0].pairs, expected);
         EXPECT_EQ(file.records[1].pairs, (Pairs{{5, 5.0}}));

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -27,10 +26,6 @@ inline Owned NewSetup() { return Create(RomFactoryCreateSetupCfg); }
 inline Owned NewMesh() { return Create(RomFactoryCreateMeshDataCfg); }
 inline Owned NewSnapshot() { return Create(RomFactoryCreateSnapshotCfg); }
 
-inline std::string ReadText(RomExceptionHandle (*get)(RomObject*, const char**), RomObject* object) {
-    const char* text = Read(get, object);
-    return text == nullptr ? "<null>" : text;
-}
 inline std::string Check(RomObject* configuration) { return TextOf(RomConfigurationCheck(configuration)); }
 
 // Each case builds on a fresh object of create(); checked(object) is what it checks.
@@ -195,13 +190,6 @@ inline std::vector<std::string> Strings(const Json::Value& array, const char* me
 // A configuration document written by hand.
 inline std::string Document(const std::string& key, const std::string& body) {
     return R"({"version": 1, "loomsteadVersion": [18, 2], ")" + key + "\": " + body + "}";
-}
-
-// The bytes of the document object saves at path.
-inline std::string Saved(RomObject* object, const std::string& path) {
-    ROM_OK(RomPersistableSave(object, path.c_str()));
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 // What resuming object from a document of key and body written at path says.

@@ -3,6 +3,8 @@
 #define TERVIK_ROM_TESTS_SUPPORT_EXPORTS_HPP
 
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -60,10 +62,13 @@ inline Owned Create(RomExceptionHandle (*create)(RomObject**)) {
 }
 
 using ChildFn = RomExceptionHandle (*)(RomObject*, RomObject**);
-inline RomObject* Child(ChildFn get, RomObject* parent) {
-    RomObject* child = nullptr;
-    ROM_OK(get(parent, &child));
-    return child;
+inline RomObject* Child(ChildFn get, RomObject* parent) { return Read(get, parent); }
+
+// The bytes of the file object saves at path.
+inline std::string Saved(RomObject* object, const std::string& path) {
+    ROM_OK(RomPersistableSave(object, path.c_str()));
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 #endif

@@ -67,6 +67,12 @@ template <class T>
 void Put(std::string& bytes, std::size_t at, T value) {
     std::memcpy(&bytes[at], &value, sizeof value);
 }
+// A copy of bytes with value put at `at`.
+template <class T>
+std::string Patched(std::string bytes, std::size_t at, T value) {
+    Put(bytes, at, value);
+    return bytes;
+}
 
 // Replaces each `from` found after start (or the first alone) inside the JSON texts of a
 // saved file, with the length in front of each text.

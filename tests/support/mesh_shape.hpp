@@ -17,8 +17,17 @@ struct MeshShape {
     std::uint32_t elements = 2, elementConnectivity = 5;
     std::uint32_t polygons = 2, polygonConnectivity = 7;
     std::uint32_t polyhedrons = 2, polyhedronConnectivity = 13;
-    std::vector<std::vector<std::string>> regions{{"S1", "S2"}, {"S3"}};  // support ids per region
+    using Regions = std::vector<std::vector<std::string>>;
+    Regions regions{{"S1", "S2"}, {"S3"}};  // support ids per region
     std::uint32_t supportSize = 3;
+
+    // A copy with one member changed.
+    template <class M, class V>
+    MeshShape With(M MeshShape::*member, V value) const {
+        MeshShape shape = *this;
+        shape.*member = static_cast<M>(value);
+        return shape;
+    }
 };
 
 inline Owned NewConfiguration(const MeshShape& shape) {
@@ -83,9 +92,15 @@ inline RomObject* Polyhedrons(RomObject* data) {
     return Child(RomUserElementDataGetMutablePolyhedronData, UserElements(data));
 }
 inline RomObject* SupportData(RomObject* data, const std::string& id) {
-    RomObject* support = nullptr;
-    ROM_OK(RomMeshDataGetMutableSupportData(data, id.c_str(), &support));
-    return support;
+    return Read(RomMeshDataGetMutableSupportData, data, id.c_str());
+}
+
+// The first size values of a table through its getter; none while it has no table.
+template <class T>
+std::vector<T> TableOf(RomObject* owner, RomExceptionHandle (*get)(RomObject*, T**), std::uint32_t size) {
+    T* table = nullptr;
+    ROM_OK(get(owner, &table));
+    return table == nullptr ? std::vector<T>() : std::vector<T>(table, table + size);
 }
 
 // count values: first, first + 1, ...

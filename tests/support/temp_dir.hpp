@@ -40,11 +40,12 @@ protected:
     std::filesystem::path dir_;
 };
 
-template <class Action>
+// The text of the exception (of type E) the action throws.
+template <class E = std::exception, class Action>
 std::string MessageOf(Action&& action) {
     try {
         action();
-    } catch (const std::exception& e) {
+    } catch (const E& e) {
         return e.what();
     }
     return "no exception";

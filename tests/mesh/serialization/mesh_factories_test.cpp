@@ -1,7 +1,6 @@
 // Mesh files: the body of each record, what the writer refuses, versions, and files whose
 // parts disagree refused once read whole, through the exported functions.
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,13 +74,6 @@ std::size_t TableAt(const std::string& bytes, const char* uuid, std::size_t skip
     return frame + cursor.At() + skipped;
 }
 
-std::vector<std::int32_t> Ids(RomObject* owner, RomExceptionHandle (*get)(RomObject*, std::int32_t**),
-                              std::uint32_t n) {
-    std::int32_t* table = nullptr;
-    ROM_OK(get(owner, &table));
-    return table == nullptr ? std::vector<std::int32_t>() : std::vector<std::int32_t>(table, table + n);
-}
-
 using MeshFile = MeshFiles;
 
 }  // namespace
@@ -142,11 +134,9 @@ TEST_F(MeshFile, UnsupportedVersionsOfNestedRecords) {
         {kSupportDatasUuid, "The support data container has been saved using the unsupported version "},
         {kSupportDataUuid, "The mesh has been saved using the unsupported version "},
     };
-    for (const auto& [uuid, head] : heads) {
-        std::string bytes = saved;
-        Put<std::int32_t>(bytes, bytes.find(uuid) + 36, 2);
-        EXPECT_EQ(Resume(Written(bytes)).first, head + "2. (Current supported version: 1)");
-    }
+    for (const auto& [uuid, head] : heads)
+        EXPECT_EQ(Resume(Written(Patched<std::int32_t>(saved, saved.find(uuid) + 36, 2))).first,
+                  head + "2. (Current supported version: 1)");
 
     // A standard element record of version 2 is passed over, the standard elements keeping
     // what they held; here it has no body.
@@ -161,18 +151,16 @@ TEST_F(MeshFile, UnsupportedVersionsOfNestedRecords) {
     ROM_OK(RomStdElementDataCopyIds(StdElements(data.get()), mine.data(), 0, 0));
     ROM_OK(RomNodeDataCopyIds(NodeData(data.get()), mine.data(), 0, 2));
     ROM_OK(RomPersistableResume(data.get(), Written(bytes).c_str()));
-    EXPECT_EQ(Ids(StdElements(data.get()), RomStdElementDataGetIds, 2), mine);
-    EXPECT_EQ(Ids(NodeData(data.get()), RomNodeDataGetIds, 3), (std::vector<std::int32_t>{1, 2, 3}));
-    EXPECT_EQ(Ids(Polyhedrons(data.get()), RomPolyhedronDataGetIds, 2), (std::vector<std::int32_t>{1, 2}));
+    EXPECT_EQ(TableOf(StdElements(data.get()), RomStdElementDataGetIds, 2), mine);
+    EXPECT_EQ(TableOf(NodeData(data.get()), RomNodeDataGetIds, 3), (std::vector<std::int32_t>{1, 2, 3}));
+    EXPECT_EQ(TableOf(Polyhedrons(data.get()), RomPolyhedronDataGetIds, 2), (std::vector<std::int32_t>{1, 2}));
 }
 
 TEST_F(MeshFile, TheFilesConfigurationReplacesADifferentOne) {
-    MeshShape five;
-    five.nodes = 5;
-    Owned data = FilledMeshData(five, 50);
+    Owned data = FilledMeshData(MeshShape().With(&MeshShape::nodes, 5), 50);
     ROM_OK(RomPersistableResume(data.get(), Saved(FilledMeshData().get()).c_str()));
     EXPECT_EQ(NodeCount(data.get()), 3u);
-    EXPECT_EQ(Ids(NodeData(data.get()), RomNodeDataGetIds, 3), (std::vector<std::int32_t>{1, 2, 3}));
+    EXPECT_EQ(TableOf(NodeData(data.get()), RomNodeDataGetIds, 3), (std::vector<std::int32_t>{1, 2, 3}));
     const std::string tooLong = "The array is too long to be copied into this one.";
     const std::vector<double> xyz(7, 0.5);
     EXPECT_EQ(TextOf(RomNodeDataCopyIds(NodeData(data.get()), Values<std::int32_t>(1, 0).data(), 3, 1)), tooLong);
@@ -184,28 +172,22 @@ TEST_F(MeshFile, TheFilesConfigurationReplacesADifferentOne) {
 // once the whole file was read.
 TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
     const std::string mesh = ReadBytes(Saved(FilledMeshData().get()));
-    MeshShape many;  // 65,536 nodes of dimension 1, to be given 65,537: 2^32 + 65,536 coordinates
-    many.nodes = 65536;
-    many.dimension = 1;
+    // 65,536 nodes of dimension 1, to be given 65,537: 2^32 + 65,536 coordinates.
+    const MeshShape many = MeshShape().With(&MeshShape::nodes, 65536).With(&MeshShape::dimension, 1);
     const std::string wide = ReadBytes(Saved(FilledMeshData(many).get()));
-    const auto put = [&](std::size_t at, std::int32_t value) {
-        std::string b = mesh;
-        Put<std::int32_t>(b, at, value);
-        return b;
-    };
+    const auto put = [&](std::size_t at, std::int32_t value) { return Patched(mesh, at, value); };
     const std::string nodes = "\"count\":3,\"dim\":2", manyNodes = "\"count\":1000000000,\"dim\":4";
     const std::string tables = "the connectivity table of 13 entries";
     struct Case {
         const char* name;
-        std::function<std::string()> bytes;
-        std::string cause;
+        std::string bytes, cause;
     };
     const Case cases[] = {
-        {"a node record of more nodes than the file holds",
-         [&] { return PatchJson(mesh, nodes, manyNodes, mesh.find(kNodeDataUuid)); }, ""},
-        {"every node configuration of more nodes", [&] { return PatchJson(mesh, nodes, manyNodes, 0); }, ""},
-        {"more standard elements", [&] { return PatchJson(mesh, "\"count\":2,", "\"count\":2000000000,", 0); }, ""},
-        {"more support entities", [&] { return PatchJson(mesh, "\"size\":3,", "\"size\":2000000000,", 0); }, ""},
+        {"a node record of more nodes than the file holds", PatchJson(mesh, nodes, manyNodes, mesh.find(kNodeDataUuid)),
+         ""},
+        {"every node configuration of more nodes", PatchJson(mesh, nodes, manyNodes, 0), ""},
+        {"more standard elements", PatchJson(mesh, "\"count\":2,", "\"count\":2000000000,", 0), ""},
+        {"more support entities", PatchJson(mesh, "\"size\":3,", "\"size\":2000000000,", 0), ""},
         {"node record of 2 nodes in a mesh of 3",
          [&] {
              std::string b = PatchJson(mesh, "\"count\":3,", "\"count\":2,", mesh.find(kNodeDataUuid), false);
@@ -213,7 +195,7 @@ TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
              b.erase(ids + 8, 4);        // the third id
              b.erase(ids + 8 + 32, 16);  // the third node's coordinates
              return b;
-         },
+         }(),
          "its node data announce 2 nodes of dimension 2 where its mesh data announce 3 nodes of dimension 2."},
         {"standard element record of 1 element in a mesh of 2",
          [&] {
@@ -222,41 +204,39 @@ TEST_F(MeshFile, FilesWhoseSizesOrPartsDisagreeAreRefused) {
              b.erase(ids + 4, 4);  // the second id
              b.erase(ids + 8, 4);  // the second type
              return b;
-         },
+         }(),
          "its standard element data announce 1 standard elements in a connectivity table of 5 where its element data "
          "announce 2 standard elements in a connectivity table of 5."},
         {"support record of 2 entities in a mesh of 3",
-         [&] {
-             const std::string b = PatchJson(mesh, "\"size\":3,", "\"size\":2,", mesh.rfind(kSupportDataUuid));
-             return b.substr(0, b.size() - 4);
-         },
+         // the last entity left out (the texts keep their lengths)
+         PatchJson(mesh, "\"size\":3,", "\"size\":2,", mesh.rfind(kSupportDataUuid)).substr(0, mesh.size() - 4),
          "its support data record announce the support S3 of 2 entities of type 1 where its support data list "
          "announce the support S3 of 3 entities of type 1."},
         {"coordinate table wrapping around 32 bits",
-         [&] { return PatchJson(wide, "\"count\":65536,\"dim\":1,", "\"count\":65536,\"dim\":65537,", 0); },
+         PatchJson(wide, "\"count\":65536,\"dim\":1,", "\"count\":65536,\"dim\":65537,", 0),
          "the node data configuration announces 65536 nodes of dimension 65537, 4295032832 coordinates, where a "
          "table holds at most 4294967295 values."},
-        {"polyhedron of 50 faces", [&] { return put(TableAt(mesh, kPolyhedronDataUuid, 8), 50); },
+        {"polyhedron of 50 faces", put(TableAt(mesh, kPolyhedronDataUuid, 8), 50),
          "its polyhedron 0 (faces) announces 50, where " + tables + " holds 12 after it."},
-        {"polyhedron of 2^31 - 1 faces", [&] { return put(TableAt(mesh, kPolyhedronDataUuid, 8), 0x7FFFFFFF); },
+        {"polyhedron of 2^31 - 1 faces", put(TableAt(mesh, kPolyhedronDataUuid, 8), 0x7FFFFFFF),
          "its polyhedron 0 (faces) announces 2147483647, where " + tables + " holds 12 after it."},
         {"face running past the table",  // the last face, of 3
-         [&] { return put(TableAt(mesh, kPolyhedronDataUuid, 8 + 4 * 9), 4); },
+         put(TableAt(mesh, kPolyhedronDataUuid, 8 + 4 * 9), 4),
          "face 0 of its polyhedron 1 (nodes) announces 4, where " + tables + " holds 3 after it."},
         {"faces running past the table",  // the last polyhedron, of 1
-         [&] { return put(TableAt(mesh, kPolyhedronDataUuid, 8 + 4 * 8), 2); },
+         put(TableAt(mesh, kPolyhedronDataUuid, 8 + 4 * 8), 2),
          "face 1 of its polyhedron 1 lies past the end of " + tables + "."},
-        {"polygon one node past the table", [&] { return put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), 3); },
+        {"polygon one node past the table", put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), 3),
          "its polygon 1 (nodes) announces 3, where the connectivity table of 7 entries holds 2 after it."},
-        {"polygon running past the table", [&] { return put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), -1); },
+        {"polygon running past the table", put(TableAt(mesh, kPolygonDataUuid, 8 + 4 * 4), -1),
          "its polygon 1 (nodes) announces 4294967295, where the connectivity table of 7 entries holds 2 after it."},
-        {"a unit that is not UTF-8", [&] { return PatchJson(mesh, "\"unit\":\"\"", "\"unit\":\"\xB5m\"", 0); },
+        {"a unit that is not UTF-8", PatchJson(mesh, "\"unit\":\"\"", "\"unit\":\"\xB5m\"", 0),
          "the text \"\\xB5m\" at data.unit is not valid UTF-8, and JSON holds UTF-8 text only."},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const std::string bytes = c.bytes(), path = Written(bytes);
-        ASSERT_NE(bytes, mesh);
+        const std::string path = Written(c.bytes);
+        ASSERT_NE(c.bytes, mesh);
         EXPECT_EQ(Resume(path).first,
                   c.cause.empty() ? kReadError : "The file " + path + " cannot be resumed: " + c.cause);
     }

@@ -2,7 +2,6 @@
 // ascending id however they were added; damaged files refused with the cause.
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,8 +45,7 @@ protected:
         Owned snapshot = SnapshotOf(cfg);
         for (const auto& [pair, values] : fill)
             (pair.component == whole ? FillWhole : Fill)(Data(snapshot.get(), pair.component, pair.support), values);
-        ROM_OK(RomPersistableSave(snapshot.get(), Path("saved.romsnp").c_str()));
-        return ParseSnapshot(ReadBytes(Path("saved.romsnp")));
+        return ParseSnapshot(::Saved(snapshot.get(), Path("saved.romsnp")));
     }
 };
 
@@ -122,58 +120,40 @@ TEST_F(SnapshotFiles, EachRecordSortedInItsOwnOrder) {
 // A damaged file is refused with its cause, once the whole file was read where its parts
 // disagree.
 TEST_F(SnapshotFiles, DamagedFilesRefused) {
-    Owned twelveOwner = FilledSnapshot(12);
-    ROM_OK(RomPersistableSave(twelveOwner.get(), Path("twelve.romsnp").c_str()));
-    const std::string twelve = ReadBytes(Path("twelve.romsnp"));
+    const std::string twelve = ::Saved(FilledSnapshot(12).get(), Path("twelve.romsnp"));
     const SnapshotFile parsed = ParseSnapshot(twelve);
     Owned two = SnapshotOf(SnapshotConfiguration({{"s1", 2}, {"s2", 2}}, {"c"}, {{"s1", "c"}, {"s2", "c"}}).get());
     Fill(Data(two.get(), "c", "s1"), {{0, 0.0}, {1, 0.5}});
     Fill(Data(two.get(), "c", "s2"), {{0, 0.0}, {1, 0.5}});
-    ROM_OK(RomPersistableSave(two.get(), Path("two.romsnp").c_str()));
-    const std::string pair = ReadBytes(Path("two.romsnp"));
-    const auto replaced = [](std::string bytes, const std::string& from, const std::string& to) {
-        return bytes.replace(bytes.find(from), from.size(), to);
-    };
-    const auto put = [](std::string bytes, std::size_t at, std::uint32_t value) {
-        Put(bytes, at, value);
-        return bytes;
-    };
+    const std::string pair = ::Saved(two.get(), Path("two.romsnp"));
     const std::string path = Path("damaged.romsnp"), refused = "The file " + path + " cannot be resumed: ";
     struct Case {
         const char* name;
-        std::function<std::string()> bytes;
-        std::string message;
+        std::string bytes, message;
     };
     const Case cases[] = {
-        {"snapshot version", [&] { return put(twelve, parsed.envelopeAt - 12, 2); },  // version, product, envelope
+        {"snapshot version", Patched(twelve, parsed.envelopeAt - 12, 2),  // version, product, envelope
          "The snapshot has been saved using the unsupported version 2. (Current supported version: 1)"},
-        {"component data version", [&] { return put(twelve, parsed.records[0].versionAt, 2); },
+        {"component data version", Patched(twelve, parsed.records[0].versionAt, 2),
          "The snapshot component data has been saved using the unsupported version 2. (Current supported version: "
          "1)"},
-        {"a count beyond the file", [&] { return put(twelve, parsed.records[0].countAt, 1500000000u); },
+        {"a count beyond the file", Patched(twelve, parsed.records[0].countAt, 1500000000u),
          "System error while trying to read from a file."},
         {"24 entities announced, 12 pairs held, 600 bytes of padding",
-         [&] { return replaced(twelve, "\"size\":12", "\"size\":24") + std::string(600, '\0'); },
+         PatchJson(twelve, "\"size\":12", "\"size\":24", 0) + std::string(600, '\0'),
          refused + "its record of the component c on the support s holds 12 values where the support announces 24."},
-        {"a support named twice in componentSupports",
-         [&] { return replaced(pair, "\"s2\":[\"c\"]", "\"s1\":[\"c\"]"); },
+        {"a support named twice in componentSupports", PatchJson(pair, "\"s2\":[\"c\"]", "\"s1\":[\"c\"]", 0),
          refused + "one of the objects of its JSON text has the key \"s1\" twice."},
-        {"a record of another pair",
-         [&] {
-             std::string b = pair;
-             b[b.rfind("s2") + 1] = '3';
-             return b;
-         },
+        {"a record of another pair", Patched(pair, pair.rfind("s2") + 1, '3'),
          refused + "its record 1 holds the component c on the support s3 where its configuration announces the "
                    "component c on the support s2."},
-        {"a record that is its null flag alone",
-         [&] { return twelve.substr(0, parsed.envelopeEnd) + std::string("\x01\0\0\0", 4); },
+        {"a record that is its null flag alone", twelve.substr(0, parsed.envelopeEnd) + std::string("\x01\0\0\0", 4),
          "Internal error: Tried to restore a NULL object to an already instanciated object."},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::filesystem::remove(path);
-        WriteBytes(path, c.bytes());
+        WriteBytes(path, c.bytes);
         Owned snapshot = Create(RomFactoryCreateSnapshot);
         EXPECT_EQ(TextOf(RomPersistableResume(snapshot.get(), path.c_str())), c.message);
     }
