@@ -88,8 +88,8 @@ void OnTwoThreads(const Part& part) noexcept {
     part(1);
 }
 
-// Whether the machine has a core to spare for a second thread: its load over the last minute
-// leaves one idle. (On the shared 2-core development machine, its other core taken, a second
+// Whether the machine has a core to spare for a second thread: fewer tasks run now than it
+// has cores. (On the shared 2-core development machine, its other core taken, a second
 // thread placing values made a batch a quarter slower, not faster.)
 bool SpareCore() noexcept;
 
