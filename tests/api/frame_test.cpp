@@ -2,6 +2,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "api/frame.hpp"
 #include "snapshot/point.hpp"
@@ -33,6 +34,21 @@ TEST(Frame, WritesOutParametersOnlyOnSuccess) {
     std::uint32_t flag = 7;
     ROM_OK(Frame::Run(&flag, ROM_CALL(true)));
     EXPECT_EQ(flag, 1u);
+
+    // Two out-parameters: written together, once the body succeeded.
+    std::uint32_t id = 77;
+    double value = 7.5;
+    const auto both = [&](bool fail) {
+        Frame::Both(&id, &value, [&](std::uint32_t& i, double& v) {
+            i = 1;
+            v = 2.0;
+            if (fail) throw Common::RomException("no");
+        });
+    };
+    EXPECT_EQ(TextOf(Frame::Run(ROM_CALL(both(true)))), "no");
+    EXPECT_EQ(std::make_pair(id, value), std::make_pair(77u, 7.5));
+    ROM_OK(Frame::Run(ROM_CALL(both(false))));
+    EXPECT_EQ(std::make_pair(id, value), std::make_pair(1u, 2.0));
 }
 
 TEST(Frame, HandsOutObjectsAsTheirRootAndStringsWhereTheyLive) {

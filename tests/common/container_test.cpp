@@ -1,6 +1,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -78,6 +79,22 @@ TEST(Container, RefusesEmptyAndDuplicateIds) {
     EXPECT_EQ(MessageOf([&] { items.Add(std::move(twin)); }),
               "Object with id " + first.GetInternalId() + " already exists in container !");
     EXPECT_EQ(items.GetCount(), 1u);
+
+    // Every member is found again and its id refused a second time, on either side of the
+    // index a container builds as it grows, or builds at once when told its size.
+    for (const bool reserve : {false, true}) {
+        Items many;
+        if (reserve) many.Reserve(40);
+        std::vector<CItem*> added;
+        for (int i = 0; i < 40; ++i) added.push_back(&many.Add(std::make_unique<CItem>(i)));
+        for (std::uint32_t i = 0; i < added.size(); ++i) {
+            EXPECT_EQ(many.IndexOf(added[i]), i) << reserve;
+            EXPECT_EQ(many.FindById(added[i]->GetInternalId()), added[i]) << reserve;
+            auto copy = std::make_unique<CItem>(0);
+            copy->SetInternalId(added[i]->GetInternalId());
+            EXPECT_THROW(many.Add(std::move(copy)), RomException) << reserve << " " << i;
+        }
+    }
 
     const IRomObject* firstHandle = &first;
     items.Clear();
