@@ -184,8 +184,20 @@ void CRomSetupCfg::Check() const {
 }
 
 void CRomSetupCfg::SaveSnapshotConfiguration(const std::string& path) {
+    // Every field's supports are found in the mesh data before any copy is made: naming a
+    // copy changes a solver id, after which the mesh data's index is built again.
+    std::vector<std::uint32_t> places;
+    for (const CFieldCfg* field : fields_.Members()) {
+        for (const auto* id : field->SupportIds().Members()) {
+            places.push_back(meshData_.FindSupport(id->GetId()));
+            if (places.back() == CMeshDataCfg::kNotFound)
+                throw RomException("The support " + id->GetId() +
+                                   " is not part of the mesh but it has been added to the field " +
+                                   field->GetSolverId() + ".");
+        }
+    }
     CSnapshotCfg snapshot;
-    // The copies in the order of the mesh data's supports, found through its index.
+    // The copies in the order of the mesh data's supports.
     std::vector<ISupportCfg*> copies;
     copies.reserve(meshData_.Supports().GetCount());
     for (const CSupportCfg* support : meshData_.Supports().Members()) {
@@ -195,13 +207,9 @@ void CRomSetupCfg::SaveSnapshotConfiguration(const std::string& path) {
         copies.push_back(&copy);
     }
     std::unordered_map<std::string_view, IComponentCfg*> componentById;
+    auto place = places.begin();
     for (const CFieldCfg* field : fields_.Members()) {
-        for (const auto* id : field->SupportIds().Members()) {
-            const std::uint32_t index = meshData_.FindSupport(id->GetId());
-            if (index == CMeshDataCfg::kNotFound)
-                throw RomException("The support " + id->GetId() +
-                                   " is not part of the mesh but it has been added to the field " +
-                                   field->GetSolverId() + ".");
+        for (std::uint32_t k = 0; k < field->SupportIds().GetCount(); ++k, ++place) {
             for (const CComponentCfg* component : field->Components().Members()) {
                 auto found = componentById.find(component->GetSolverId());
                 if (found == componentById.end()) {
@@ -209,7 +217,7 @@ void CRomSetupCfg::SaveSnapshotConfiguration(const std::string& path) {
                     added.SetSolverId(component->GetSolverId());
                     found = componentById.emplace(added.GetSolverId(), &added).first;
                 }
-                snapshot.AddComponentToSupport(*found->second, *copies[index]);
+                snapshot.AddComponentToSupport(*found->second, *copies[*place]);
             }
         }
     }

@@ -1,7 +1,10 @@
 #include "configuration/snapshot_cfg.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Tervik::Rom::Configuration {
 
@@ -157,10 +160,15 @@ void CSnapshotCfg::ToJson(Json::Value& value) const {
     supports_.ToJson(value["supports"]);
     components_.ToJson(value["components"]);
     Json::Value& lists = value["componentSupports"] = Json::Value(Json::objectValue);
-    for (const auto& [support, components] : lists_) {
-        Json::Value ids(Json::arrayValue);
+    // The lists go in by solver id (distinct here): each search of the object's tree then
+    // walks the nodes the one before walked, where the order added would walk them all.
+    std::vector<std::pair<std::string_view, const CComponentCfgs*>> byId;
+    byId.reserve(lists_.size());
+    for (const auto& [support, components] : lists_) byId.emplace_back(support->GetSolverId(), components.get());
+    std::sort(byId.begin(), byId.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [id, components] : byId) {
+        Json::Value& ids = *lists.demand(id.data(), id.data() + id.size()) = Json::Value(Json::arrayValue);
         for (const CComponentCfg* component : components->Members()) ids.append(component->GetSolverId());
-        lists[support->GetSolverId()] = std::move(ids);
     }
     InternalIdToJson(value);
 }
