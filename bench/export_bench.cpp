@@ -185,6 +185,10 @@ int main(int argc, char** argv) {
                  *std::min_element(written.begin(), written.end()), "target <= 1.5x");
     ReportTarget("export with the field, median of 6", Median(exported), "fwrite of the bytes, median", Median(written),
                  "target <= 1.5x");
+    std::printf("  each round:");
+    for (std::size_t i = 0; i < exported.size() && i < written.size(); ++i)
+        std::printf(" %.3f/%.3f", exported[i], written[i]);
+    std::printf("\n");
 
     WriteMeshioArrays(dir, *mesh);
     const double meshio = MeshioSeconds(dir);
