@@ -158,19 +158,41 @@ bool Overlap(const void* a, const void* b, std::size_t bytes) {
     return x < y + bytes && y < x + bytes;
 }
 
-// The span of ids [from, to), copied to out; previous is the id before from's.
-IdSpan CopySpan(std::uint32_t* out, const std::uint32_t* ids, std::uint32_t from, std::uint32_t to,
-                std::uint32_t previous) noexcept {
-    std::uint32_t low = ids[from];
-    std::uint32_t high = ids[from];
-    std::uint32_t descents = ids[from] < previous ? 1 : 0;
-    out[from] = ids[from];
-    for (std::uint32_t k = from + 1; k < to; ++k) {
+// x86-64's baseline has no unsigned 32-bit minimum or maximum, which leaves the loops below
+// at half the speed of a copy: they are built for AVX2 as well, taken where the processor has it.
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define TERVIK_ROM_SPAN_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define TERVIK_ROM_SPAN_CLONES
+#endif
+
+// The span of ids[0, count) (count > 0); previous is the id before the first.
+TERVIK_ROM_SPAN_CLONES IdSpan SpanOf(const std::uint32_t* ids, std::size_t count, std::uint32_t previous) noexcept {
+    std::uint32_t low = ids[0];
+    std::uint32_t high = ids[0];
+    std::uint32_t descents = ids[0] < previous;
+    for (std::size_t k = 1; k < count; ++k) {  // no branch, so that it is vectorised
+        const std::uint32_t id = ids[k];
+        low = id < low ? id : low;
+        high = id > high ? id : high;
+        descents += id < ids[k - 1];
+    }
+    return {low, high, descents == 0};
+}
+
+// The same, the ids copied to out (apart from them) in the same pass.
+TERVIK_ROM_SPAN_CLONES IdSpan CopySpan(std::uint32_t* __restrict out, const std::uint32_t* __restrict ids,
+                                       std::size_t count, std::uint32_t previous) noexcept {
+    std::uint32_t low = ids[0];
+    std::uint32_t high = ids[0];
+    std::uint32_t descents = ids[0] < previous;
+    out[0] = ids[0];
+    for (std::size_t k = 1; k < count; ++k) {
         const std::uint32_t id = ids[k];
         out[k] = id;
-        low = std::min(low, id);
-        high = std::max(high, id);
-        descents += id < ids[k - 1] ? 1 : 0;
+        low = id < low ? id : low;
+        high = id > high ? id : high;
+        descents += id < ids[k - 1];
     }
     return {low, high, descents == 0};
 }
@@ -181,12 +203,12 @@ IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count
     if (Overlap(to, from, std::size_t{count} * sizeof(std::uint32_t))) {
         // A component data's own ids: copied as they stood, then read where they are now.
         std::memmove(to, from, std::size_t{count} * sizeof(std::uint32_t));
-        return CopySpan(to, to, 0, count, previous);
+        return SpanOf(to, count, previous);
     }
-    if (count < kCopyOnTwoFrom) return CopySpan(to, from, 0, count, previous);
+    if (count < kCopyOnTwoFrom) return CopySpan(to, from, count, previous);
     IdSpan spans[2] = {{~0u, 0, true}, {~0u, 0, true}};
     ByBlocks(count, kCopyBlock, [&](int part, std::uint32_t begin, std::uint32_t end) {
-        const IdSpan span = CopySpan(to, from, begin, end, begin != 0 ? from[begin - 1] : previous);
+        const IdSpan span = CopySpan(to + begin, from + begin, end - begin, begin != 0 ? from[begin - 1] : previous);
         spans[part] = {std::min(spans[part].low, span.low), std::max(spans[part].high, span.high),
                        spans[part].ascending && span.ascending};
     });
