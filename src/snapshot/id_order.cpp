@@ -160,7 +160,17 @@ bool Overlap(const void* a, const void* b, std::size_t bytes) {
 
 // x86-64's baseline has no unsigned 32-bit minimum or maximum, which leaves the loops below
 // at half the speed of a copy: they are built for AVX2 as well, taken where the processor has it.
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+// Not under the sanitizers: the choice is made while the library is being loaded, before their
+// runtime is ready.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define TERVIK_ROM_SANITIZED
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define TERVIK_ROM_SANITIZED
+#endif
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__)) && !defined(TERVIK_ROM_SANITIZED)
 #define TERVIK_ROM_SPAN_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define TERVIK_ROM_SPAN_CLONES
