@@ -190,21 +190,11 @@ TERVIK_ROM_SPAN_CLONES IdSpan SpanOf(const std::uint32_t* ids, std::size_t count
     return {low, high, descents == 0};
 }
 
-// The same, the ids copied to out (apart from them) in the same pass.
-TERVIK_ROM_SPAN_CLONES IdSpan CopySpan(std::uint32_t* __restrict out, const std::uint32_t* __restrict ids,
-                                       std::size_t count, std::uint32_t previous) noexcept {
-    std::uint32_t low = ids[0];
-    std::uint32_t high = ids[0];
-    std::uint32_t descents = ids[0] < previous;
-    out[0] = ids[0];
-    for (std::size_t k = 1; k < count; ++k) {
-        const std::uint32_t id = ids[k];
-        out[k] = id;
-        low = id < low ? id : low;
-        high = id > high ? id : high;
-        descents += id < ids[k - 1];
-    }
-    return {low, high, descents == 0};
+// The same, the ids copied to out (apart from them) first: the span is then read from the
+// cache, as the callers copy at most a block of kCopyBlock ids (or kCopyOnTwoFrom) at a time.
+IdSpan CopySpan(std::uint32_t* out, const std::uint32_t* ids, std::size_t count, std::uint32_t previous) noexcept {
+    std::memcpy(out, ids, count * sizeof(std::uint32_t));
+    return SpanOf(ids, count, previous);
 }
 
 }  // namespace
