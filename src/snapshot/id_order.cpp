@@ -158,8 +158,8 @@ bool Overlap(const void* a, const void* b, std::size_t bytes) {
     return x < y + bytes && y < x + bytes;
 }
 
-// x86-64's baseline has no unsigned 32-bit minimum or maximum, which leaves the loops below
-// at half the speed of a copy: they are built for AVX2 as well, taken where the processor has it.
+// x86-64's baseline has no unsigned 32-bit minimum or maximum, which leaves the loop below
+// at half the speed of a copy: it is built for AVX2 as well, taken where the processor has it.
 // Not under the sanitizers: the choice is made while the library is being loaded, before their
 // runtime is ready.
 #if defined(__has_feature)
@@ -190,25 +190,20 @@ TERVIK_ROM_SPAN_CLONES IdSpan SpanOf(const std::uint32_t* ids, std::size_t count
     return {low, high, descents == 0};
 }
 
-// The same, the ids copied to out (apart from them) first: the span is then read from the
-// cache, as the callers copy at most a block of kCopyBlock ids (or kCopyOnTwoFrom) at a time.
-IdSpan CopySpan(std::uint32_t* out, const std::uint32_t* ids, std::size_t count, std::uint32_t previous) noexcept {
-    std::memcpy(out, ids, count * sizeof(std::uint32_t));
-    return SpanOf(ids, count, previous);
-}
-
 }  // namespace
 
 IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count, std::uint32_t previous) noexcept {
-    if (Overlap(to, from, std::size_t{count} * sizeof(std::uint32_t))) {
-        // A component data's own ids: copied as they stood, then read where they are now.
-        std::memmove(to, from, std::size_t{count} * sizeof(std::uint32_t));
+    // Each piece is copied, then its span read where it now is, from the cache (a piece is at
+    // most 1 MB). A component data's own ids (overlapping) are copied as they stood.
+    const std::size_t bytes = std::size_t{count} * sizeof(std::uint32_t);
+    if (count < kCopyOnTwoFrom || Overlap(to, from, bytes)) {
+        std::memmove(to, from, bytes);
         return SpanOf(to, count, previous);
     }
-    if (count < kCopyOnTwoFrom) return CopySpan(to, from, count, previous);
     IdSpan spans[2] = {{~0u, 0, true}, {~0u, 0, true}};
     ByBlocks(count, kCopyBlock, [&](int part, std::uint32_t begin, std::uint32_t end) {
-        const IdSpan span = CopySpan(to + begin, from + begin, end - begin, begin != 0 ? from[begin - 1] : previous);
+        std::memcpy(to + begin, from + begin, std::size_t{end - begin} * sizeof(std::uint32_t));
+        const IdSpan span = SpanOf(to + begin, end - begin, begin != 0 ? from[begin - 1] : previous);
         spans[part] = {std::min(spans[part].low, span.low), std::max(spans[part].high, span.high),
                        spans[part].ascending && span.ascending};
     });
