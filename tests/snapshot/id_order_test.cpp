@@ -131,7 +131,7 @@ TEST(IdOrder, RoomsOfPlacedValuesWrittenByIdAndAnOrderMadeBeforeIsNotReused) {
     }
 }
 
-TEST(IdOrder, CopyIdsFindsTheSpanAndWhetherTheIdsAscend) {
+TEST(IdOrder, CopiesFindTheSpanAndWhetherTheIdsAscend) {
     constexpr std::uint32_t kBlock = 1u << 17;  // arrays of two blocks or more are copied on two threads
     std::vector<std::uint32_t> large(2 * kBlock + 5);
     std::iota(large.begin(), large.end(), 10u);
@@ -140,22 +140,31 @@ TEST(IdOrder, CopyIdsFindsTheSpanAndWhetherTheIdsAscend) {
         std::vector<std::uint32_t> ids;
         std::uint32_t previous;
         bool ascending;
+        std::size_t at = 0;  // where in the destination the copy starts
     } cases[] = {
         {"equal ids", {3, 3, 9}, 3, true},
         {"below the id before", {3, 4}, 4, false},
         {"large", large, 10, true},
+        {"large, to an address off the vector width", large, 10, true, 1},
         {"large, below the id before", large, 11, false},
         {"large, a descent where a block starts",
-         Changed(large, [](auto& ids) { std::swap(ids[kBlock - 1], ids[kBlock]); }), 0, false},
+         Changed(large, [](auto& ids) { std::swap(ids[kBlock - 1], ids[kBlock]); }), 0, false, 3},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        std::vector<std::uint32_t> copy(c.ids.size());
-        const Snap::IdSpan span =
-            Snap::CopyIds(copy.data(), c.ids.data(), static_cast<std::uint32_t>(c.ids.size()), c.previous);
-        EXPECT_TRUE(copy == c.ids);
+        const auto count = static_cast<std::uint32_t>(c.ids.size());
+        std::vector<std::uint32_t> copy(count + c.at + 1, 7);
+        const Snap::IdSpan span = Snap::CopyIds(copy.data() + c.at, c.ids.data(), count, c.previous);
+        EXPECT_TRUE(std::equal(c.ids.begin(), c.ids.end(), copy.begin() + c.at));
+        EXPECT_TRUE(copy[count + c.at] == 7 && (c.at == 0 || copy[c.at - 1] == 7)) << "a neighbour written";
         EXPECT_EQ(span.low, *std::min_element(c.ids.begin(), c.ids.end()));
         EXPECT_EQ(span.high, *std::max_element(c.ids.begin(), c.ids.end()));
         EXPECT_EQ(span.ascending, c.ascending);
+
+        const std::vector<double> values(c.ids.begin(), c.ids.end());
+        std::vector<double> copied(count + c.at + 1, -1.0);
+        Snap::CopyValues(copied.data() + c.at, values.data(), count);
+        EXPECT_TRUE(std::equal(values.begin(), values.end(), copied.begin() + c.at));
+        EXPECT_TRUE(copied[count + c.at] == -1.0 && (c.at == 0 || copied[c.at - 1] == -1.0)) << "a neighbour written";
     }
 }
