@@ -4,7 +4,9 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <mutex>
 #include <new>
 
 #include <sys/mman.h>
@@ -46,6 +48,91 @@ long Now(clockid_t clock) {
     return static_cast<long>(now.tv_sec) * 1000000000L + now.tv_nsec;
 }
 
+// Large blocks freed lately, kept for the next large tables: a program that resumes again and
+// again then reads into memory it has at hand, where a new block costs a fault and the
+// kernel's zeroing of every page (half the time of a warm resume of a 336 MB mesh). At most
+// kKeepBlocks blocks and kKeepBytes bytes, the latest; the kernel may take a kept block's
+// pages back when memory runs short, and gives zeros for them then.
+constexpr std::size_t kKeepBlocks = 8;
+constexpr std::size_t kKeepBytes = std::size_t{1} << 30;
+
+struct KeptBlock {
+    void* block;
+    std::size_t size;  // whole huge pages
+};
+
+std::mutex keptMutex;
+KeptBlock kept[kKeepBlocks];  // the oldest first
+std::size_t keptCount = 0;
+
+void Unmap(void* block, std::size_t size) noexcept {
+    munmap(block, size);
+    if (size >= kHugePage) lastLargeFree.store(Now(CLOCK_MONOTONIC), std::memory_order_relaxed);
+}
+
+// The smallest kept block of at least bytes, cut to their huge pages; null when none.
+void* TakeKept(std::size_t bytes) noexcept {
+    const std::size_t size = RoundUp(bytes, kHugePage);
+    KeptBlock taken{nullptr, 0};
+    {
+        std::lock_guard<std::mutex> lock(keptMutex);
+        std::size_t best = keptCount;
+        for (std::size_t k = 0; k < keptCount; ++k)
+            if (kept[k].size >= size && (best == keptCount || kept[k].size < kept[best].size)) best = k;
+        if (best == keptCount) return nullptr;
+        taken = kept[best];
+        std::copy(kept + best + 1, kept + keptCount, kept + best);
+        --keptCount;
+    }
+    if (taken.size > size) Unmap(static_cast<char*>(taken.block) + size, taken.size - size);
+    return taken.block;
+}
+
+// Keeps a block of size bytes (whole huge pages), giving back the oldest that no longer fit.
+void Keep(void* block, std::size_t size) noexcept {
+#ifdef MADV_FREE
+    madvise(block, size, MADV_FREE);
+#endif
+    KeptBlock dropped[kKeepBlocks + 1];
+    std::size_t droppedCount = 0;
+    {
+        std::lock_guard<std::mutex> lock(keptMutex);
+        if (keptCount == kKeepBlocks) {
+            dropped[droppedCount++] = kept[0];
+            std::copy(kept + 1, kept + keptCount, kept);
+            --keptCount;
+        }
+        kept[keptCount++] = {block, size};
+        std::size_t total = 0;
+        for (std::size_t k = 0; k < keptCount; ++k) total += kept[k].size;
+        std::size_t first = 0;
+        while (first < keptCount && total > kKeepBytes) {
+            total -= kept[first].size;
+            dropped[droppedCount++] = kept[first++];
+        }
+        std::copy(kept + first, kept + keptCount, kept);
+        keptCount -= first;
+    }
+    for (std::size_t k = 0; k < droppedCount; ++k) Unmap(dropped[k].block, dropped[k].size);
+}
+
+// Gives back the oldest kept blocks, at least bytes of them while there are any: a block the
+// kept ones cannot hold then finds the memory at hand (see FaultIn).
+void GiveBack(std::size_t bytes) noexcept {
+    KeptBlock given[kKeepBlocks];
+    std::size_t count = 0;
+    {
+        std::lock_guard<std::mutex> lock(keptMutex);
+        for (std::size_t total = 0; count < keptCount && total < bytes; ++count) {
+            given[count] = kept[count];
+            total += kept[count].size;
+        }
+        std::copy(kept + count, kept + keptCount, kept);
+        keptCount -= count;
+    }
+    for (std::size_t k = 0; k < count; ++k) Unmap(given[k].block, given[k].size);
+}
+
 }  // namespace
 
 void* MapZeroed(std::size_t bytes, bool reserve) noexcept {
@@ -65,9 +152,7 @@ void* MapZeroed(std::size_t bytes, bool reserve) noexcept {
 }
 
 void UnmapZeroed(void* block, std::size_t bytes) noexcept {
-    if (block == nullptr) return;
-    munmap(block, RoundUp(bytes, kHugePage));
-    if (bytes >= kHugePage) lastLargeFree.store(Now(CLOCK_MONOTONIC), std::memory_order_relaxed);
+    if (block != nullptr) Unmap(block, RoundUp(bytes, kHugePage));
 }
 
 bool Populate(void* from, std::size_t bytes) noexcept { return madvise(from, RoundUp(bytes, kPage), kPopulate) == 0; }
@@ -94,23 +179,41 @@ bool FaultIn(void* block, std::size_t bytes) noexcept {
     return Populate(at + done, size - done);
 }
 
-void* AllocateZeroed(std::size_t bytes) {
-    if (bytes < kFromKernel) {
-        void* block = std::calloc(bytes != 0 ? bytes : 1, 1);
-        if (block == nullptr) throw std::bad_alloc();
+namespace {
+
+void* AllocateLarge(std::size_t bytes, bool zeros) {
+    if (void* block = TakeKept(bytes)) {
+        if (zeros) std::memset(block, 0, bytes);
         return block;
     }
+    GiveBack(bytes);
     void* block = MapZeroed(bytes, true);
     if (block == nullptr) throw std::bad_alloc();
     FaultIn(block, bytes);
     return block;
 }
 
+}  // namespace
+
+void* AllocateZeroed(std::size_t bytes) {
+    if (bytes >= kFromKernel) return AllocateLarge(bytes, true);
+    void* block = std::calloc(bytes != 0 ? bytes : 1, 1);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
+void* AllocateForReading(std::size_t bytes) {
+    if (bytes >= kFromKernel) return AllocateLarge(bytes, false);
+    void* block = std::malloc(bytes != 0 ? bytes : 1);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
 void FreeZeroed(void* block, std::size_t bytes) noexcept {
     if (bytes < kFromKernel)
         std::free(block);
-    else
-        UnmapZeroed(block, bytes);
+    else if (block != nullptr)
+        Keep(block, RoundUp(bytes, kHugePage));
 }
 
 }  // namespace Tervik::Rom::Common

@@ -12,7 +12,12 @@ namespace Tervik::Rom::Common {
 // is faulted in at once (FaultIn): a table that is cleared and then read into, as a resume
 // does, would otherwise pay a fault every 4 KB and one pass more. Throws std::bad_alloc.
 void* AllocateZeroed(std::size_t bytes);
-// Frees a block of AllocateZeroed, given its size.
+// bytes that a read is to overwrite whole before anything else reads them: a large block may
+// be one freed lately, holding what it held. Throws std::bad_alloc.
+void* AllocateForReading(std::size_t bytes);
+// Frees a block of AllocateZeroed or AllocateForReading, given its size. A large block is
+// kept a while for the next large allocation (the latest few, up to 1 GiB; the kernel may
+// take their pages back when memory runs short).
 void FreeZeroed(void* block, std::size_t bytes) noexcept;
 
 // The size of a huge page.

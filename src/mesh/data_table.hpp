@@ -24,14 +24,18 @@ struct DataTable {
     T* data = nullptr;
     bool owned = false;
 
-    DataTable(std::uint32_t size, T* borrowed)
-        : count(size),
-          data(borrowed != nullptr ? borrowed : static_cast<T*>(Common::AllocateZeroed(std::size_t{size} * sizeof(T)))),
-          owned(borrowed == nullptr) {}
+    // A borrowed table, or an owned one of zeros, or one that a read is to fill whole (reading).
+    DataTable(std::uint32_t size, T* borrowed, bool reading = false)
+        : count(size), data(borrowed != nullptr ? borrowed : Allocate(size, reading)), owned(borrowed == nullptr) {}
     DataTable(const DataTable&) = delete;
     DataTable& operator=(const DataTable&) = delete;
     ~DataTable() {
         if (owned) Common::FreeZeroed(data, std::size_t{count} * sizeof(T));
+    }
+
+    static T* Allocate(std::uint32_t size, bool reading) {
+        const std::size_t bytes = std::size_t{size} * sizeof(T);
+        return static_cast<T*>(reading ? Common::AllocateForReading(bytes) : Common::AllocateZeroed(bytes));
     }
 
     T& At(std::uint32_t index) const {
@@ -94,10 +98,10 @@ public:
         return &table_->At(0);
     }
 
-    // The table for a reader that restores it: kept when it has size elements (borrowed
-    // or not), otherwise allocated anew.
+    // The table for a reader that restores it whole: kept when it has size elements (borrowed
+    // or not), otherwise allocated anew, its values left to the reader.
     T* Resize(std::uint32_t size) {
-        if (table_ == nullptr || table_->count != size) table_ = Allocate(size);
+        if (table_ == nullptr || table_->count != size) table_ = Allocate(size, true);
         return table_->data;
     }
 
@@ -113,10 +117,11 @@ public:
     }
 
 private:
-    // A new table of size zeros; memory that cannot hold it is named in the error.
-    std::shared_ptr<DataTable<T>> Allocate(std::uint32_t size) const {
+    // A new table of size zeros, or of values left to a reader; memory that cannot hold it is
+    // named in the error.
+    std::shared_ptr<DataTable<T>> Allocate(std::uint32_t size, bool reading = false) const {
         try {
-            return std::make_shared<DataTable<T>>(size, nullptr);
+            return std::make_shared<DataTable<T>>(size, nullptr, reading);
         } catch (const std::bad_alloc&) {
             throw Common::RomException(
                 std::string("In ") + names_.owner + ", the " + names_.table + " table of " + std::to_string(size) +

@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -30,6 +33,56 @@ TEST(ZeroedMemory, BlocksOfEverySizeAreZerosAndWritable) {
         other = std::move(moved);
         if (count != 0) {
             EXPECT_EQ(other[count - 1], 1.5);
+        }
+    }
+}
+
+// Whether a block holds value in the first and last byte of each of its pages.
+bool Holds(const unsigned char* block, std::size_t bytes, unsigned char value) {
+    for (std::size_t at = 0; at < bytes; at += 4096)
+        if (block[at] != value || block[std::min(bytes, at + 4096) - 1] != value) return false;
+    return true;
+}
+
+// Large blocks freed are kept for the next ones: whatever was kept, a block asked for zeros
+// is zeros, and every block is whole (a kept block cut to a smaller size keeps no page of the
+// block asked for from it). Sizes in MB, freed in the order given, then asked for again.
+TEST(ZeroedMemory, FreedBlocksComeBackWholeAndZerosWhenAsked) {
+    constexpr std::size_t kMb = std::size_t{1} << 20;
+    const struct {
+        const char* name;
+        std::vector<std::size_t> freed;  // MB, each filled with ones before it is freed
+        std::vector<std::size_t> asked;  // MB; odd ones for reading, even ones zeros
+    } cases[] = {
+        {"the same sizes again", {3, 5}, {5, 3}},
+        {"one size twice", {5, 3}, {5, 5}},
+        {"cut to smaller ones", {9}, {1, 2}},
+        {"larger than any kept", {2, 2}, {7, 2, 2}},
+        {"more blocks than are kept", {2, 2, 2, 2, 2, 2, 2, 2, 2, 2}, {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2}},
+        {"more bytes than are kept", {520, 520}, {520, 3}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        for (const std::size_t mb : c.freed) {
+            const std::size_t bytes = mb * kMb + 24;
+            void* block = AllocateZeroed(bytes);
+            std::memset(block, 1, bytes);
+            FreeZeroed(block, bytes);
+        }
+        std::vector<std::pair<unsigned char*, std::size_t>> blocks;
+        for (std::size_t k = 0; k < c.asked.size(); ++k) {
+            const std::size_t bytes = c.asked[k] * kMb + 8;
+            auto* block = static_cast<unsigned char*>(k % 2 == 0 ? AllocateZeroed(bytes) : AllocateForReading(bytes));
+            if (k % 2 == 0) {
+                EXPECT_TRUE(Holds(block, bytes, 0)) << k;
+            }
+            std::memset(block, static_cast<int>(2 + k), bytes);  // faults where a page of it was given back
+            blocks.emplace_back(block, bytes);
+        }
+        for (std::size_t k = 0; k < blocks.size(); ++k) {
+            const auto [block, bytes] = blocks[k];
+            EXPECT_TRUE(Holds(block, bytes, static_cast<unsigned char>(2 + k))) << k << " overlaps another";
+            FreeZeroed(block, bytes);
         }
     }
 }
