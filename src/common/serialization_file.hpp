@@ -13,6 +13,11 @@
 
 namespace Tervik::Rom::Common {
 
+// Reads bytes at the position of file into data, a half on each of two threads (positioned
+// reads of its descriptor), then moves the position past them. False when the position cannot
+// be had (nothing read); throws the read error when the file ends before.
+bool ReadOnTwoThreads(std::FILE* file, void* data, std::uint64_t bytes);
+
 // Little-endian primitives without tags or padding. Arrays carry no count; a string
 // is an i32 byte count then the bytes; JSON is its one-line text as a string.
 class IStreamAdapter {

@@ -14,6 +14,8 @@
 #include <system_error>
 #include <thread>
 
+#include "common/two_threads.hpp"
+
 namespace Tervik::Rom::Common {
 class IStreamAdapter;
 }
@@ -73,25 +75,8 @@ private:
     ScratchBlock block_;
 };
 
-// Runs part(0) on the caller and part(1) on a thread of its own, or both on the caller when no
-// thread can be started; part must not throw.
-template <class Part>
-void OnTwoThreads(const Part& part) noexcept {
-    try {
-        std::thread helper([&part] { part(1); });
-        part(0);
-        helper.join();
-        return;
-    } catch (const std::system_error&) {
-    }
-    part(0);
-    part(1);
-}
-
-// Whether the machine has a core to spare for a second thread: fewer tasks run now than it
-// has cores. (On the shared 2-core development machine, its other core taken, a second
-// thread placing values made a batch a quarter slower, not faster.)
-bool SpareCore() noexcept;
+using Common::OnTwoThreads;
+using Common::SpareCore;
 
 // Runs body(part, from, to) over [0, count) a block at a time, on the caller (part 0) and, when
 // the machine has a core to spare, a thread of its own (part 1): each block goes to whichever

@@ -1,5 +1,8 @@
+#include <cstdio>
 #include <cstring>
 #include <limits>
+#include <numeric>
+#include <vector>
 
 #include "common/serialization_file.hpp"
 #include "support/temp_dir.hpp"
@@ -81,6 +84,37 @@ TEST_F(SerializationFileTest, EverythingRoundTrips) {
     EXPECT_STREQ(text, "caf\xc3\xa9");
     delete[] text;
     EXPECT_EQ(s.GetRemainingBytes(), 0u);
+}
+
+// The read of a large array on two threads starts where the stream stands, after what it
+// buffered, and leaves it after the array; a file that ends before is a read error.
+TEST_F(SerializationFileTest, ReadsOnTwoThreadsFromTheStreamsPosition) {
+    std::vector<std::uint32_t> large(3 * 1024 * 1024 + 7);
+    std::iota(large.begin(), large.end(), 5u);
+    const std::string path = Path("two.bin");
+    {
+        CSerializationFile file;
+        file.OpenForSerializing(path);
+        file.GetStreamAdapter()->Write("head");
+        file.GetStreamAdapter()->Write(large.data(), static_cast<std::uint32_t>(large.size()));
+        file.GetStreamAdapter()->Write(std::int16_t{-3});
+        file.Close();
+    }
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    char head[8] = {};
+    ASSERT_EQ(std::fread(head, 1, 8, file), 8u);
+    std::vector<std::uint32_t> read(large.size());
+    ASSERT_TRUE(ReadOnTwoThreads(file, read.data(), read.size() * sizeof(std::uint32_t)));
+    EXPECT_TRUE(read == large);
+    std::int16_t tail = 0;
+    EXPECT_EQ(std::fread(&tail, sizeof tail, 1, file), 1u);
+    EXPECT_EQ(tail, -3);
+    std::rewind(file);
+    ASSERT_EQ(std::fread(head, 1, 8, file), 8u);
+    EXPECT_EQ(MessageOf([&] { ReadOnTwoThreads(file, read.data(), read.size() * sizeof(std::uint32_t) + 3); }),
+              kReadError);
+    std::fclose(file);
 }
 
 // Null buffers are refused unless empty; a read past the end fails, and so does a string
