@@ -203,6 +203,11 @@ void* AllocateLarge(std::size_t bytes, bool zeros) {
     }
     GiveBack(bytes);
     void* block = MapZeroed(bytes, true);
+    if (block == nullptr) {
+        // Every kept block back to the system, which may count them against what it commits.
+        GiveBack(static_cast<std::size_t>(-1));
+        block = MapZeroed(bytes, true);
+    }
     if (block == nullptr) throw std::bad_alloc();
     FaultIn(block, bytes);
     return block;
