@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <mutex>
 #include <new>
@@ -51,8 +50,8 @@ long Now(clockid_t clock) {
     return static_cast<long>(now.tv_sec) * 1000000000L + now.tv_nsec;
 }
 
-// Large blocks freed lately, kept for the next large tables: a program that resumes again and
-// again then reads into memory it has at hand, where a new block costs a fault and the
+// Large blocks freed lately, kept for the next large tables read from a file: a program that
+// resumes again and again then reads into memory it has at hand, where a new block costs a fault and the
 // kernel's zeroing of every page (half the time of a warm resume of a 336 MB mesh). At most
 // kKeepBlocks blocks and kKeepBytes bytes, the latest; the kernel may take a kept block's
 // pages back when memory runs short, and gives zeros for them then.
@@ -196,11 +195,12 @@ bool FaultIn(void* block, std::size_t bytes) noexcept {
 
 namespace {
 
+// A kept block serves a read alone: zeros cost as much written over a kept block as faulted
+// in anew, and a block faulted in anew gets huge pages once memory was given back (see
+// FaultIn), where a kept one keeps the pages it had (small ones, if it was the process's first).
 void* AllocateLarge(std::size_t bytes, bool zeros) {
-    if (void* block = TakeKept(bytes)) {
-        if (zeros) std::memset(block, 0, bytes);
-        return block;
-    }
+    if (!zeros)
+        if (void* block = TakeKept(bytes)) return block;
     GiveBack(bytes);
     void* block = MapZeroed(bytes, true);
     if (block == nullptr) {

@@ -16,8 +16,9 @@ void* AllocateZeroed(std::size_t bytes);
 // be one freed lately, holding what it held. Throws std::bad_alloc.
 void* AllocateForReading(std::size_t bytes);
 // Frees a block of AllocateZeroed or AllocateForReading, given its size. A large block is
-// kept a while for the next large allocation (the latest few, up to 1 GiB; the kernel may
-// take their pages back when memory runs short).
+// kept a while for a next AllocateForReading (the latest few, up to 1 GiB; the kernel may
+// take their pages back when memory runs short, and a large AllocateZeroed gives back the
+// oldest first).
 void FreeZeroed(void* block, std::size_t bytes) noexcept;
 
 // The size of a huge page.

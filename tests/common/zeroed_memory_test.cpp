@@ -52,14 +52,16 @@ TEST(ZeroedMemory, FreedBlocksComeBackWholeAndZerosWhenAsked) {
     const struct {
         const char* name;
         std::vector<std::size_t> freed;  // MB, each filled with ones before it is freed
-        std::vector<std::size_t> asked;  // MB; odd ones for reading, even ones zeros
+        std::vector<std::size_t> asked;  // MB
+        const char* kinds;               // of each block asked for: r for reading, z for zeros
     } cases[] = {
-        {"the same sizes again", {3, 5}, {5, 3}},
-        {"one size twice", {5, 3}, {5, 5}},
-        {"cut to smaller ones", {9}, {1, 2}},
-        {"larger than any kept", {2, 2}, {7, 2, 2}},
-        {"more blocks than are kept", {2, 2, 2, 2, 2, 2, 2, 2, 2, 2}, {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2}},
-        {"more bytes than are kept", {520, 520}, {520, 3}},
+        {"the same sizes again", {3, 5}, {5, 3}, "rr"},
+        {"one size twice", {5, 3}, {5, 5}, "rr"},
+        {"zeros where a block is kept", {3}, {3, 3}, "zr"},
+        {"cut to smaller ones", {9}, {1, 2, 1}, "rzr"},
+        {"zeros, then reads", {2, 2}, {7, 2, 2}, "zrz"},
+        {"more blocks than are kept", {2, 2, 2, 2, 2, 2, 2, 2, 2, 2}, {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2}, "rrrrrrrrrzr"},
+        {"more bytes than are kept", {520, 520}, {520, 3}, "rz"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -72,8 +74,9 @@ TEST(ZeroedMemory, FreedBlocksComeBackWholeAndZerosWhenAsked) {
         std::vector<std::pair<unsigned char*, std::size_t>> blocks;
         for (std::size_t k = 0; k < c.asked.size(); ++k) {
             const std::size_t bytes = c.asked[k] * kMb + 8;
-            auto* block = static_cast<unsigned char*>(k % 2 == 0 ? AllocateZeroed(bytes) : AllocateForReading(bytes));
-            if (k % 2 == 0) {
+            const bool zeros = c.kinds[k] == 'z';
+            auto* block = static_cast<unsigned char*>(zeros ? AllocateZeroed(bytes) : AllocateForReading(bytes));
+            if (zeros) {
                 EXPECT_TRUE(Holds(block, bytes, 0)) << k;
             }
             std::memset(block, static_cast<int>(2 + k), bytes);  // faults where a page of it was given back
