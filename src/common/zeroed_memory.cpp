@@ -51,10 +51,10 @@ long Now(clockid_t clock) {
 }
 
 // Large blocks freed lately, kept for the next large tables read from a file: a program that
-// resumes again and again then reads into memory it has at hand, where a new block costs a fault and the
-// kernel's zeroing of every page (half the time of a warm resume of a 336 MB mesh). At most
-// kKeepBlocks blocks and kKeepBytes bytes, the latest; the kernel may take a kept block's
-// pages back when memory runs short, and gives zeros for them then.
+// resumes again and again then reads into memory it has at hand, where a new block costs a
+// fault and the kernel's zeroing of every page (half the time of a warm resume of a 336 MB
+// mesh). At most kKeepBlocks blocks and kKeepBytes bytes, the latest; the kernel may take a
+// kept block's pages back when memory runs short, and gives zeros for them then.
 constexpr std::size_t kKeepBlocks = 8;
 constexpr std::size_t kKeepBytes = std::size_t{1} << 30;
 
