@@ -68,13 +68,10 @@ bool ReadAt(int descriptor, char* data, std::uint64_t bytes, std::uint64_t offse
 bool ReadOnTwoThreads(std::FILE* file, void* data, std::uint64_t bytes) {
     const off_t at = ::ftello(file);
     if (at < 0) return false;
-    const std::uint64_t half = bytes / 2 / 4096 * 4096;
     const int descriptor = ::fileno(file);
     auto* const out = static_cast<char*>(data);
     bool read[2] = {};
-    OnTwoThreads([&](int part) {
-        const std::uint64_t from = part == 0 ? 0 : half;
-        const std::uint64_t to = part == 0 ? half : bytes;
+    OnTwoHalves(bytes, 4096, [&](int part, std::uint64_t from, std::uint64_t to) {
         read[part] = ReadAt(descriptor, out + from, to - from, static_cast<std::uint64_t>(at) + from);
     });
     if (!read[0] || !read[1] || ::fseeko(file, at + static_cast<off_t>(bytes), SEEK_SET) != 0) ThrowReadError();
@@ -92,7 +89,7 @@ void CStreamAdapter::ReadArray(T* data, std::uint32_t count) {
     if (!(bytes >= kOnTwoFrom && SpareCore() && ReadOnTwoThreads(file_, data, bytes)) &&
         TERVIK_ROM_FREAD(data, sizeof(T), count, file_) != count)
         ThrowReadError();
-    remaining_ -= static_cast<std::uint64_t>(count) * sizeof(T);
+    remaining_ -= bytes;
     CheckStream();
 }
 

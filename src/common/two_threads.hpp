@@ -2,6 +2,7 @@
 #ifndef TERVIK_ROM_SRC_COMMON_TWO_THREADS_HPP
 #define TERVIK_ROM_SRC_COMMON_TWO_THREADS_HPP
 
+#include <cstdint>
 #include <system_error>
 #include <thread>
 
@@ -20,6 +21,14 @@ void OnTwoThreads(const Part& part) noexcept {
     }
     part(0);
     part(1);
+}
+
+// Runs part(0, 0, half) on the caller and part(1, half, size) on a thread of its own (as
+// OnTwoThreads), half being size / 2 rounded down to a multiple of align.
+template <class Part>
+void OnTwoHalves(std::uint64_t size, std::uint64_t align, const Part& part) noexcept {
+    const std::uint64_t half = size / 2 / align * align;
+    OnTwoThreads([&](int k) { k == 0 ? part(0, 0, half) : part(1, half, size); });
 }
 
 // Whether the machine has a core to spare for a second thread: fewer tasks run now than it

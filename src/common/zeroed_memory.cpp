@@ -64,7 +64,7 @@ struct KeptBlock {
 };
 
 std::mutex keptMutex;
-KeptBlock kept[kKeepBlocks];  // the oldest first
+KeptBlock kept[kKeepBlocks + 1];  // the oldest first; a slot more for a block just kept
 std::size_t keptCount = 0;
 
 void Unmap(void* block, std::size_t size) noexcept {
@@ -90,49 +90,43 @@ void* TakeKept(std::size_t bytes) noexcept {
     return taken.block;
 }
 
-// Keeps a block of size bytes (whole huge pages), giving back the oldest that no longer fit.
-void Keep(void* block, std::size_t size) noexcept {
-#ifdef MADV_FREE
-    madvise(block, size, MADV_FREE);
-#endif
-    KeptBlock dropped[kKeepBlocks + 1];
-    std::size_t droppedCount = 0;
-    {
-        std::lock_guard<std::mutex> lock(keptMutex);
-        if (keptCount == kKeepBlocks) {
-            dropped[droppedCount++] = kept[0];
-            std::copy(kept + 1, kept + keptCount, kept);
-            --keptCount;
-        }
-        kept[keptCount++] = {block, size};
-        std::size_t total = 0;
-        for (std::size_t k = 0; k < keptCount; ++k) total += kept[k].size;
-        std::size_t first = 0;
-        while (first < keptCount && total > kKeepBytes) {
-            total -= kept[first].size;
-            dropped[droppedCount++] = kept[first++];
-        }
-        std::copy(kept + first, kept + keptCount, kept);
-        keptCount -= first;
-    }
-    for (std::size_t k = 0; k < droppedCount; ++k) Unmap(dropped[k].block, dropped[k].size);
-}
-
-// Gives back the oldest kept blocks, at least bytes of them while there are any: a block the
-// kept ones cannot hold then finds the memory at hand (see FaultIn).
-void GiveBack(std::size_t bytes) noexcept {
-    KeptBlock given[kKeepBlocks];
+// Gives back the oldest kept blocks while more(blocks kept, bytes kept, bytes given back) holds.
+template <class More>
+void GiveBackOldest(const More& more) noexcept {
+    KeptBlock given[kKeepBlocks + 1];
     std::size_t count = 0;
     {
         std::lock_guard<std::mutex> lock(keptMutex);
-        for (std::size_t total = 0; count < keptCount && total < bytes; ++count) {
+        std::size_t keptBytes = 0;
+        for (std::size_t k = 0; k < keptCount; ++k) keptBytes += kept[k].size;
+        for (std::size_t givenBytes = 0; count < keptCount && more(keptCount - count, keptBytes, givenBytes); ++count) {
             given[count] = kept[count];
-            total += kept[count].size;
+            keptBytes -= kept[count].size;
+            givenBytes += kept[count].size;
         }
         std::copy(kept + count, kept + keptCount, kept);
         keptCount -= count;
     }
     for (std::size_t k = 0; k < count; ++k) Unmap(given[k].block, given[k].size);
+}
+
+// Keeps a block of size bytes (whole huge pages), giving back the oldest that no longer fit.
+void Keep(void* block, std::size_t size) noexcept {
+#ifdef MADV_FREE
+    madvise(block, size, MADV_FREE);
+#endif
+    {
+        std::lock_guard<std::mutex> lock(keptMutex);
+        kept[keptCount++] = {block, size};  // at most kKeepBlocks before: room for one more
+    }
+    GiveBackOldest(
+        [](std::size_t blocks, std::size_t bytes, std::size_t) { return blocks > kKeepBlocks || bytes > kKeepBytes; });
+}
+
+// Gives back the oldest kept blocks, at least bytes of them while there are any: a block the
+// kept ones cannot hold then finds the memory at hand (see FaultIn).
+void GiveBack(std::size_t bytes) noexcept {
+    GiveBackOldest([bytes](std::size_t, std::size_t, std::size_t given) { return given < bytes; });
 }
 
 }  // namespace
@@ -182,10 +176,9 @@ bool FaultIn(void* block, std::size_t bytes) noexcept {
     constexpr std::size_t kOnTwoFrom = std::size_t{16} << 20;
     const std::size_t rest = size - done;
     if (rest < kOnTwoFrom || !SpareCore()) return Populate(at + done, rest);
-    const std::size_t half = rest / 2 / kPage * kPage;
     int error[2] = {};  // each thread's errno when it failed, for the caller to read
-    OnTwoThreads([&](int part) {
-        const bool populated = part == 0 ? Populate(at + done, half) : Populate(at + done + half, rest - half);
+    OnTwoHalves(rest, kPage, [&](int part, std::uint64_t from, std::uint64_t to) {
+        const bool populated = Populate(at + done + from, to - from);
         error[part] = populated ? 0 : errno != 0 ? errno : EINVAL;
     });
     if (error[0] == 0 && error[1] == 0) return true;
