@@ -371,7 +371,9 @@ private:
     const EntityIndex& Nodes() const;
     const EntityIndex& Cells() const;
     std::int32_t Resolve(std::int32_t reference, const char* element, std::uint64_t index) const;
-    void ResolveStandardElements();
+    void ResolveStandardElements(std::int32_t* out) const;
+    std::vector<Array> CellArrays() const;
+    std::uint8_t UserType(std::uint64_t cell) const;  // of a polygon or polyhedron
 
     const Mesh& mesh_;
     const ExportOptions& options_;
@@ -381,7 +383,12 @@ private:
     std::vector<double> points_;  // the coordinates padded to 3, when the mesh has fewer
     std::uint64_t connectivitySize_ = 0, standardSize_ = 0;
     bool trimmed_ = false;  // a kind whose VTK cell takes fewer nodes than it has (beams)
-    std::unique_ptr<std::int32_t[]> connectivity_, offsets_;  // left uninitialised until resolved
+    // The references [first, second] that name nodes, node 0 the first, when the standard
+    // elements' connectivity is their table shifted; the cells are then made while written.
+    std::optional<std::pair<std::int32_t, std::int32_t>> shifted_;
+    std::vector<std::int32_t> user_, userOffsets_;  // polygons' and polyhedrons' entries, after the standard ones
+    // Otherwise resolved once into tables, left uninitialised until then.
+    std::unique_ptr<std::int32_t[]> connectivity_, offsets_;
     std::unique_ptr<std::uint8_t[]> types_;
     std::vector<std::int32_t> faces_, faceOffsets_, cellIds_;
     std::shared_future<void> standard_;  // last: waited for before the tables go

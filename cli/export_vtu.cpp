@@ -34,9 +34,11 @@ struct VtuWriter::Array {
     std::uint64_t bytes;
     std::vector<std::string> componentNames = {};  // ComponentName0, ... when given
     std::string unit = {};                         // the UNITS_LABEL information key, when not empty
-    // Makes the doubles [first, first + count) of an array without data; count and first
-    // are multiples of its components.
-    std::function<void(std::uint64_t first, std::uint64_t count, double* out)> make = {};
+    // Makes the items [first, first + count) of an array without data, into out; calls
+    // come in order from the first item, and count and first are multiples of its components.
+    std::function<void(std::uint64_t first, std::uint64_t count, void* out)> make = {};
+
+    std::uint64_t ItemBytes() const { return type[0] == 'F' ? 8 : type[0] == 'I' ? 4 : 1; }
 };
 
 // The pairs of a snapshot that make one array: the components of a field on one support
@@ -86,23 +88,22 @@ std::string Escaped(const std::string& text) {
     return out;
 }
 
-// Doubles in page-aligned memory.
+// Bytes in page-aligned memory.
 class PageBuffer {
 public:
     PageBuffer() = default;
-    explicit PageBuffer(std::uint64_t count)
-        : data_(static_cast<double*>(std::aligned_alloc(kPage, (count * sizeof(double) + kPage - 1) / kPage * kPage))),
-          size_(count) {
+    explicit PageBuffer(std::uint64_t bytes)
+        : data_(static_cast<char*>(std::aligned_alloc(kPage, (bytes + kPage - 1) / kPage * kPage))), size_(bytes) {
         if (data_ == nullptr) throw std::bad_alloc();
     }
-    double* data() const { return data_.get(); }
+    char* data() const { return data_.get(); }
     std::uint64_t size() const { return size_; }
 
 private:
     struct Free {
-        void operator()(double* memory) const { std::free(memory); }
+        void operator()(char* memory) const { std::free(memory); }
     };
-    std::unique_ptr<double, Free> data_;
+    std::unique_ptr<char, Free> data_;
     std::uint64_t size_ = 0;
 };
 
@@ -146,13 +147,12 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
     const auto failed = [](const std::string& broken) {
         if (!broken.empty()) throw MeshFailure(broken + "; tervikrom validate tells more");
     };
-    std::vector<std::int32_t> user, userOffsets;
     const Table<std::int32_t>& polygons = mesh.polygonConnectivity;
     failed(WalkSlices(polygons, mesh.polygonIds, false,
                       [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
                           for (std::uint64_t at = start + 1; at < start + length; ++at)
-                              user.push_back(Resolve(polygons[at], "polygon", element));
-                          userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
+                              user_.push_back(Resolve(polygons[at], "polygon", element));
+                          userOffsets_.push_back(Narrow(standardSize_ + user_.size(), "connectivity entries"));
                       }));
     const Table<std::int32_t>& polyhedrons = mesh.polyhedronConnectivity;
     const std::uint32_t cellCount = mesh.CellCount();
@@ -163,7 +163,7 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
     std::uint32_t cell = mesh.elementIds.count + mesh.polygonIds.count;
     failed(WalkSlices(
         polyhedrons, mesh.polyhedronIds, true, [&](std::uint32_t element, std::uint64_t start, std::uint64_t length) {
-            const std::size_t first = user.size();
+            const std::size_t first = user_.size();
             faces_.push_back(polyhedrons[start]);
             for (std::uint64_t at = start + 1; at < start + length;) {
                 const std::int32_t count = polyhedrons[at++];
@@ -171,31 +171,43 @@ VtuWriter::VtuWriter(const Mesh& mesh, const ExportOptions& options, std::vector
                 for (std::int32_t k = 0; k < count; ++k, ++at) {
                     const std::int32_t node = Resolve(polyhedrons[at], "polyhedron", element);
                     faces_.push_back(node);
-                    if (std::find(user.begin() + static_cast<std::ptrdiff_t>(first), user.end(), node) == user.end())
-                        user.push_back(node);
+                    if (std::find(user_.begin() + static_cast<std::ptrdiff_t>(first), user_.end(), node) == user_.end())
+                        user_.push_back(node);
                 }
             }
-            userOffsets.push_back(Narrow(standardSize_ + user.size(), "connectivity entries"));
+            userOffsets_.push_back(Narrow(standardSize_ + user_.size(), "connectivity entries"));
             faceOffsets_[cell++] = Narrow(faces_.size(), "face entries");
         }));
 
-    connectivitySize_ = standardSize_ + user.size();
+    connectivitySize_ = standardSize_ + user_.size();
     Narrow(connectivitySize_, "connectivity entries");
-    connectivity_.reset(new std::int32_t[connectivitySize_]);
-    offsets_.reset(new std::int32_t[cellCount]);
-    types_.reset(new std::uint8_t[cellCount]);
-    std::copy(user.begin(), user.end(), connectivity_.get() + standardSize_);
-    std::copy(userOffsets.begin(), userOffsets.end(), offsets_.get() + mesh.elementIds.count);
-    std::fill(types_.get() + mesh.elementIds.count, types_.get() + mesh.elementIds.count + mesh.polygonIds.count,
-              kVtkPolygon);
-    std::fill(types_.get() + mesh.elementIds.count + mesh.polygonIds.count, types_.get() + cellCount, kVtkPolyhedron);
 
     if (mesh.polygonIds.count + mesh.polyhedronIds.count != 0) {
         cellIds_.reserve(cellCount);
         for (const auto* ids : {&mesh.elementIds, &mesh.polygonIds, &mesh.polyhedronIds})
             cellIds_.insert(cellIds_.end(), ids->data, ids->data + ids->count);
     }
-    standard_ = std::async(std::launch::async, [this] { ResolveStandardElements(); }).share();
+
+    // The usual case, every kind keeping all its nodes and nodes named by ids that ascend
+    // by one (or by indices), needs no tables: the cells are made in pieces as they are
+    // written. Otherwise the standard elements are resolved once, beside the first write.
+    const std::optional<std::int64_t> offset = references_.Offset();
+    if (!trimmed_ && offset && *offset >= INT32_MIN && *offset <= INT32_MAX) {
+        const std::int64_t last = std::min<std::int64_t>(*offset + references_.Size() - 1, INT32_MAX);
+        shifted_.emplace(static_cast<std::int32_t>(*offset), static_cast<std::int32_t>(last));
+        return;
+    }
+    connectivity_.reset(new std::int32_t[connectivitySize_]);
+    offsets_.reset(new std::int32_t[cellCount]);
+    types_.reset(new std::uint8_t[cellCount]);
+    std::copy(user_.begin(), user_.end(), connectivity_.get() + standardSize_);
+    std::copy(userOffsets_.begin(), userOffsets_.end(), offsets_.get() + mesh.elementIds.count);
+    for (std::uint32_t cell = mesh.elementIds.count; cell < cellCount; ++cell) types_[cell] = UserType(cell);
+    standard_ = std::async(std::launch::async, [this] { ResolveStandardElements(connectivity_.get()); }).share();
+}
+
+std::uint8_t VtuWriter::UserType(std::uint64_t cell) const {
+    return cell < std::uint64_t{mesh_.elementIds.count} + mesh_.polygonIds.count ? kVtkPolygon : kVtkPolyhedron;
 }
 
 std::int32_t VtuWriter::Resolve(std::int32_t reference, const char* element, std::uint64_t index) const {
@@ -207,36 +219,69 @@ std::int32_t VtuWriter::Resolve(std::int32_t reference, const char* element, std
     return static_cast<std::int32_t>(node);
 }
 
-// The first vtkNodes of each element's nodes, in order. When every kind keeps all its
-// nodes and node ids ascend by one (or references are indices), the connectivity is the
-// table shifted by one offset, checked in the same pass.
-void VtuWriter::ResolveStandardElements() {
+// The first vtkNodes of each element's nodes, in order; out null to check them only.
+void VtuWriter::ResolveStandardElements(std::int32_t* out) const {
     const Table<std::int32_t>& table = mesh_.connectivity;
-    std::int32_t* out = connectivity_.get();
-    const std::optional<std::int64_t> offset = references_.Offset();
-    bool resolved = false;
-    if (!trimmed_ && offset) {
-        const std::uint64_t size = static_cast<std::uint64_t>(references_.Size());
-        bool outside = false;
-        for (std::uint64_t i = 0; i < standardSize_; ++i) {
-            const std::int64_t node = table[i] - *offset;
-            outside |= static_cast<std::uint64_t>(node) >= size;
-            out[i] = static_cast<std::int32_t>(node);
-        }
-        resolved = !outside;
-    }
     std::uint64_t used = 0, written = 0;
     for (std::uint32_t e = 0; e < mesh_.types.count; ++e) {
         const ElementKind& kind = kElementKinds[mesh_.types[e]];
-        if (!resolved)
-            for (std::int32_t k = 0; k < kind.vtkNodes; ++k)
-                out[written + static_cast<std::uint64_t>(k)] =
-                    Resolve(table[used + static_cast<std::uint64_t>(k)], "standard element", e);
+        for (std::int32_t k = 0; k < kind.vtkNodes; ++k) {
+            const std::int32_t node = Resolve(table[used + static_cast<std::uint64_t>(k)], "standard element", e);
+            if (out != nullptr) out[written + static_cast<std::uint64_t>(k)] = node;
+        }
         used += static_cast<std::uint64_t>(kind.nodes);
         written += static_cast<std::uint64_t>(kind.vtkNodes);
-        offsets_[e] = static_cast<std::int32_t>(written);
-        types_[e] = kind.vtkType;
+        if (out != nullptr) {
+            offsets_[e] = static_cast<std::int32_t>(written);
+            types_[e] = kind.vtkType;
+        }
     }
+}
+
+// connectivity, offsets and types: the tables, or made in pieces from the mesh's tables.
+std::vector<VtuWriter::Array> VtuWriter::CellArrays() const {
+    const std::uint64_t cellCount = mesh_.CellCount();
+    if (!shifted_)
+        return {{Array::Cells, "connectivity", "Int32", 1, connectivity_.get(), connectivitySize_ * 4},
+                {Array::Cells, "offsets", "Int32", 1, offsets_.get(), cellCount * 4},
+                {Array::Cells, "types", "UInt8", 1, types_.get(), cellCount}};
+    const std::uint64_t elements = mesh_.types.count;
+    const std::int32_t* const kinds = mesh_.types.data;
+    const auto connectivity = [this](std::uint64_t first, std::uint64_t count, void* bytes) {
+        auto* out = static_cast<std::int32_t*>(bytes);
+        const std::uint64_t standard = first < standardSize_ ? std::min(count, standardSize_ - first) : 0;
+        const std::int32_t* in = mesh_.connectivity.data + first;
+        const auto [low, high] = *shifted_;
+        std::uint32_t outside = 0;
+        for (std::uint64_t i = 0; i < standard; ++i) {
+            outside |= static_cast<std::uint32_t>(in[i] < low) | static_cast<std::uint32_t>(in[i] > high);
+            out[i] = static_cast<std::int32_t>(static_cast<std::uint32_t>(in[i]) - static_cast<std::uint32_t>(low));
+        }
+        if (outside != 0) ResolveStandardElements(nullptr);  // throws, naming the element
+        if (standard < count)
+            std::copy_n(user_.begin() + static_cast<std::ptrdiff_t>(first + standard - standardSize_), count - standard,
+                        out + standard);
+    };
+    const auto offsets = [this, elements, kinds, written = std::uint64_t{0}](std::uint64_t first, std::uint64_t count,
+                                                                             void* bytes) mutable {
+        auto* out = static_cast<std::int32_t*>(bytes);
+        const std::uint64_t standard = first < elements ? std::min(count, elements - first) : 0;
+        for (std::uint64_t i = 0; i < standard; ++i) {
+            written += static_cast<std::uint64_t>(kElementKinds[kinds[first + i]].vtkNodes);
+            out[i] = static_cast<std::int32_t>(written);
+        }
+        if (standard < count)
+            std::copy_n(userOffsets_.begin() + static_cast<std::ptrdiff_t>(first + standard - elements),
+                        count - standard, out + standard);
+    };
+    const auto types = [this, elements, kinds](std::uint64_t first, std::uint64_t count, void* bytes) {
+        auto* out = static_cast<std::uint8_t*>(bytes);
+        for (std::uint64_t i = 0; i < count; ++i)
+            out[i] = first + i < elements ? kElementKinds[kinds[first + i]].vtkType : UserType(first + i);
+    };
+    return {{Array::Cells, "connectivity", "Int32", 1, nullptr, connectivitySize_ * 4, {}, {}, connectivity},
+            {Array::Cells, "offsets", "Int32", 1, nullptr, cellCount * 4, {}, {}, offsets},
+            {Array::Cells, "types", "UInt8", 1, nullptr, cellCount, {}, {}, types}};
 }
 
 const EntityIndex& VtuWriter::Nodes() const {
@@ -343,7 +388,8 @@ std::vector<VtuWriter::Array> VtuWriter::SnapshotArrays(const Snapshot& snapshot
             std::vector<const double*> columns;
             for (const SnapshotPair* pair : group.columns)
                 columns.push_back(pair == nullptr ? nullptr : pair->values.data);
-            const auto make = [columns, width](std::uint64_t begin, std::uint64_t count, double* out) {
+            const auto make = [columns, width](std::uint64_t begin, std::uint64_t count, void* bytes) {
+                double* const out = static_cast<double*>(bytes);
                 const std::uint64_t entity = begin / width, entities = count / width;
                 const bool whole =
                     std::none_of(columns.begin(), columns.end(), [](const double* c) { return c == nullptr; });
@@ -419,9 +465,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     arrays.push_back({Array::Points, "Points", "Float64", 3, points_.empty() ? mesh_.coordinates.data : points_.data(),
                       nodeCount * 24});
     const std::uint64_t cellCount = mesh_.CellCount();
-    arrays.push_back({Array::Cells, "connectivity", "Int32", 1, connectivity_.get(), connectivitySize_ * 4});
-    arrays.push_back({Array::Cells, "offsets", "Int32", 1, offsets_.get(), cellCount * 4});
-    arrays.push_back({Array::Cells, "types", "UInt8", 1, types_.get(), cellCount});
+    for (Array& array : CellArrays()) arrays.push_back(std::move(array));
     if (!faceOffsets_.empty()) {
         arrays.push_back({Array::Cells, "faces", "Int32", 1, faces_.data(), Bytes(faces_)});
         arrays.push_back({Array::Cells, "faceoffsets", "Int32", 1, faceOffsets_.data(), Bytes(faceOffsets_)});
@@ -485,7 +529,7 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
     file.Write(header);
     for (std::size_t i = 0; i < arrays.size(); ++i) {
         const Array& array = arrays[i];
-        if (array.section == Array::Cells) standard_.get();  // rethrows what resolving threw
+        if (array.section == Array::Cells && standard_.valid()) standard_.get();  // rethrows what resolving threw
         if (gaps[i] != 0) {
             const std::uint64_t padding = gaps[i] - sizeof padding;
             file.Write(&padding, sizeof padding);
@@ -497,12 +541,13 @@ std::uint64_t VtuWriter::Write(const Snapshot* snapshot, const std::string& path
             continue;
         }
         // Made in pieces of whole pages and whole tuples, in a page-aligned buffer.
-        const std::uint64_t piece = kPage / sizeof(double) * static_cast<std::uint64_t>(array.components) * 64;
-        if (buffer.size() < piece) buffer = PageBuffer(piece);
-        for (std::uint64_t first = 0, total = array.bytes / sizeof(double); first < total; first += piece) {
+        const std::uint64_t item = array.ItemBytes();
+        const std::uint64_t piece = kPage * 64 / item * static_cast<std::uint64_t>(array.components);
+        if (buffer.size() < piece * item) buffer = PageBuffer(piece * item);
+        for (std::uint64_t first = 0, total = array.bytes / item; first < total; first += piece) {
             const std::uint64_t count = std::min(piece, total - first);
             array.make(first, count, buffer.data());
-            file.Write(buffer.data(), count * sizeof(double));
+            file.Write(buffer.data(), count * item);
         }
     }
     file.Write(trailer);

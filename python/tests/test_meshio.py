@@ -113,6 +113,67 @@ def test_gmsh_meshes_import_as_meshio_reads_them_and_export_in_vtk_node_order(tm
         [(block.type, block.data.tolist()) for block in back.cells]
 
 
+@pytest.mark.parametrize("broken", [None, 54321])
+def test_a_mesh_of_several_pieces_exports_its_cells_as_its_tables_give_them(tmp_path, broken):
+    """Mixed kinds over several of the pieces the export writes at a time, polygons and a
+    polyhedron after them; a reference to no node in a later piece names its element."""
+    rng = np.random.default_rng(7)
+    kinds = {kind.type: kind for kind in tmeshio.kinds() if kind.vtk_nodes == kind.node_count}
+    codes = rng.choice(sorted(kinds), 70000).astype(np.int32)
+    sizes = np.array([kinds[c].node_count for c in codes])
+    nodes, first = 50000, 1001
+    refs = rng.integers(first, first + nodes, sizes.sum()).astype(np.int32)
+    polygons = np.array([3, first, first + 1, first + 2, 4, first + 3, first + 4, first + 5, first + 6], np.int32)
+    a, b, c, d = range(first + 7, first + 11)
+    polyhedron = np.array([4, 3, a, b, c, 3, a, b, d, 3, b, c, d, 3, a, c, d], dtype=np.int32)
+    cfg = tervikrom.MeshDataCfg()
+    cfg.configure_node_data(count=nodes, dimension=3)
+    elements = cfg.configure_element_data()
+    elements.configure_std_element_data(count=len(codes), connectivity_table_size=len(refs))
+    user = elements.configure_user_element_data()
+    user.configure_polygon_data(count=2, connectivity_table_size=len(polygons))
+    user.configure_polyhedron_data(count=1, connectivity_table_size=len(polyhedron))
+    cfg.add_region(solver_id="all", caption="all").add_support(
+        solver_id="all-nodes", entity_count=nodes, entities_type=tmeshio.NODE_ENTITIES)
+    cfg.check()
+    data = tervikrom.MeshData(cfg)
+    data.support_data("all-nodes").entities = np.arange(first, first + nodes, dtype=np.int32)
+    data.node_data.coordinates = rng.random((nodes, 3))
+    data.node_data.ids = np.arange(first, first + nodes, dtype=np.int32)
+    ends = np.cumsum(sizes)
+    if broken is not None:
+        refs[ends[broken] - 1] = first + nodes
+    std = data.std_element_data
+    std.types, std.ids, std.connectivity = codes, np.arange(1, len(codes) + 1, dtype=np.int32), refs
+    data.polygon_data.ids = np.array([70001, 70002], dtype=np.int32)
+    data.polygon_data.connectivity = polygons
+    data.polyhedron_data.ids = np.array([70003], dtype=np.int32)
+    data.polyhedron_data.connectivity = polyhedron
+    data.save(tmp_path / "mixed.rommsh")
+    exported = run(COMMAND, "export", tmp_path / "mixed.rommsh", "-o", tmp_path / "mixed")
+    if broken is not None:
+        assert exported.returncode == 1 and exported.stderr == "tervikrom: %s: standard element %d names node %d, " \
+            "which the mesh does not hold (give --indices if references are node indices)\n" \
+            % (tmp_path / "mixed.rommsh", broken, first + nodes)
+        assert not (tmp_path / "mixed.vtu").exists()
+        return
+    assert exported.returncode == 0, exported.stderr
+    import vtk
+    from vtk.util.numpy_support import vtk_to_numpy
+    reader = vtk.vtkXMLUnstructuredGridReader()
+    reader.SetFileName(str(tmp_path / "mixed.vtu"))
+    reader.Update()
+    grid = reader.GetOutput()
+    np.testing.assert_array_equal(vtk_to_numpy(grid.GetCellTypesArray()),
+                                  [kinds[c].vtk_type for c in codes] + [7, 7, 42])
+    cells = grid.GetCells()
+    user_nodes = np.array([0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10])
+    np.testing.assert_array_equal(vtk_to_numpy(cells.GetConnectivityArray()),
+                                  np.concatenate([refs - first, user_nodes]))
+    np.testing.assert_array_equal(vtk_to_numpy(cells.GetOffsetsArray()),
+                                  np.concatenate([[0], ends, ends[-1] + np.array([3, 7, 11])]))
+
+
 def every_kind(folder):
     """A mesh of one element of each kind (node ids from 101, element ids from 1), two polygons,
     a polyhedron, and a node and an element support."""
