@@ -103,11 +103,6 @@ def _positions(ids: np.ndarray, wanted: np.ndarray, what: str) -> np.ndarray:
     return positions
 
 
-def _distinct(ids: np.ndarray) -> bool:
-    """Whether no id repeats (ascending ids are checked without sorting)."""
-    return len(ids) < 2 or bool(np.all(ids[1:] > ids[:-1])) or len(np.unique(ids)) == len(ids)
-
-
 def _runs(values: np.ndarray) -> List[Tuple[int, int]]:
     """(start, end) of each run of equal consecutive values."""
     if len(values) == 0:
@@ -236,7 +231,25 @@ def _counted(lists: Sequence[np.ndarray]) -> np.ndarray:
     return np.concatenate([np.concatenate(([len(nodes)], nodes)) for nodes in lists]) if len(lists) else np.zeros(0)
 
 
-def _parts(mesh: "meshio_module.Mesh", node_ids: np.ndarray) -> _Parts:
+def _ascending(ids: np.ndarray) -> bool:
+    return len(ids) < 2 or bool(np.all(ids[1:] > ids[:-1]))
+
+
+def _node_ids_of(cells: Any, node_ids: np.ndarray, first: Optional[int], cell_type: str) -> np.ndarray:
+    """The node ids of meshio's point indices; ids that ascend by one from `first` are the
+    indices shifted (no gather, no 64-bit copy). Raises Error for an index naming no point."""
+    cells = np.asarray(cells)
+    if cells.size:
+        low, high = int(cells.min()), int(cells.max())
+        if low < 0 or high >= len(node_ids):
+            raise Error("meshio's cells of type %r name the point %d; the mesh has the points 0 to %d"
+                        % (cell_type, low if low < 0 else high, len(node_ids) - 1))
+    if first is None:
+        return node_ids[cells]
+    return np.add(cells, first, out=np.empty(cells.shape, np.int32), casting="unsafe")
+
+
+def _parts(mesh: "meshio_module.Mesh", node_ids: np.ndarray, first: Optional[int]) -> _Parts:
     by_type = _by_meshio_type()
     gmsh = _from_gmsh(mesh)
     given = mesh.cell_data.get("ElementId")
@@ -250,7 +263,7 @@ def _parts(mesh: "meshio_module.Mesh", node_ids: np.ndarray) -> _Parts:
         next_id += count
         parts.block_ids.append(ids)
         if block.type == "polygon":
-            data = node_ids[np.asarray(block.data, dtype=np.int64)]
+            data = _node_ids_of(block.data, node_ids, first, block.type)
             parts.polygons.append(np.column_stack((np.full(count, data.shape[1]), data)).reshape(-1))
             parts.polygon_ids.append(ids)
             parts.block_nodes.append(lambda cells, data=data: data[cells].reshape(-1))
@@ -266,13 +279,13 @@ def _parts(mesh: "meshio_module.Mesh", node_ids: np.ndarray) -> _Parts:
                 known = ", ".join(sorted(set(by_type) | {"polygon", "polyhedron<n>"}))
                 raise Error("meshio's cells of type %r have no element kind here; the kinds take: %s"
                             % (block.type, known))
-            data = np.asarray(block.data, dtype=np.int64)
+            data = np.asarray(block.data)
             correction = _gmsh_correction(block.type) if gmsh else None
             if correction is not None:  # in place of meshio's order
                 data = data[:, correction]
             elif kind.meshio_order is not None:
                 data = data[:, np.argsort(kind.meshio_order)]
-            data = node_ids[data]
+            data = _node_ids_of(data, node_ids, first, block.type)
             parts.types.append(np.full(count, kind.type, dtype=np.int32))
             parts.connectivity.append(data.reshape(-1))
             parts.std_ids.append(ids)
@@ -281,6 +294,8 @@ def _parts(mesh: "meshio_module.Mesh", node_ids: np.ndarray) -> _Parts:
 
 
 def _joined(arrays: Sequence[np.ndarray]) -> np.ndarray:
+    if len(arrays) == 1:
+        return np.ascontiguousarray(arrays[0].reshape(-1), dtype=np.int32)
     return np.ascontiguousarray(np.concatenate(arrays), dtype=np.int32) if arrays else np.zeros(0, dtype=np.int32)
 
 
@@ -311,11 +326,14 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
     given = mesh.point_data.get("NodeId")
     node_ids = (np.asarray(given).astype(np.int32).reshape(-1) if given is not None
                 else np.arange(1, count + 1, dtype=np.int32))
-    if not _distinct(node_ids):
+    ascending = _ascending(node_ids)
+    if not ascending and len(np.unique(node_ids)) != len(node_ids):
         raise Error("meshio's point data NodeId gives a node id twice")
-    parts = _parts(mesh, node_ids)
+    by_one = count > 0 and ascending and int(node_ids[-1]) - int(node_ids[0]) == count - 1
+    parts = _parts(mesh, node_ids, int(node_ids[0]) if by_one else None)
     all_ids = _joined(parts.block_ids)
-    if not _distinct(all_ids):
+    ascending = _ascending(all_ids)
+    if not ascending and len(np.unique(all_ids)) != len(all_ids):
         raise Error("meshio's cell data ElementId gives an element id twice")
 
     supports: Dict[str, Tuple[str, int, np.ndarray]] = {}  # support -> (region, entity type, entities)
@@ -335,7 +353,7 @@ def from_meshio(mesh: "meshio_module.Mesh", setup: Optional[SetupCfg] = None, un
 
     if whole is not None:
         add(whole, "-nodes", NODE_ENTITIES, node_ids)
-        add(whole, "-elements", ELEMENT_ENTITIES, np.sort(all_ids))
+        add(whole, "-elements", ELEMENT_ENTITIES, all_ids.copy() if ascending else np.sort(all_ids))
     for name, members in mesh.point_sets.items():
         add(name, "-nodes", NODE_ENTITIES, np.unique(node_ids[np.asarray(members, dtype=np.int64)]))
     companions = []

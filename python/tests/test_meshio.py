@@ -266,6 +266,12 @@ def test_every_kind_goes_through_meshio_to_vtu_xdmf_and_the_format_it_registers_
      "NodeId gives a node id twice"),
     (meshio.Mesh(np.eye(3), [("triangle", np.array([[0, 1, 2]]))], point_sets={"mesh-nodes": np.array([0])}),
      "make the support mesh-nodes"),
+    (meshio.Mesh(np.eye(3), [("triangle", np.array([[0, 1, 3]]))]), "'triangle' name the point 3; the mesh has the "
+     r"points 0 to 2"),
+    (meshio.Mesh(np.eye(3), [("triangle", np.array([[0, -1, 2]]))], point_data={"NodeId": np.array([7, 3, 5])}),
+     "'triangle' name the point -1"),
+    (meshio.Mesh(np.eye(3), [("triangle", np.array([[0, 1, 2]])), ("line", np.array([[1, 2]]))],
+                 cell_data={"ElementId": [np.array([8]), np.array([8])]}), "ElementId gives an element id twice"),
 ])
 def test_meshes_without_a_place_in_the_library_are_refused(mesh, named):
     with pytest.raises(tervikrom.Error, match=named):
