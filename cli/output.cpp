@@ -1,5 +1,6 @@
 // The command's outputs: each written under a temporary name of its own, made
 // exclusively in the output's folder, and renamed over the output once complete.
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -101,10 +102,17 @@ void OutputFile::Discard() {
     pending_ = nullptr;
 }
 
+// In pieces of 4 MiB at most, as the library writes its arrays: a larger write makes the
+// kernel take the page cache's memory in blocks a host may have taken back, slow to fault in.
 void OutputFile::Write(const void* data, std::uint64_t bytes) {
-    if (bytes != 0 && std::fwrite(data, 1, bytes, file_) != bytes)
-        throw OutputFailure("cannot write " + path_ + ": " + std::strerror(errno));
-    written_ += bytes;
+    constexpr std::uint64_t kPiece = std::uint64_t{4} << 20;
+    for (std::uint64_t done = 0; done < bytes;) {
+        const std::uint64_t piece = std::min(kPiece, bytes - done);
+        if (std::fwrite(static_cast<const char*>(data) + done, 1, piece, file_) != piece)
+            throw OutputFailure("cannot write " + path_ + ": " + std::strerror(errno));
+        done += piece;
+        written_ += piece;
+    }
 }
 
 void OutputFile::Reserve(std::uint64_t bytes) {

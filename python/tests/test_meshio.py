@@ -115,13 +115,14 @@ def test_gmsh_meshes_import_as_meshio_reads_them_and_export_in_vtk_node_order(tm
 
 @pytest.mark.parametrize("broken", [None, 54321])
 def test_a_mesh_of_several_pieces_exports_its_cells_as_its_tables_give_them(tmp_path, broken):
-    """Mixed kinds over several of the pieces the export writes at a time, polygons and a
-    polyhedron after them; a reference to no node in a later piece names its element."""
+    """Mixed kinds over several of the pieces the export makes and writes at a time (points of
+    4.8 MB among them), polygons and a polyhedron after them; a reference to no node in a
+    later piece names its element."""
     rng = np.random.default_rng(7)
     kinds = {kind.type: kind for kind in tmeshio.kinds() if kind.vtk_nodes == kind.node_count}
     codes = rng.choice(sorted(kinds), 70000).astype(np.int32)
     sizes = np.array([kinds[c].node_count for c in codes])
-    nodes, first = 50000, 1001
+    nodes, first = 200000, 1001
     refs = rng.integers(first, first + nodes, sizes.sum()).astype(np.int32)
     polygons = np.array([3, first, first + 1, first + 2, 4, first + 3, first + 4, first + 5, first + 6], np.int32)
     a, b, c, d = range(first + 7, first + 11)
@@ -138,7 +139,8 @@ def test_a_mesh_of_several_pieces_exports_its_cells_as_its_tables_give_them(tmp_
     cfg.check()
     data = tervikrom.MeshData(cfg)
     data.support_data("all-nodes").entities = np.arange(first, first + nodes, dtype=np.int32)
-    data.node_data.coordinates = rng.random((nodes, 3))
+    points = rng.random((nodes, 3))
+    data.node_data.coordinates = points
     data.node_data.ids = np.arange(first, first + nodes, dtype=np.int32)
     ends = np.cumsum(sizes)
     if broken is not None:
@@ -164,6 +166,7 @@ def test_a_mesh_of_several_pieces_exports_its_cells_as_its_tables_give_them(tmp_
     reader.SetFileName(str(tmp_path / "mixed.vtu"))
     reader.Update()
     grid = reader.GetOutput()
+    np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), points)
     np.testing.assert_array_equal(vtk_to_numpy(grid.GetCellTypesArray()),
                                   [kinds[c].vtk_type for c in codes] + [7, 7, 42])
     cells = grid.GetCells()

@@ -1,5 +1,6 @@
 #include "common/replacing_file.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -69,6 +70,16 @@ void ReserveSpace(std::FILE* file, std::uint64_t bytes) {
 #endif
 }
 
+bool WriteInPieces(std::FILE* file, const void* data, std::size_t bytes) {
+    const auto* from = static_cast<const char*>(data);
+    for (std::size_t done = 0; done < bytes;) {
+        const std::size_t piece = std::min(kWritePiece, bytes - done);
+        if (std::fwrite(from + done, 1, piece, file) != piece) return false;
+        done += piece;
+    }
+    return true;
+}
+
 CReplacingFile::CReplacingFile(const std::string& target) : destination_(ResolveLink(target)) {
     const std::filesystem::path path(destination_);
     for (int attempt = 0; attempt < 8 && stream_ == nullptr; ++attempt) {
@@ -101,7 +112,7 @@ CReplacingFile::~CReplacingFile() {
 }
 
 void CReplacingFile::Write(const void* data, std::size_t size) {
-    if (FaultInjection::Fails() || (size != 0 && std::fwrite(data, 1, size, stream_) != size)) ThrowWriteError();
+    if (FaultInjection::Fails() || !WriteInPieces(stream_, data, size)) ThrowWriteError();
 }
 
 void CReplacingFile::Commit() {

@@ -2,6 +2,7 @@
 #ifndef TERVIK_ROM_SRC_COMMON_REPLACING_FILE_HPP
 #define TERVIK_ROM_SRC_COMMON_REPLACING_FILE_HPP
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -17,6 +18,13 @@ std::FILE* OpenRegularFile(const std::string& fileName, std::uint64_t& size);
 // changing the file's size: a large write then finds its space ready. Where the file
 // system cannot, nothing changes.
 void ReserveSpace(std::FILE* file, std::uint64_t bytes);
+
+// Writes bytes to file in pieces of at most kWritePiece; false on a short write. A single
+// write of 8 MiB or more makes the kernel take the page cache's memory in blocks that a
+// host may have taken back from a virtual machine, each faulted in slowly: on the
+// development host 344 MB went in 0.35-0.6 s that way, in 0.06 s by pieces of 4 MiB.
+inline constexpr std::size_t kWritePiece = std::size_t{4} << 20;
+bool WriteInPieces(std::FILE* file, const void* data, std::size_t bytes);
 
 // A new file written under a temporary name in the target's folder and renamed over
 // the target by Commit, once everything was written, flushed and closed. Until then

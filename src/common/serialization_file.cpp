@@ -100,8 +100,7 @@ void CStreamAdapter::WriteArray(const T* data, std::uint32_t count) {
     constexpr std::uint64_t kReserveFrom = std::uint64_t{1} << 20;
     const std::uint64_t bytes = std::uint64_t{count} * sizeof(T);
     if (bytes >= kReserveFrom) ReserveSpace(file_, bytes);
-    if (FaultInjection::Fails() || (count != 0 && TERVIK_ROM_FWRITE(data, sizeof(T), count, file_) != count))
-        ThrowWriteError();
+    if (FaultInjection::Fails() || !WriteInPieces(file_, data, bytes)) ThrowWriteError();
     CheckStream();
 }
 
