@@ -78,6 +78,22 @@ void TakeTurns(int rounds, First&& first, Second&& second) {
     }
 }
 
+// Three sides in turns, the order rotating every round.
+template <class A, class B, class C>
+void RotateTurns(int rounds, A&& a, B&& b, C&& c) {
+    for (int round = 0; round < rounds; ++round)
+        for (int k = 0; k < 3; ++k) switch ((round + k) % 3) {
+                case 0:
+                    a();
+                    break;
+                case 1:
+                    b();
+                    break;
+                default:
+                    c();
+            }
+}
+
 // ---- Printing -----------------------------------------------------------------------
 
 inline void Report(const char* what, double seconds, const char* reference, double referenceSeconds) {
@@ -113,6 +129,17 @@ inline void WriteRaw(const std::string& path, const void* data, std::size_t size
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (file == nullptr) Fail("cannot open " + path + " for writing");
     const bool written = std::fwrite(data, 1, size, file) == size;
+    if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
+}
+
+// Writes size bytes to a new (or truncated) file in pieces of 4 MiB, as the library writes.
+inline void WriteRawInPieces(const std::string& path, const void* data, std::size_t size) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) Fail("cannot open " + path + " for writing");
+    bool written = true;
+    for (std::size_t done = 0, piece = std::size_t{4} << 20; written && done < size; done += piece)
+        written = std::fwrite(static_cast<const char*>(data) + done, 1, std::min(piece, size - done), file) ==
+                  std::min(piece, size - done);
     if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
 }
 
@@ -303,6 +330,44 @@ inline void CompareFresh(const char* what, const char* step, const std::string& 
     for (int i = 0; i < rounds; ++i)
         std::printf(" %.3f/%.3f", ours[static_cast<std::size_t>(i)], raw[static_cast<std::size_t>(i)]);
     std::printf("\n");
+}
+
+// A save as a program meets it after working a while: the machine left alone for a few
+// seconds (TERVIKROM_BENCH_PAUSE) before each save of object to path (saved before), in
+// turns with one fwrite of the same bytes after the same pause and, for information, an
+// fwrite of them in pieces of 4 MiB; 5 rounds, medians and minima. Leaves path saved.
+inline void CompareAfterPause(RomObject* object, const std::string& path, const std::string& rawPath,
+                              const char* target) {
+    const int pause = EnvironmentNumber("TERVIKROM_BENCH_PAUSE", 3);
+    constexpr int kRounds = 5;
+    const std::size_t size = std::filesystem::file_size(path);
+    PageMemory outgoing = PageAligned(size);
+    ReadRaw(path, outgoing.get(), size);
+    std::vector<double> ours, raw, pieces;
+    const auto paused = [&](std::vector<double>& times, auto&& action) {
+        std::filesystem::remove(path);
+        std::filesystem::remove(rawPath);
+        sleep(static_cast<unsigned>(pause));
+        times.push_back(Time(action));
+    };
+    RotateTurns(
+        kRounds, [&] { paused(ours, [&] { Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave"); }); },
+        [&] { paused(raw, [&] { WriteRaw(rawPath, outgoing.get(), size); }); },
+        [&] { paused(pieces, [&] { WriteRawInPieces(rawPath, outgoing.get(), size); }); });
+    char label[96];
+    std::snprintf(label, sizeof label, "save after a pause of %d s, median of %d", pause, kRounds);
+    ReportTarget(label, Median(ours), "one fwrite after it, median", Median(raw), target);
+    const auto low = [](const std::vector<double>& times) { return *std::min_element(times.begin(), times.end()); };
+    std::printf(
+        "  minima %.4f s and %.4f s (ratio %.2f); fwrite in pieces of 4 MiB (information): median %.4f s, "
+        "min %.4f s\n  each round (ours/fwrite/pieces):",
+        low(ours), low(raw), low(ours) / low(raw), Median(pieces), low(pieces));
+    for (int i = 0; i < kRounds; ++i)
+        std::printf(" %.3f/%.3f/%.3f", ours[static_cast<std::size_t>(i)], raw[static_cast<std::size_t>(i)],
+                    pieces[static_cast<std::size_t>(i)]);
+    std::printf("\n");
+    std::filesystem::remove(rawPath);
+    Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave");  // the file as it was
 }
 
 #endif

@@ -377,6 +377,7 @@ int main(int argc, char** argv) {
     std::printf("mesh_bench.%s: %.1f MB\n", RomGetMeshFileExtension(), static_cast<double>(saved.size) / 1e6);
     ReportTarget("save (RomPersistableSave), best of 3", saved.ours, "fwrite of the bytes, best", saved.raw,
                  "target <= 1.25x");
+    CompareAfterPause(mesh, meshPath, rawPath, "(information)");
     RomObject* resumed = nullptr;
     const FileTimes loaded = ResumeBesideRead(RomFactoryCreateMeshData, meshPath, kFileRounds, resumed);
     ReportTarget("resume (CreateMeshData + Resume), best of 3", loaded.ours, "fread of the bytes, best", loaded.raw,

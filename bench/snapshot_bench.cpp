@@ -254,22 +254,6 @@ void RunCase(const char* title, const Orders& orders, const Targets& targets, co
 
 // ---- Whole arrays ---------------------------------------------------------------------
 
-// Three sides in turns, the order rotating every round; the best time of each.
-template <class A, class B, class C>
-void RotateTurns(int rounds, A&& a, B&& b, C&& c) {
-    for (int round = 0; round < rounds; ++round)
-        for (int k = 0; k < 3; ++k) switch ((round + k) % 3) {
-                case 0:
-                    a();
-                    break;
-                case 1:
-                    b();
-                    break;
-                default:
-                    c();
-            }
-}
-
 // Both components added by one AddValues call each, then saved; in turns with a raw write of
 // the saved file's bytes and HDF5 writing the same arrays, as given, to a new file. Then the
 // resume beside HDF5 reading the arrays back into new memory.
