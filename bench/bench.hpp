@@ -124,22 +124,17 @@ inline PageMemory PageAligned(std::size_t size) {
     return PageMemory(memory);
 }
 
-// Writes size bytes to a new (or truncated) file with one fwrite.
-inline void WriteRaw(const std::string& path, const void* data, std::size_t size) {
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) Fail("cannot open " + path + " for writing");
-    const bool written = std::fwrite(data, 1, size, file) == size;
-    if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
-}
-
-// Writes size bytes to a new (or truncated) file in pieces of 4 MiB, as the library writes.
-inline void WriteRawInPieces(const std::string& path, const void* data, std::size_t size) {
+// Writes size bytes to a new (or truncated) file with one fwrite, or with one for each
+// piece of that many bytes (the library writes in pieces of 4 MiB).
+inline void WriteRaw(const std::string& path, const void* data, std::size_t size,
+                     std::size_t piece = std::numeric_limits<std::size_t>::max()) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (file == nullptr) Fail("cannot open " + path + " for writing");
     bool written = true;
-    for (std::size_t done = 0, piece = std::size_t{4} << 20; written && done < size; done += piece)
-        written = std::fwrite(static_cast<const char*>(data) + done, 1, std::min(piece, size - done), file) ==
-                  std::min(piece, size - done);
+    for (std::size_t done = 0; written && done < size; done += piece) {
+        const std::size_t bytes = std::min(piece, size - done);
+        written = std::fwrite(static_cast<const char*>(data) + done, 1, bytes, file) == bytes;
+    }
     if (std::fclose(file) != 0 || !written) Fail("cannot write " + path);
 }
 
@@ -353,7 +348,7 @@ inline void CompareAfterPause(RomObject* object, const std::string& path, const 
     RotateTurns(
         kRounds, [&] { paused(ours, [&] { Must(RomPersistableSave(object, path.c_str()), "RomPersistableSave"); }); },
         [&] { paused(raw, [&] { WriteRaw(rawPath, outgoing.get(), size); }); },
-        [&] { paused(pieces, [&] { WriteRawInPieces(rawPath, outgoing.get(), size); }); });
+        [&] { paused(pieces, [&] { WriteRaw(rawPath, outgoing.get(), size, std::size_t{4} << 20); }); });
     char label[96];
     std::snprintf(label, sizeof label, "save after a pause of %d s, median of %d", pause, kRounds);
     ReportTarget(label, Median(ours), "one fwrite after it, median", Median(raw), target);
